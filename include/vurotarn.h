@@ -1,0 +1,12 @@
+/* vurotarn.h - everything libtarn exports, in one include. */
+#ifndef VUROTARN_H
+#define VUROTARN_H
+
+#include "vurotarn_error.h"
+#include "vurotarn_macro_util.h"
+#include "vurotarn_plugin.h"
+#include "vurotarn_sqlite.h"
+#include "vurotarn_type.h"
+#include "vurotarnou.h"
+
+#endif

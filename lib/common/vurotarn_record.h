@@ -1,0 +1,692 @@
+/* vurotarn_record.h - the record pattern, written once for every family:
+ * record layer, write paths with hooks and change log, storage with
+ * read-back, list queries and fill callbacks. A family supplies a traits
+ * type (its table, fields, SQL texts, words and hook names) and exports thin
+ * wrappers over these templates. */
+#ifndef VUROTARN_RECORD_H
+#define VUROTARN_RECORD_H
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <new>
+#include <string>
+#include <type_traits>
+
+#include <json/json.h>
+
+#include "common/vurotarn_sqlite_int.h"
+#include "vurotarn_macro_util.h"
+#include "vurotarn_plugin.h"
+
+/* ---- fields: how one member is read from a row and passed to a hook ---- */
+
+template <class Rec>
+struct VurotarnField {
+    const char* szColumn;  // column name in the table
+    const char* szHook;    // hook argument suffix (Org_<x>, New_<x>); NULL: not passed
+    bool blText;
+    void (*fromColumn)(Rec& rec, const char* szValue);
+    std::string (*toText)(const Rec& rec);
+};
+
+template <class M>
+struct VurotarnMemberOf;
+template <class C, class V>
+struct VurotarnMemberOf<V C::*> {
+    using Class = C;
+    using Value = V;
+};
+
+template <auto M>
+void vurotarnFieldFromColumn(typename VurotarnMemberOf<decltype(M)>::Class& rec,
+                             const char* szValue) {
+    using V = typename VurotarnMemberOf<decltype(M)>::Value;
+    if constexpr (std::is_same_v<V, std::string>) {
+        rec.*M = szValue;
+    } else if constexpr (std::is_unsigned_v<V>) {
+        rec.*M = (V)strtoull(szValue, NULL, 10);
+    } else {
+        rec.*M = (V)strtol(szValue, NULL, 10);
+    }
+}
+
+template <auto M>
+std::string vurotarnFieldToText(const typename VurotarnMemberOf<decltype(M)>::Class& rec) {
+    using V = typename VurotarnMemberOf<decltype(M)>::Value;
+    if constexpr (std::is_same_v<V, std::string>) {
+        return rec.*M;
+    } else {
+        return std::to_string(rec.*M);
+    }
+}
+
+#define VUROTARN_FIELD(Rec, member, column, hook)                                        \
+    VurotarnField<Rec> {                                                                 \
+        column, hook,                                                                    \
+            std::is_same_v<decltype(Rec::member), std::string>,                          \
+            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>   \
+    }
+
+/* "__null != pOu" and its likes, for checks written once for all families. */
+inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
+    return std::string(szLeft) + szRight;
+}
+
+/* ---- the pattern ---- */
+
+template <class T>
+struct VurotarnRecord {
+    using Rec = typename T::Rec;
+    using Id = typename T::Id;
+    using Env = typename T::Env;
+
+    /* -- record layer -- */
+
+    static Rec* alloc() {
+        Rec* p = new (std::nothrow) Rec();
+        if (p != NULL) {
+            T::onAlloc(*p);
+        }
+        return p;
+    }
+
+    static int free(Rec* p) {
+        delete p;
+        return 0;
+    }
+
+    static void listFree(Rec** pList) {
+        Rec* p = *pList;
+        while (p != NULL) {
+            Rec* pNext = p->pNext;
+            delete p;
+            p = pNext;
+        }
+        *pList = NULL;
+    }
+
+    static int clear(Rec* p) {
+        if (p == NULL) {
+            return -1;
+        }
+        listFree(&p->pNext);
+        T::onClear(*p);
+        return 0;
+    }
+
+    static Rec* next(const Rec* p) { return p == NULL ? NULL : p->pNext; }
+
+    /* -- item getters and setters -- */
+
+    template <class V>
+    static int itemGetValue(V* pVal, const Rec* p, V Rec::*member) {
+        VUROTARN_ARG_CHECK(NULL, !=, pVal, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("NULL != ", T::kRecArg).c_str(), 0,
+                                return -1);
+        *pVal = p->*member;
+        return 0;
+    }
+
+    static int itemGetText(char* szBuf, size_t cbBuf, const Rec* p, std::string Rec::*member) {
+        VUROTARN_ARG_CHECK(NULL, !=, szBuf, return -1);
+        VUROTARN_ARG_CHECK(0, <, cbBuf, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("NULL != ", T::kRecArg).c_str(), 0,
+                                return -1);
+        snprintf(szBuf, cbBuf, "%s", (p->*member).c_str());
+        return 0;
+    }
+
+    template <class V>
+    static int itemSetValue(Rec* p, V val, V Rec::*member) {
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        p->*member = val;
+        return 0;
+    }
+
+    static int itemSetText(Rec* p, const char* szVal, std::string Rec::*member) {
+        VUROTARN_ARG_CHECK(NULL, !=, szVal, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("NULL != ", T::kRecArg).c_str(), 0,
+                                return -1);
+        p->*member = szVal;
+        return 0;
+    }
+
+    /* -- fill callbacks -- */
+
+    static int fillOne(void* parm, int n_column, char** column_value, char** column_name) {
+        Rec* p = (Rec*)parm;
+        if (column_value == NULL || column_name == NULL || p->available) {
+            return 0;
+        }
+        p->available = TRUE;
+        for (int i = 0; i < n_column; i++) {
+            if (column_name[i] == NULL || column_value[i] == NULL) {
+                continue;
+            }
+            for (const VurotarnField<Rec>& field : T::kFields) {
+                if (strcmp(field.szColumn, column_name[i]) == 0) {
+                    field.fromColumn(*p, column_value[i]);
+                    break;
+                }
+            }
+        }
+        return 0;
+    }
+
+    static int fillList(void* parm, int n_column, char** column_value, char** column_name) {
+        Rec** pHead = (Rec**)parm;
+        Rec* p = alloc();
+        if (p == NULL) {
+            VUROTARN_TRACE("Can't malloc memory: %llu bytes\n", (unsigned long long)sizeof(Rec));
+            return 0;
+        }
+        fillOne(p, n_column, column_value, column_name);
+        p->pNext = *pHead;
+        *pHead = p;
+        return 0;
+    }
+
+    /* -- hooks -- */
+
+    static int pluginInit(Env* pstEnvVar, const char* szPlugin, const Rec* pOrg, const Rec* pNew) {
+        if (pstEnvVar == NULL || szPlugin == NULL || (pOrg == NULL && pNew == NULL)) {
+            QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
+            VUROTARN_LOG("Bad parameters");
+            return -1;
+        }
+        pstEnvVar->pOrg = pOrg;
+        pstEnvVar->pNew = pNew;
+        pstEnvVar->pPlugin = NULL;
+        pstEnvVar->iResult = 0;
+        if (VUROTARNPluginInit(T::kModule, szPlugin, &pstEnvVar->pPlugin) < 0) {
+            VUROTARN_LOG("Fail to init plugin [%s] " VUROTARN_ERRSTORE_FMT, T::kModule,
+                         VUROTARN_ERRSTORE_ARGS);
+            return -1;
+        }
+        return 0;
+    }
+
+    static int pluginSetRecordArgs(PQLIBPLUGIN pPlugin, const char* szPrefix, const Rec& rec) {
+        for (const VurotarnField<Rec>& field : T::kFields) {
+            if (field.szHook == NULL) {
+                continue;
+            }
+            std::string text = field.toText(rec);
+            size_t cbBuf = field.blText ? T::kHookTextBuf : T::kHookNumBuf;
+            if (cbBuf != 0 && text.size() > cbBuf - 1) {
+                text.resize(cbBuf - 1);  // the platform's argument buffer cuts here
+            }
+            std::string key = std::string(szPrefix) + field.szHook;
+            if (QLIBPluginSetArg(pPlugin, key.c_str(), text.c_str()) < 0) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    static int plugin(const SDK_PLUGIN_ACTION action, Env* pstEnvVar) {
+        if (pstEnvVar == NULL || !QLIBPluginHasInit(pstEnvVar->pPlugin)) {
+            return -1;
+        }
+        if (pstEnvVar->pOrg == NULL && pstEnvVar->pNew == NULL) {
+            QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
+            return -1;
+        }
+        if (QLIBPluginSetArgByInt(pstEnvVar->pPlugin, "RESULT", pstEnvVar->iResult) < 0) {
+            return -1;
+        }
+        if (pstEnvVar->pOrg != NULL &&
+            pluginSetRecordArgs(pstEnvVar->pPlugin, "Org_", *pstEnvVar->pOrg) < 0) {
+            return -1;
+        }
+        if (pstEnvVar->pNew != NULL &&
+            pluginSetRecordArgs(pstEnvVar->pPlugin, "New_", *pstEnvVar->pNew) < 0) {
+            return -1;
+        }
+        return QLIBPluginAction(action, pstEnvVar->pPlugin);
+    }
+
+    static int pluginExit(Env* pstEnvVar) {
+        if (pstEnvVar == NULL) {
+            QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
+            return -1;
+        }
+        QLIBPluginExit(pstEnvVar->pPlugin);
+        pstEnvVar->pPlugin = NULL;
+        return 0;
+    }
+
+    /* The PRE half of a write: environment, initialisation, PRE action. A
+     * hook never stops the write, so failures are only logged. */
+    static Env* hooksBefore(const char* szHook, const Rec* pOrg, const Rec* pNew) {
+        Env* env = (Env*)calloc(1, sizeof(Env));
+        if (pluginInit(env, szHook, pOrg, pNew) < 0) {
+            VUROTARN_LOG("Fail to init %s plugin (PRE)", szHook);
+        }
+        if (plugin(SDK_PLUGIN_PRE, env) < 0) {
+            VUROTARN_LOG("Fail to execute %s plugin (PRE)", szHook);
+        }
+        return env;
+    }
+
+    static void hooksAfter(Env* env, const char* szHook, int result) {
+        if (env == NULL) {
+            return;
+        }
+        env->iResult = result;
+        if (plugin(SDK_PLUGIN_POST, env) < 0) {
+            VUROTARN_LOG("Fail to execute %s plugin (POST)", szHook);
+        }
+        pluginExit(env);
+        ::free(env);
+    }
+
+    static void changeLog(int result, int action, Rec* p1, Rec* p2, const char* szAction,
+                          Id id) {
+        if (T::kLog != NULL && T::kLog(result, action, p1, p2) < 0) {
+            VUROTARN_LOG("Failed to record %s action of %s in db. id=[%s]", szAction, T::kWord,
+                         T::idText(id).c_str());
+        }
+    }
+
+    /* -- operation layer -- */
+
+    static int create(Rec* p) {
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        Env* env = hooksBefore(T::kHookCreate, NULL, p);
+        int result = 0;
+        if (createSqlite(p) < 0) {
+            VUROTARN_LOG("Failed to create %s.", T::kWord);
+            result = -1;
+        }
+        changeLog(result, VUROTARN_LOG_ACTION_CREATE, p, NULL, "create", p->id);
+        hooksAfter(env, T::kHookCreate, result);
+        return result;
+    }
+
+    static int set(Rec* p) {
+        Rec tmp;
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        Env* env = NULL;
+        int result = -1;
+        if (T::isInvalidSetId(p->id)) {
+            VUROTARN_LOG("Invalid id: [%s]", T::idText(p->id).c_str());
+        } else if (get(p->id, &tmp) < 0) {
+            VUROTARN_LOG("get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+                         T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
+        } else {
+            env = hooksBefore(T::kHookSet, &tmp, p);
+            result = 0;
+            if (setSqlite(p) < 0) {
+                VUROTARN_LOG("Failed to set %s, id = [%s]", T::kWord, T::idText(p->id).c_str());
+                result = -1;
+            }
+        }
+        if (T::kLogOnSet) {
+            changeLog(result, VUROTARN_LOG_ACTION_SET, &tmp, p, "set", tmp.id);
+        }
+        hooksAfter(env, T::kHookSet, result);
+        return result;
+    }
+
+    static int del(Id id) {
+        Rec tmp;
+        Env* env = NULL;
+        int result = -1;
+        if (get(id, &tmp) < 0) {
+            VUROTARN_LOG("get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+                         T::idText(id).c_str(), VUROTARN_ERRSTORE_ARGS);
+        } else {
+            env = hooksBefore(T::kHookDelete, &tmp, NULL);
+            result = 0;
+            if (deleteSqlite(id) < 0) {
+                VUROTARN_LOG("Failed to delete %s, id = [%s]", T::kWord, T::idText(id).c_str());
+                result = -1;
+            }
+        }
+        changeLog(result, VUROTARN_LOG_ACTION_DELETE, &tmp, NULL, "delete", id);
+        hooksAfter(env, T::kHookDelete, result);
+        return result;
+    }
+
+    static int save(Rec* p) {
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        if (T::isNewId(p->id)) {
+            if (create(p) < 0) {
+                VUROTARN_LOG("Create %s failed. " VUROTARN_ERRSTORE_FMT, T::kWord,
+                             VUROTARN_ERRSTORE_ARGS);
+                return -1;
+            }
+            return 0;
+        }
+        if (set(p) < 0) {
+            VUROTARN_LOG("Set %s failed. [%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+                         T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
+            return -1;
+        }
+        return 0;
+    }
+
+    static int get(Id id, Rec* p) {
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        int r = getMultipleSqlite(&id, 1, p);
+        if (r < T::kGetFoundMin) {
+            VUROTARN_LOG("Failed to get %s, id = [%s]", T::kWord, T::idText(id).c_str());
+            return -1;
+        }
+        return 0;
+    }
+
+    static int getMultiple(Id* ids, size_t cID, Rec* p) {
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        VUROTARN_ARG_CHECK(0, <, cID, return -1);
+        int r = getMultipleSqlite(ids, cID, p);
+        if (r < T::kGetFoundMin) {
+            VUROTARN_LOG("Failed to get multiple %s.", T::kWord);
+            return -1;
+        }
+        return 0;
+    }
+
+    static int createMultiple(Rec* pList) {
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
+                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
+                                return -1);
+        for (Rec* p = pList; p != NULL; p = p->pNext) {
+            if (create(p) < 0) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    static int setMultiple(Rec* pList) {
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
+                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
+                                return -1);
+        for (Rec* p = pList; p != NULL; p = p->pNext) {
+            if (set(p) < 0) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    static int deleteList(Rec* pList) {
+        for (Rec* p = pList; p != NULL; p = p->pNext) {
+            if (del(p->id) < 0) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    template <class IdArg>
+    static int deleteMultiple(IdArg* ids, size_t cID) {
+        VUROTARN_ARG_CHECK(0, <, cID, return -1);
+        for (size_t i = 0; i < cID; i++) {
+            if (del((Id)ids[i]) < 0) {
+                return -1;
+            }
+        }
+        return 0;
+    }
+
+    static int deleteAll() {
+        Rec* pList = NULL;
+        if (listAll(&pList, NULL, NULL) < 0) {
+            return -1;
+        }
+        int ret = deleteList(pList);
+        listFree(&pList);
+        return ret;
+    }
+
+    static int list(const PQLIBSZHASH pParms, Rec** pList, size_t* pTotalCount) {
+        if (listSqlite(pParms, pList, pTotalCount) < 0) {
+            VUROTARN_LOG("Failed to get list of %s.", T::kWord);
+            return -1;
+        }
+        return 0;
+    }
+
+    static int listAll(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
+                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
+                                return -1);
+        if (listAllSqlite(pList, isKeep, private_data) < 0) {
+            VUROTARN_LOG("Failed to get list of %s.", T::kWord);
+            return -1;
+        }
+        return 0;
+    }
+
+    /* -- storage layer -- */
+
+    /* Runs a read-back query; the id of the first row, or -1 when none. */
+    static int readBack(VurotarnConnection& db, const char* szSQL, Rec* pFound) {
+        if (db.exec(szSQL, fillOne, pFound) != 0) {
+            return -1;
+        }
+        if (!pFound->available) {
+            QLIBCErrSetEx(ERR_WRITE_FAILED, __FILE__, __LINE__);
+            return -1;
+        }
+        return 0;
+    }
+
+    /* INSERT (or, for keyed families, the upsert by key) and read-back. */
+    static int createSqlite(Rec* p) {
+        long pid = (long)getpid();
+        VurotarnConnection db;
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        if constexpr (T::kKeyedUpsert) {
+            return upsertSqlite(db, p);
+        } else {
+            p->mtime = time(NULL);
+            VurotarnSqlText sql(T::insertSql(*p, pid));
+            if (!sql) {
+                VUROTARN_LOG("Failed to malloc SQL");
+                return -1;
+            }
+            if (db.exec(sql.get()) != 0) {
+                return -1;
+            }
+            VurotarnSqlText check(T::readBackInsertSql(*p, pid));
+            if (!check) {
+                VUROTARN_LOG("Failed to malloc SQL");
+                return -1;
+            }
+            Rec tmpCreate;
+            if (readBack(db, check.get(), &tmpCreate) < 0) {
+                return -1;
+            }
+            p->id = tmpCreate.id;
+            return 0;
+        }
+    }
+
+    static int setSqlite(Rec* p) {
+        if constexpr (T::kKeyedUpsert) {
+            return createSqlite(p);
+        } else {
+            long pid = (long)getpid();
+            VurotarnConnection db;
+            VUROTARN_ARG_CHECK_TEXT(p != NULL,
+                                    vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                    return -1);
+            p->mtime = time(NULL);
+            VurotarnSqlText sql(T::updateSql(*p, pid));
+            if (!sql) {
+                VUROTARN_LOG("Failed to malloc SQL");
+                return -1;
+            }
+            if (db.exec(sql.get()) != 0) {
+                return -1;
+            }
+            VurotarnSqlText check(T::readBackUpdateSql(*p, pid));
+            if (!check) {
+                VUROTARN_LOG("Failed to malloc SQL");
+                return -1;
+            }
+            Rec tmpUpdate;
+            return readBack(db, check.get(), &tmpUpdate);
+        }
+    }
+
+    /* Keyed upsert: an unchanged row is left alone (its mtime too); a
+     * changed or new one is written under the key's id. */
+    static int upsertSqlite(VurotarnConnection& db, Rec* p) {
+        VurotarnSqlText match(T::fullMatchSql(*p));
+        if (!match) {
+            VUROTARN_LOG("Failed to malloc SQL");
+            return -1;
+        }
+        Rec tmpMatch;
+        if (db.exec(match.get(), fillOne, &tmpMatch) != 0) {
+            return -1;
+        }
+        if (tmpMatch.available) {
+            p->id = tmpMatch.id;
+            return 0;
+        }
+        VurotarnSqlText key(T::keyQuerySql(*p));
+        if (!key) {
+            VUROTARN_LOG("Failed to malloc SQL");
+            return -1;
+        }
+        p->mtime = time(NULL);
+        VurotarnSqlText sql(T::upsertSql(*p, key.get()));
+        if (!sql) {
+            VUROTARN_LOG("Failed to malloc SQL");
+            return -1;
+        }
+        if (db.exec(sql.get()) != 0) {
+            return -1;
+        }
+        Rec tmpCheck;
+        if (readBack(db, match.get(), &tmpCheck) < 0) {
+            return -1;
+        }
+        p->id = tmpCheck.id;
+        return 0;
+    }
+
+    static int deleteSqlite(Id id) {
+        VurotarnConnection db;
+        char szSQL[4096];
+        sqlite3_snprintf(sizeof(szSQL), szSQL, "DELETE FROM %s WHERE id=%s;", T::kTable,
+                         T::idText(id).c_str());
+        return db.exec(szSQL) != 0 ? -1 : 0;
+    }
+
+    /* 1 when a row was read into p, 0 when none, -1 on failure. */
+    static int getMultipleSqlite(const Id* ids, size_t cID, Rec* p) {
+        VurotarnConnection db;
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
+                                0, return -1);
+        VUROTARN_ARG_CHECK(0, <, cID, return -1);
+        char szSQL[4096];
+        sqlite3_snprintf(sizeof(szSQL), szSQL, "SELECT * FROM %s WHERE id=%s ", T::kTable,
+                         T::idText(ids[0]).c_str());
+        for (size_t i = 1; i < cID; i++) {
+            size_t len = strlen(szSQL);
+            sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, " OR id=%s ",
+                             T::idText(ids[i]).c_str());
+        }
+        size_t len = strlen(szSQL);
+        sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, ";");
+        if (db.exec(szSQL, fillOne, p) != 0) {
+            return -1;
+        }
+        return p->available ? 1 : 0;
+    }
+
+    /* "SELECT * FROM <table> <condition>;" into a list, reversed by the
+     * fill. A failed step gives what was collected, usually nothing. */
+    static Rec* listByCondition(const char* szCondition) {
+        std::string text = std::string("SELECT * FROM ") + T::kTable;
+        if (szCondition != NULL && szCondition[0] != '\0') {
+            text += std::string(" ") + szCondition;
+        }
+        text += ";";
+        // A 4096-byte statement buffer: a longer text loses its end.
+        char szSQL[4096];
+        snprintf(szSQL, sizeof(szSQL), "%s", text.c_str());
+        Rec* pHead = NULL;
+        VurotarnConnection db;
+        db.exec(szSQL, fillList, &pHead);
+        return pHead;
+    }
+
+    static int listCount(const Rec* p) {
+        int n = 0;
+        for (; p != NULL; p = p->pNext) {
+            n++;
+        }
+        return n;
+    }
+
+    static int listAllSqlite(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
+                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
+                                return -1);
+        Rec* pHead = listByCondition("");
+        if (isKeep != NULL && private_data != NULL) {
+            Rec** ppLink = &pHead;
+            while (*ppLink != NULL) {
+                Rec* p = *ppLink;
+                if (isKeep(p, private_data)) {
+                    ppLink = &p->pNext;
+                } else {
+                    *ppLink = p->pNext;
+                    delete p;
+                }
+            }
+        }
+        int count = listCount(pHead);
+        if (count > 0) {
+            *pList = pHead;
+        }
+        return count;
+    }
+
+    static int listSqlite(const PQLIBSZHASH pParms, Rec** pList, size_t* pTotalCount) {
+        if (pParms == NULL) {
+            int count = listAllSqlite(pList, NULL, NULL);
+            if (pTotalCount != NULL && count >= 0) {
+                *pTotalCount = (size_t)count;
+            }
+            return count;
+        }
+        char szCondition[4096];
+        if (VUROTARNSQLConditionCreate(pParms, szCondition, sizeof(szCondition)) < 0) {
+            return -1;
+        }
+        Rec* pHead = listByCondition(szCondition);
+        int count = listCount(pHead);
+        if (pTotalCount != NULL) {
+            *pTotalCount = (size_t)count;
+        }
+        if (pHead != NULL) {
+            *pList = pHead;
+        }
+        return count;
+    }
+};
+
+/* JSON out: a key is wanted when jAdditional is null or names it. */
+bool vurotarnJsonWanted(const Json::Value& jAdditional, const char* szKey);
+
+#endif

@@ -1,0 +1,57 @@
+/* vurotarn_sqlite_int.h - the database steps every storage function uses:
+ * open, the SQL step with its retry on a locked database, close. One
+ * implementation serves both databases; each caller names its file. */
+#ifndef VUROTARN_SQLITE_INT_H
+#define VUROTARN_SQLITE_INT_H
+
+#include <sqlite3.h>
+
+#include <string>
+
+#include "vurotarn_sqlite.h"
+
+typedef int (*VUROTARN_SQL_CALLBACK)(void*, int, char**, char**);
+
+/* Runs szSQL (with the foreign-key pragma in front) on *pDb, opening it on
+ * szDbPath first when it is NULL. "database is locked" is retried up to 101
+ * runs with a random sleep between; any other error is traced at once.
+ * 0 or -1. */
+int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
+                    const char* szSQL, VUROTARN_SQL_CALLBACK callback, void* arg);
+
+/* One per-call connection: opened (inside the bracket, unchecked) when
+ * constructed, closed (inside the bracket) when it goes out of scope. */
+class VurotarnConnection {
+public:
+    explicit VurotarnConnection(const char* szDbPath = VUROTARN_SQLITE_DB_PATH,
+                                const char* szOpenText = nullptr);
+    ~VurotarnConnection();
+    VurotarnConnection(const VurotarnConnection&) = delete;
+    VurotarnConnection& operator=(const VurotarnConnection&) = delete;
+
+    int exec(const char* szSQL, VUROTARN_SQL_CALLBACK callback = nullptr, void* arg = nullptr);
+
+private:
+    sqlite3* vurotarn_sqlite_db_ = nullptr;
+    const char* szDbPath_;
+    const char* szOpenText_;
+};
+
+/* RAII holder for text from sqlite3_mprintf. */
+class VurotarnSqlText {
+public:
+    explicit VurotarnSqlText(char* sz) : sz_(sz) {}
+    ~VurotarnSqlText() { sqlite3_free(sz_); }
+    VurotarnSqlText(const VurotarnSqlText&) = delete;
+    VurotarnSqlText& operator=(const VurotarnSqlText&) = delete;
+    const char* get() const { return sz_; }
+    explicit operator bool() const { return sz_ != nullptr; }
+
+private:
+    char* sz_;
+};
+
+/* Seeds rand() once per process. */
+void VUROTARNRandInit();
+
+#endif

@@ -1,0 +1,75 @@
+/* tarnou_sqlite.cpp - storage of OUs in table "ou": the family's SQL texts and
+ * its storage functions over the shared record pattern. */
+#include "tarnou/vurotarnou_int.h"
+
+const VurotarnField<VURO_TARN_OU> VurotarnOuTraits::kFields[8] = {
+    VUROTARN_FIELD(VURO_TARN_OU, id, "id", "ID"),
+    VUROTARN_FIELD(VURO_TARN_OU, mtime, "mtime", "ModifiedTime"),
+    VUROTARN_FIELD(VURO_TARN_OU, str_name, "name", "Name"),
+    VUROTARN_FIELD(VURO_TARN_OU, str_desc, "desc", "Description"),
+    VUROTARN_FIELD(VURO_TARN_OU, parent_id, "parent_id", "ParentID"),
+    VUROTARN_FIELD(VURO_TARN_OU, block_inheritance, "block_inheritance", "BlockInheritance"),
+    VUROTARN_FIELD(VURO_TARN_OU, str_linked_gpo, "linked_gpo", "LinkedGPO"),
+    VUROTARN_FIELD(VURO_TARN_OU, str_extra_info, "extra_info", "ExtraInfo"),
+};
+
+char* VurotarnOuTraits::insertSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "INSERT INTO ou ( mtime, name, desc, parent_id, block_inheritance, linked_gpo, "
+        "extra_info, pid) VALUES ( %ld, '%q', '%q', %ld, %ld, '%q', '%q', %ld);",
+        (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id, r.block_inheritance,
+        r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
+}
+
+char* VurotarnOuTraits::readBackInsertSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "SELECT id FROM ou WHERE mtime=%ld AND name='%q' AND desc='%q' AND parent_id=%ld AND "
+        "block_inheritance=%ld AND linked_gpo='%q' AND extra_info='%q' AND pid=%ld;",
+        (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id, r.block_inheritance,
+        r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
+}
+
+char* VurotarnOuTraits::updateSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "UPDATE ou SET id=%ld, mtime=%ld, name='%q', desc='%q', parent_id=%ld, "
+        "block_inheritance=%ld, linked_gpo='%q', extra_info='%q', pid=%ld WHERE id=%ld;",
+        r.id, (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id,
+        r.block_inheritance, r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid, r.id);
+}
+
+char* VurotarnOuTraits::readBackUpdateSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "SELECT id FROM ou WHERE id=%ld AND mtime=%ld AND name='%q' AND desc='%q' AND "
+        "parent_id=%ld AND block_inheritance=%ld AND linked_gpo='%q' AND extra_info='%q' AND "
+        "pid=%ld;",
+        r.id, (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id,
+        r.block_inheritance, r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
+}
+
+int VUROTARNOuCreate_sqlite(VURO_TARN_OU* pOu) { return VurotarnOu::createSqlite(pOu); }
+
+int VUROTARNOuSet_sqlite(VURO_TARN_OU* pOu) { return VurotarnOu::setSqlite(pOu); }
+
+int VUROTARNOuDelete_sqlite(long id) { return VurotarnOu::deleteSqlite(id); }
+
+int VUROTARNOuGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_OU* pOu) {
+    return VurotarnOu::getMultipleSqlite(ids, cID, pOu);
+}
+
+int VUROTARNOuList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_OU_LIST* pOuList,
+                          size_t* pTotalCount) {
+    return VurotarnOu::listSqlite(pParms, pOuList, pTotalCount);
+}
+
+int VUROTARNOuListAll_sqlite(VURO_TARN_OU_LIST* pOuList, BOOL (*isKeep)(VURO_TARN_OU*, void*),
+                             void* private_data) {
+    return VurotarnOu::listAllSqlite(pOuList, isKeep, private_data);
+}
+
+int VUROTARNOuFillOne(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnOu::fillOne(parm, n_column, column_value, column_name);
+}
+
+int VUROTARNOuFillList(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnOu::fillList(parm, n_column, column_value, column_name);
+}

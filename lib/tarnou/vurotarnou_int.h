@@ -1,0 +1,56 @@
+/* vurotarnou_int.h - the OU family's traits for the record pattern and its
+ * storage functions, which only the family itself calls. */
+#ifndef VUROTARNOU_INT_H
+#define VUROTARNOU_INT_H
+
+#include "common/vurotarn_record.h"
+#include "vurotarnou.h"
+
+struct VurotarnOuTraits {
+    using Rec = VURO_TARN_OU;
+    using Id = long;
+    using Env = VURO_TARN_OU_PLUGIN_ENV;
+
+    static constexpr const char* kWord = "VURO_TARN_OU";
+    static constexpr const char* kTable = "ou";
+    static constexpr const char* kRecArg = "pOu";
+    static constexpr const char* kListArg = "pOuList";
+    static constexpr const char* kModule = "tarnou";
+    static constexpr const char* kHookCreate = "tarnou/tarnou_create";
+    static constexpr const char* kHookSet = "tarnou/tarnou_set";
+    static constexpr const char* kHookDelete = "tarnou/tarnou_delete";
+    static constexpr size_t kHookTextBuf = 32;
+    static constexpr size_t kHookNumBuf = 32;
+    static constexpr bool kKeyedUpsert = false;
+    static constexpr bool kLogOnSet = true;
+    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
+    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
+
+    static const VurotarnField<Rec> kFields[8];
+
+    static bool isNewId(Id id) { return id == -1; }
+    static bool isInvalidSetId(Id id) { return id < 0; }
+    static std::string idText(Id id) { return std::to_string(id); }
+    static void onAlloc(Rec&) {}
+    static void onClear(Rec& rec) { rec = Rec(); }
+
+    static char* insertSql(const Rec& rec, long pid);
+    static char* readBackInsertSql(const Rec& rec, long pid);
+    static char* updateSql(const Rec& rec, long pid);
+    static char* readBackUpdateSql(const Rec& rec, long pid);
+};
+
+using VurotarnOu = VurotarnRecord<VurotarnOuTraits>;
+
+int VUROTARNOuCreate_sqlite(VURO_TARN_OU* pOu);
+int VUROTARNOuSet_sqlite(VURO_TARN_OU* pOu);
+int VUROTARNOuDelete_sqlite(long id);
+int VUROTARNOuGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_OU* pOu);
+int VUROTARNOuList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_OU_LIST* pOuList,
+                          size_t* pTotalCount);
+int VUROTARNOuListAll_sqlite(VURO_TARN_OU_LIST* pOuList, BOOL (*isKeep)(VURO_TARN_OU*, void*),
+                             void* private_data);
+int VUROTARNOuFillOne(void* parm, int n_column, char** column_value, char** column_name);
+int VUROTARNOuFillList(void* parm, int n_column, char** column_value, char** column_name);
+
+#endif

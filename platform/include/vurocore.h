@@ -1,0 +1,118 @@
+/* vurocore.h - the platform core operations libtarn calls: error store, string
+ * hash and list, key-value files, processes, plug-ins and the system root.
+ * This is a small, real stand-in for the platform's closed core library. */
+#ifndef VUROCORE_H
+#define VUROCORE_H
+
+#include <stddef.h>
+#include <sys/types.h>
+
+#ifdef __cplusplus
+#include <string>
+extern "C" {
+#endif
+
+#define VURO_EXPORT __attribute__((visibility("default")))
+
+typedef int BOOL;
+#ifndef FALSE
+#define FALSE 0
+#endif
+#ifndef TRUE
+#define TRUE 1
+#endif
+
+/* ---- error store: one code, file and line per process ---- */
+typedef int VUROERR;
+#define ERR_NOT_ENOUGH_MEMORY 0x0100
+#define ERR_OUT_OF_MEMORY 0x0200
+#define ERR_OPEN_FAILED 0x0900
+#define ERR_WRITE_FAILED 0x0B00
+#define ERR_BAD_PARAMETERS 0x0D00
+#define ERR_KEY_NOT_FOUND 0x2000
+#define ERR_NOT_ENOUGH_SPACE 0x2900
+#define ERR_OP_FAILURE 0x2A00
+#define ERR_VOLUME_NOT_FOUND 0x8300
+#define ERR_SPACE_BUILDING_FOREGROUND 0xDD00
+
+VURO_EXPORT void QLIBCErrSetEx(VUROERR code, const char* file, int line);
+VURO_EXPORT VUROERR QLIBCErrGet(void);
+VURO_EXPORT const char* QLIBCErrorGetFile(void);
+VURO_EXPORT int QLIBCErrorGetLine(void);
+
+/* ---- string hash: keys and values copied in, enumerated in insertion order ---- */
+typedef struct _tag_qlib_sz_hash_ {
+    int nSize;        /* initial size asked for; not a limit */
+    int nItemHint;    /* second size value, carried to hashes of the same kind */
+    void* pImpl;
+} QLIBSZHASH, *PQLIBSZHASH;
+
+/* ---- string list: the caller reads nItem and pszItem directly ---- */
+typedef struct _tag_qlib_sz_list_ {
+    int nItem;
+    char** pszItem;
+    int nAlloc;
+} QLIBSZLIST, *PQLIBSZLIST;
+
+#define OP_SORTED 1
+
+VURO_EXPORT PQLIBSZHASH QLIBCSzHashAlloc(int size);
+VURO_EXPORT PQLIBSZHASH QLIBCIHashAllocator(int size, int itemHint);
+VURO_EXPORT int QLIBCCopyHash(const PQLIBSZHASH from, PQLIBSZHASH to);
+VURO_EXPORT void QLIBCSzHashFree(PQLIBSZHASH hash);
+VURO_EXPORT int QLIBCSzHashSetValue(PQLIBSZHASH* pHash, const char* key, const char* value);
+VURO_EXPORT const char* QLIBCSzHashGetValue(const PQLIBSZHASH hash, const char* key);
+VURO_EXPORT int QLIBCSzHashRemoveKey(PQLIBSZHASH hash, const char* key);
+VURO_EXPORT int QLIBCHashRemoveAll(PQLIBSZHASH hash);
+VURO_EXPORT int QLIBCSzHashEnumKey(const PQLIBSZHASH hash, PQLIBSZLIST* pList);
+VURO_EXPORT int QLIBCSzHashCount(const PQLIBSZHASH hash);
+
+VURO_EXPORT PQLIBSZLIST QLIBCSzListAlloc(int size);
+VURO_EXPORT void QLIBCSzListFree(PQLIBSZLIST list);
+VURO_EXPORT int QLIBCSzListPush(PQLIBSZLIST* pList, const char* text);
+VURO_EXPORT const char* QLIBCSzListGet(const PQLIBSZLIST list, int index);
+VURO_EXPORT int QLIBCSzListRemoveAll(PQLIBSZLIST list);
+VURO_EXPORT int QLIBCSzListSortItems(PQLIBSZLIST list, int op);
+
+/* ---- key=value files; writes are atomic (temp file and rename) ---- */
+VURO_EXPORT int QLIBCFileGetKeyValue(const char* file, const char* key, char* buf, int size, int flag);
+VURO_EXPORT int QLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flag);
+VURO_EXPORT BOOL QLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flag);
+
+/* ---- processes: fork and execv, never a shell ---- */
+/* Runs argv[0] with argv, waits, and returns its exit status (0..255), or -1
+ * when it could not be started or ended by a signal. */
+VURO_EXPORT int QLIBCExec(const char* path, char* const argv[]);
+VURO_EXPORT BOOL QLIBCProcAlive(pid_t pid);
+VURO_EXPORT pid_t QLIBCProcFork(void);
+
+/* ---- plug-ins: "<dir>/<name>" executables run with PRE or POST ---- */
+typedef enum { SDK_PLUGIN_PRE = 4, SDK_PLUGIN_POST = 5 } SDK_PLUGIN_ACTION;
+typedef struct _tag_qlib_plugin_* PQLIBPLUGIN;
+typedef PQLIBPLUGIN* PPQLIBPLUGIN;
+
+VURO_EXPORT int QLIBPluginInit(const char* name, const PQLIBSZLIST dirs, int major, int minor,
+                               PPQLIBPLUGIN ppPlugin);
+VURO_EXPORT BOOL QLIBPluginHasInit(const PQLIBPLUGIN plugin);
+VURO_EXPORT int QLIBPluginSetArg(PQLIBPLUGIN plugin, const char* key, const char* text);
+VURO_EXPORT int QLIBPluginSetArgByInt(PQLIBPLUGIN plugin, const char* key, long long number);
+VURO_EXPORT int QLIBPluginAction(SDK_PLUGIN_ACTION action, PQLIBPLUGIN plugin);
+VURO_EXPORT int QLIBPluginExit(PQLIBPLUGIN plugin);
+
+/* ---- BSD reallocf: frees the old block when growing fails ---- */
+VURO_EXPORT void* reallocf(void* ptr, size_t size);
+
+/* ---- system root ---- */
+/* Writes the absolute system path szPath as seen under $VURO_SYSROOT into
+ * szBuf (the path itself when the variable is unset or empty). A path that
+ * already lies under the root is left as it is. Returns 0, or -1 when the
+ * buffer is too small. */
+VURO_EXPORT int VUROSysPath(const char* szPath, char* szBuf, size_t cbBuf);
+
+#ifdef __cplusplus
+}
+/* C++ convenience over VUROSysPath. */
+VURO_EXPORT std::string VUROSysPathStr(const std::string& path);
+#endif
+
+#endif

@@ -1,0 +1,391 @@
+/* platform_test.cpp - the platform core stand-in: ordered hash, string list,
+ * key-value files below the system root, shell-free processes, plug-ins with
+ * their environment and time limit, and the JSON helpers. */
+#include <dirent.h>
+#include <ftw.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "vurocore.h"
+#include "vurojson.h"
+
+namespace {
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+void spill(const std::string& path, const std::string& text, mode_t mode = 0644) {
+    std::ofstream(path, std::ios::binary) << text;
+    chmod(path.c_str(), mode);
+}
+
+std::set<std::string> entries(const std::string& dir) {
+    std::set<std::string> names;
+    if (DIR* d = opendir(dir.c_str())) {
+        while (struct dirent* e = readdir(d)) {
+            if (strcmp(e->d_name, ".") != 0 && strcmp(e->d_name, "..") != 0) {
+                names.insert(e->d_name);
+            }
+        }
+        closedir(d);
+    }
+    return names;
+}
+
+std::vector<std::string> keysOf(PQLIBSZHASH hash) {
+    PQLIBSZLIST list = NULL;
+    std::vector<std::string> keys;
+    if (QLIBCSzHashEnumKey(hash, &list) == 0) {
+        keys.assign(list->pszItem, list->pszItem + list->nItem);
+    }
+    QLIBCSzListFree(list);
+    return keys;
+}
+
+int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return remove(path); }
+
+const char kPluginDir[] = "/var/packages/TARN/target/plugin";
+
+// A system root of its own per test, so nothing outside it is touched.
+class SysrootTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/vurocore-test-XXXXXX";
+        ASSERT_NE(nullptr, mkdtemp(tmpl));
+        root_ = tmpl;
+        setenv("VURO_SYSROOT", root_.c_str(), 1);
+        ASSERT_EQ(0, mkdir(sys("/etc").c_str(), 0755));
+    }
+    void TearDown() override {
+        nftw(root_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+        unsetenv("VURO_SYSROOT");
+        unsetenv("VURO_PLUGIN_TIMEOUT");
+    }
+    std::string sys(const std::string& path) const { return root_ + path; }
+
+    // Writes an executable shell plug-in at "<plugin dir>/tarnou/tarnou_create".
+    void plugin(const std::string& body) {
+        std::string dir = root_;
+        for (const char* part : {"/var", "/packages", "/TARN", "/target", "/plugin", "/tarnou"}) {
+            dir += part;
+            mkdir(dir.c_str(), 0755);
+        }
+        spill(dir + "/tarnou_create", "#!/bin/sh\n" + body, 0755);
+    }
+
+    std::string root_;
+};
+
+}  // namespace
+
+// Declared first: the store must read empty before anything sets it.
+TEST(ErrorStore, EmptyUntilSetThenKeepsFilePointer) {
+    EXPECT_EQ(0, QLIBCErrGet());
+    static const char kFile[] = "where.cpp";
+    QLIBCErrSetEx(ERR_KEY_NOT_FOUND, kFile, 12);
+    EXPECT_EQ(ERR_KEY_NOT_FOUND, QLIBCErrGet());
+    EXPECT_EQ(kFile, QLIBCErrorGetFile());
+    EXPECT_EQ(12, QLIBCErrorGetLine());
+}
+
+TEST(SzHash, InsertionOrderSurvivesResetRemoveAndCopy) {
+    PQLIBSZHASH hash = QLIBCSzHashAlloc(4);
+    ASSERT_NE(nullptr, hash);
+    char key[] = "alpha";
+    ASSERT_EQ(0, QLIBCSzHashSetValue(&hash, key, "1"));
+    strcpy(key, "xxxxx");  // the hash holds its own copy
+    ASSERT_EQ(0, QLIBCSzHashSetValue(&hash, "beta", "2"));
+    ASSERT_EQ(0, QLIBCSzHashSetValue(&hash, "gamma", "3"));
+    ASSERT_EQ(0, QLIBCSzHashSetValue(&hash, "beta", "22"));
+    EXPECT_EQ((std::vector<std::string>{"alpha", "beta", "gamma"}), keysOf(hash));
+    EXPECT_STREQ("22", QLIBCSzHashGetValue(hash, "beta"));
+
+    EXPECT_EQ(0, QLIBCSzHashRemoveKey(hash, "alpha"));
+    EXPECT_GT(0, QLIBCSzHashRemoveKey(hash, "alpha"));
+    ASSERT_EQ(0, QLIBCSzHashSetValue(&hash, "alpha", "4"));
+    EXPECT_EQ((std::vector<std::string>{"beta", "gamma", "alpha"}), keysOf(hash));
+    EXPECT_EQ(3, QLIBCSzHashCount(hash));
+    EXPECT_EQ(nullptr, QLIBCSzHashGetValue(hash, "delta"));
+    EXPECT_EQ(nullptr, QLIBCSzHashGetValue(NULL, "beta"));
+    EXPECT_GT(0, QLIBCSzHashSetValue(&hash, NULL, "x"));
+    EXPECT_GT(0, QLIBCSzHashSetValue(&hash, "x", NULL));
+    PQLIBSZHASH none = NULL;
+    EXPECT_GT(0, QLIBCSzHashSetValue(&none, "x", "y"));
+
+    PQLIBSZHASH copy = QLIBCIHashAllocator(hash->nSize, 7);
+    ASSERT_NE(nullptr, copy);
+    EXPECT_EQ(4, copy->nSize);
+    EXPECT_EQ(7, copy->nItemHint);
+    ASSERT_EQ(0, QLIBCCopyHash(hash, copy));
+    QLIBCSzHashFree(hash);
+    EXPECT_EQ((std::vector<std::string>{"beta", "gamma", "alpha"}), keysOf(copy));
+    EXPECT_STREQ("4", QLIBCSzHashGetValue(copy, "alpha"));
+    EXPECT_EQ(0, QLIBCHashRemoveAll(copy));
+    EXPECT_EQ(0, QLIBCSzHashCount(copy));
+    EXPECT_TRUE(keysOf(copy).empty());
+    QLIBCSzHashFree(copy);
+}
+
+TEST(SzList, GrowsPastInitialSizeSortsAndBoundsGet) {
+    PQLIBSZLIST list = QLIBCSzListAlloc(2);
+    ASSERT_NE(nullptr, list);
+    for (int i = 99; i >= 0; i--) {
+        ASSERT_EQ(0, QLIBCSzListPush(&list, ("item" + std::to_string(i)).c_str()));
+    }
+    ASSERT_EQ(100, list->nItem);
+    EXPECT_STREQ("item99", list->pszItem[0]);
+    EXPECT_STREQ("item0", QLIBCSzListGet(list, 99));
+    EXPECT_EQ(nullptr, QLIBCSzListGet(list, 100));
+    EXPECT_EQ(nullptr, QLIBCSzListGet(list, -1));
+
+    ASSERT_EQ(0, QLIBCSzListSortItems(list, OP_SORTED));
+    for (int i = 1; i < list->nItem; i++) {
+        EXPECT_LT(strcmp(list->pszItem[i - 1], list->pszItem[i]), 0) << i;
+    }
+    EXPECT_STREQ("item0", list->pszItem[0]);
+    EXPECT_STREQ("item10", list->pszItem[2]);
+
+    EXPECT_EQ(0, QLIBCSzListRemoveAll(list));
+    EXPECT_EQ(0, list->nItem);
+    EXPECT_EQ(nullptr, QLIBCSzListGet(list, 0));
+    QLIBCSzListFree(list);
+    QLIBCSzListFree(NULL);
+}
+
+TEST_F(SysrootTest, KeyValueFilesReadAndWriteAtomicallyBelowTheRoot) {
+    const char* conf = "/etc/tarn.conf";
+    spill(sys(conf), "# settings\n  name = \"Main Office\"\nlimit=100\nlimit=7\nbare=x", 0640);
+    char buf[64];
+    EXPECT_EQ(12, QLIBCFileGetKeyValue(conf, "name", buf, sizeof(buf), 0));
+    EXPECT_STREQ("Main Office", buf);
+    EXPECT_EQ(4, QLIBCFileGetKeyValue(conf, "limit", buf, sizeof(buf), 0));
+    EXPECT_STREQ("100", buf);
+    EXPECT_EQ(12, QLIBCFileGetKeyValue(conf, "name", buf, 5, 0));  // cut, full length told
+    EXPECT_STREQ("Main", buf);
+    EXPECT_EQ(0, QLIBCFileGetKeyValue(conf, "absent", buf, sizeof(buf), 0));
+    EXPECT_EQ(-1, QLIBCFileGetKeyValue("/etc/missing.conf", "name", buf, sizeof(buf), 0));
+    EXPECT_EQ(-1, QLIBCFileGetKeyValue(conf, "name", NULL, 8, 0));
+
+    ASSERT_EQ(0, QLIBCFileSetKeyValue(conf, "limit", "5", 0));
+    ASSERT_EQ(0, QLIBCFileSetKeyValue(conf, "name", "Branch", 0));
+    ASSERT_EQ(0, QLIBCFileSetKeyValue(conf, "added", "yes", 0));
+    EXPECT_EQ("# settings\nname=\"Branch\"\nlimit=5\nlimit=7\nbare=x\nadded=yes\n",
+              slurp(sys(conf)));
+    struct stat st;
+    ASSERT_EQ(0, stat(sys(conf).c_str(), &st));
+    EXPECT_EQ(0640u, st.st_mode & 07777);
+    EXPECT_EQ((std::set<std::string>{"tarn.conf"}), entries(sys("/etc")));
+
+    EXPECT_TRUE(QLIBCFileCheckKeyValue(conf, "limit", "5", 0));
+    EXPECT_FALSE(QLIBCFileCheckKeyValue(conf, "limit", "7", 0));
+    EXPECT_FALSE(QLIBCFileCheckKeyValue(conf, "lim", "5", 0));
+
+    // A new file gets 0644; a missing directory is not made.
+    ASSERT_EQ(0, QLIBCFileSetKeyValue("/etc/new.conf", "k", " padded", 0));
+    ASSERT_EQ(0, stat(sys("/etc/new.conf").c_str(), &st));
+    EXPECT_EQ(0644u, st.st_mode & 07777);
+    EXPECT_TRUE(QLIBCFileCheckKeyValue("/etc/new.conf", "k", " padded", 0));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue("/etc/sub/x.conf", "k", "v", 0));
+    EXPECT_NE(0, access(sys("/etc/sub").c_str(), F_OK));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue(conf, "k", "two\nlines", 0));
+}
+
+TEST_F(SysrootTest, SysPathMapsOnceAndOnlyAbsolutePaths) {
+    setenv("VURO_SYSROOT", (root_ + "/").c_str(), 1);
+    EXPECT_EQ(sys("/etc/a"), VUROSysPathStr("/etc/a"));
+    EXPECT_EQ(sys("/etc/a"), VUROSysPathStr(VUROSysPathStr("/etc/a")));
+    EXPECT_EQ(root_, VUROSysPathStr(root_));
+    EXPECT_EQ(sys(root_ + "x/etc"), VUROSysPathStr(root_ + "x/etc"));
+    EXPECT_EQ("etc/a", VUROSysPathStr("etc/a"));
+
+    std::string want = sys("/etc/a");
+    std::vector<char> buf(want.size() + 1);
+    EXPECT_EQ(0, VUROSysPath("/etc/a", buf.data(), buf.size()));
+    EXPECT_EQ(want, buf.data());
+    EXPECT_EQ(-1, VUROSysPath("/etc/a", buf.data(), buf.size() - 1));
+    EXPECT_EQ(-1, VUROSysPath(NULL, buf.data(), buf.size()));
+
+    setenv("VURO_SYSROOT", "", 1);
+    EXPECT_EQ("/etc/a", VUROSysPathStr("/etc/a"));
+}
+
+TEST_F(SysrootTest, ExecRunsWithoutShellAndReportsStatus) {
+    char sh[] = "sh", dashC[] = "-c", exit7[] = "exit 7", killSelf[] = "kill -9 $$";
+    char* const seven[] = {sh, dashC, exit7, NULL};
+    EXPECT_EQ(7, QLIBCExec("/bin/sh", seven));
+    char* const killed[] = {sh, dashC, killSelf, NULL};
+    EXPECT_EQ(-1, QLIBCExec("/bin/sh", killed));
+    char* const none[] = {sh, NULL};
+    EXPECT_EQ(127, QLIBCExec("/nonexistent/program", none));
+
+    std::string script = sys("/args.sh");
+    std::string out = sys("/args.out");
+    spill(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + out + "'\n", 0755);
+    std::vector<std::string> args = {script, "$(echo x)", "a b", "; touch " + sys("/owned")};
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(&a[0]);
+    argv.push_back(NULL);
+    ASSERT_EQ(0, QLIBCExec(script.c_str(), argv.data()));
+    EXPECT_EQ("$(echo x)\na b\n; touch " + sys("/owned") + "\n", slurp(out));
+    EXPECT_NE(0, access(sys("/owned").c_str(), F_OK));
+
+    EXPECT_TRUE(QLIBCProcAlive(getpid()));
+    EXPECT_FALSE(QLIBCProcAlive(0));
+    pid_t child = QLIBCProcFork();
+    ASSERT_LE(0, child);
+    if (child == 0) {
+        _exit(0);
+    }
+    int status;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_FALSE(QLIBCProcAlive(child));
+}
+
+TEST_F(SysrootTest, PluginRunsWithArgumentsInItsOwnEnvironment) {
+    std::string out = sys("/plugin.out");
+    plugin("{ echo \"action=$1\"; readlink /proc/$$/fd/0; env; } > '" + out + "'\n");
+    setenv("TARN_TEST_PARENT_ONLY", "leak", 1);
+
+    PQLIBSZLIST dirs = NULL;
+    ASSERT_EQ(0, QLIBCSzListPush(&dirs, "/nonexistent/plugin"));
+    ASSERT_EQ(0, QLIBCSzListPush(&dirs, kPluginDir));
+    PQLIBPLUGIN p = NULL;
+    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    ASSERT_TRUE(QLIBPluginHasInit(p));
+    ASSERT_EQ(0, QLIBPluginSetArg(p, "OU_NAME", "first"));
+    ASSERT_EQ(0, QLIBPluginSetArg(p, "OU_NAME", "Sales & Co $(x)"));
+    ASSERT_EQ(0, QLIBPluginSetArgByInt(p, "RESULT", -5));
+    EXPECT_EQ(-1, QLIBPluginSetArg(p, NULL, "x"));
+    EXPECT_EQ(-1, QLIBPluginSetArg(NULL, "K", "x"));
+    EXPECT_EQ(-1, QLIBPluginSetArgByInt(NULL, "K", 1));
+
+    // Our stdin is a pipe for the run: the plug-in must not inherit it.
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    int savedIn = dup(STDIN_FILENO);
+    dup2(fds[0], STDIN_FILENO);
+    int rc = QLIBPluginAction(SDK_PLUGIN_PRE, p);
+    dup2(savedIn, STDIN_FILENO);
+    close(savedIn);
+    close(fds[0]);
+    close(fds[1]);
+    ASSERT_EQ(0, rc);
+    std::string text = "\n" + slurp(out);
+    for (const std::string& line : std::vector<std::string>{
+             "action=PRE", "/dev/null", "OU_NAME=Sales & Co $(x)", "RESULT=-5",
+             "PLUGIN_NAME=tarnou/tarnou_create", "PLUGIN_ACTION=PRE", "VURO_SYSROOT=" + root_}) {
+        EXPECT_NE(std::string::npos, text.find("\n" + line + "\n")) << line << " in\n" << text;
+    }
+    EXPECT_EQ(std::string::npos, text.find("first"));
+    EXPECT_EQ(std::string::npos, text.find("TARN_TEST_PARENT_ONLY"));
+
+    ASSERT_EQ(0, QLIBPluginAction(SDK_PLUGIN_POST, p));
+    EXPECT_NE(std::string::npos, slurp(out).find("action=POST\n"));
+    EXPECT_NE(std::string::npos, slurp(out).find("\nRESULT=-5\n"));  // arguments stay set
+    EXPECT_EQ(-1, QLIBPluginAction(static_cast<SDK_PLUGIN_ACTION>(3), p));
+    EXPECT_EQ(0, QLIBPluginExit(p));
+    EXPECT_EQ(0, QLIBPluginExit(NULL));
+    QLIBCSzListFree(dirs);
+    unsetenv("TARN_TEST_PARENT_ONLY");
+}
+
+TEST_F(SysrootTest, PluginFailuresMissingAndTimeout) {
+    PQLIBSZLIST dirs = NULL;
+    ASSERT_EQ(0, QLIBCSzListPush(&dirs, kPluginDir));
+    PQLIBPLUGIN p = reinterpret_cast<PQLIBPLUGIN>(&dirs);  // must be reset to NULL
+    EXPECT_EQ(-1, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    EXPECT_EQ(nullptr, p);
+    EXPECT_FALSE(QLIBPluginHasInit(p));
+
+    plugin("exit 3\n");
+    chmod(sys(std::string(kPluginDir) + "/tarnou/tarnou_create").c_str(), 0644);
+    EXPECT_EQ(-1, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));  // not executable
+    chmod(sys(std::string(kPluginDir) + "/tarnou/tarnou_create").c_str(), 0755);
+    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_PRE, p));
+    QLIBPluginExit(p);
+    EXPECT_EQ(-1, QLIBPluginInit("../plugin/tarnou/tarnou_create", dirs, 1, 0, &p));
+
+    // The background sleep shows the whole process group goes on timeout.
+    std::string pidFile = sys("/sleeper.pid");
+    plugin("sleep 30 &\necho $! > '" + pidFile + "'\nwait\n");
+    setenv("VURO_PLUGIN_TIMEOUT", "1", 1);
+    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    time_t start = time(NULL);
+    EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_POST, p));
+    EXPECT_LE(time(NULL) - start, 4);
+    QLIBPluginExit(p);
+    QLIBCSzListFree(dirs);
+
+    std::string sleeper = slurp(pidFile);
+    ASSERT_FALSE(sleeper.empty());
+    std::string stat = "/proc/" + sleeper.substr(0, sleeper.find('\n')) + "/stat";
+    bool gone = false;
+    for (int i = 0; i < 200 && !gone; i++) {
+        std::string s = slurp(stat);
+        gone = s.empty() || s.find(") Z ") != std::string::npos;
+        if (!gone) usleep(10000);
+    }
+    EXPECT_TRUE(gone) << stat;
+}
+
+TEST(Reallocf, KeepsContentAndReleasesOnFailure) {
+    char* p = static_cast<char*>(reallocf(NULL, 4));
+    ASSERT_NE(nullptr, p);
+    memcpy(p, "abc", 4);
+    p = static_cast<char*>(reallocf(p, 1 << 20));
+    ASSERT_NE(nullptr, p);
+    EXPECT_STREQ("abc", p);
+#ifndef __SANITIZE_ADDRESS__  // the sanitizer aborts on impossible sizes
+    volatile size_t huge = SIZE_MAX / 2;
+    EXPECT_EQ(nullptr, reallocf(p, huge));
+#else
+    free(p);
+#endif
+}
+
+TEST_F(SysrootTest, JsonRoundTripStrictParseFileAndSearch) {
+    Json::Value v;
+    ASSERT_TRUE(vurojson::fromString(v, "{\"city\": \"Zürich\", \"n\": [1, 2]}"));
+    std::string text = vurojson::toString(v);
+    EXPECT_NE(std::string::npos, text.find("\"Zürich\"")) << text;
+    EXPECT_EQ(std::string::npos, text.find('\n'));
+    Json::Value again;
+    ASSERT_TRUE(vurojson::fromString(again, text));
+    EXPECT_EQ(v, again);
+
+    for (const char* bad : {"", "{", "{} extra", "nope"}) {
+        Json::Value w(5);
+        EXPECT_FALSE(vurojson::fromString(w, bad)) << bad;
+        EXPECT_TRUE(w.isNull()) << bad;
+    }
+
+    spill(sys("/etc/x.json"), "[\"a\", 2, {\"k\": true}]\n");
+    Json::Value arr;
+    ASSERT_TRUE(vurojson::fromFile(arr, "/etc/x.json"));
+    EXPECT_FALSE(vurojson::fromFile(v, "/etc/none.json"));
+    EXPECT_EQ(1u, vurojson::searchArrayIndex(arr, Json::Value(2)));
+    Json::Value obj;
+    obj["k"] = true;
+    EXPECT_EQ(2u, vurojson::searchArrayIndex(arr, obj));
+    EXPECT_EQ(Json::Value::maxUInt, vurojson::searchArrayIndex(arr, Json::Value("b")));
+    EXPECT_EQ(Json::Value::maxUInt, vurojson::searchArrayIndex(obj, Json::Value(true)));
+}

@@ -1,0 +1,120 @@
+/* fixture.cpp - the test fixture: a fresh sysroot per test, laid out by the
+ * tarn tool itself, and small helpers to look at it from outside. */
+#include <fcntl.h>
+#include <ftw.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <sqlite3.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tarn_test.h"
+#include "vurotarn_sqlite.h"
+
+namespace tarntest {
+
+int runProgram(const std::vector<std::string>& argv, std::string* pOut) {
+    int fds[2];
+    if (pipe(fds) != 0) return -1;
+    pid_t pid = fork();
+    if (pid < 0) return -1;
+    if (pid == 0) {
+        dup2(fds[1], 1);
+        close(fds[0]);
+        close(fds[1]);
+        std::vector<char*> args;
+        for (const std::string& a : argv) args.push_back((char*)a.c_str());
+        args.push_back(nullptr);
+        execv(args[0], args.data());
+        _exit(127);
+    }
+    close(fds[1]);
+    std::string out;
+    char buf[4096];
+    ssize_t n;
+    while ((n = read(fds[0], buf, sizeof(buf))) > 0) out.append(buf, (size_t)n);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (pOut) *pOut = out;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+void writeFile(const std::string& path, const std::string& text, mode_t mode) {
+    std::ofstream(path, std::ios::binary) << text;
+    chmod(path.c_str(), mode);
+}
+
+static int removeEntry(const char* path, const struct stat*, int, struct FTW*) {
+    return remove(path);
+}
+
+void TarnTest::SetUp() {
+    char tmpl[] = "/tmp/tarn-test-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(tmpl));
+    root_ = tmpl;
+    setenv("VURO_SYSROOT", root_.c_str(), 1);
+    std::string out;
+    ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "--root", root_, "init", "--data",
+                             std::string(TARN_SOURCE_DIR) + "/data"},
+                            &out))
+        << out;
+    logClear();
+    sleepSetFast(false);
+    sleepReset();
+    execCountReset("");
+}
+
+void TarnTest::TearDown() {
+    if (!root_.empty() && getenv("TARN_TEST_KEEP") == nullptr) {
+        nftw(root_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+    }
+    unsetenv("VURO_SYSROOT");
+}
+
+void TarnTest::sql(const std::string& text) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(sys(VUROTARN_SQLITE_DB_PATH).c_str(), &db));
+    char* err = nullptr;
+    int rc = sqlite3_exec(db, text.c_str(), nullptr, nullptr, &err);
+    std::string msg = err ? err : "";
+    sqlite3_free(err);
+    sqlite3_close(db);
+    ASSERT_EQ(SQLITE_OK, rc) << msg;
+}
+
+std::string TarnTest::sqlValue(const std::string& query) {
+    sqlite3* db = nullptr;
+    std::string value = "<none>";
+    if (sqlite3_open(sys(VUROTARN_SQLITE_DB_PATH).c_str(), &db) == SQLITE_OK) {
+        sqlite3_exec(
+            db, query.c_str(),
+            [](void* p, int n, char** v, char**) {
+                if (n > 0) *(std::string*)p = v[0] ? v[0] : "NULL";
+                return 0;
+            },
+            &value, nullptr);
+    }
+    sqlite3_close(db);
+    return value;
+}
+
+void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
+    std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
+    mkdir(dir.c_str(), 0755);
+    writeFile(sys("/var/packages/TARN/target/plugin/") + name, "#!/bin/sh\n" + body, 0755);
+}
+
+}  // namespace tarntest

@@ -1,0 +1,64 @@
+/* tarn_test.h - what every test leans on: a fixture with a sysroot of its
+ * own, the lines the library sent to syslog, and counters of the SQL runs
+ * and sleeps of the SQL step. */
+#ifndef TARN_TEST_H
+#define TARN_TEST_H
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#define ASSERT_OK(call) ASSERT_EQ(0, (call))
+#define EXPECT_OK(call) EXPECT_EQ(0, (call))
+
+namespace tarntest {
+
+struct LogLine {
+    int priority;
+    std::string text;
+};
+
+/* Lines captured from syslog since the last clear. */
+std::vector<LogLine>& logLines();
+void logClear();
+/* True when some captured line contains every piece, in any order. */
+bool logHas(const std::string& piece);
+int logCount(const std::string& piece);
+std::string logDump();
+
+/* The SQL step's sleep: while fast, usleep records and returns at once. */
+void sleepSetFast(bool fast);
+int sleepCount();
+void sleepReset();
+
+/* Runs of sqlite3_exec whose text contains the piece (all runs for ""). */
+void execCountReset(const std::string& piece);
+int execCount();
+
+/* Runs a program and waits; its exit status, -1 if it could not run. */
+int runProgram(const std::vector<std::string>& argv, std::string* pOut = nullptr);
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& text, mode_t mode = 0644);
+
+/* A sysroot laid out by "tarn init", removed again afterwards. */
+class TarnTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    /* Absolute system path below the test's sysroot. */
+    std::string sys(const std::string& path) const { return root_ + path; }
+    /* Runs one SQL text on the main database outside the library. */
+    void sql(const std::string& text);
+    std::string sqlValue(const std::string& query);
+    /* Installs an executable shell plug-in at the plug-in path "mod/hook". */
+    void pluginInstall(const std::string& name, const std::string& body);
+
+    std::string root_;
+};
+
+}  // namespace tarntest
+
+#endif

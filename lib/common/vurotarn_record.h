@@ -71,6 +71,13 @@ std::string vurotarnFieldToText(const typename VurotarnMemberOf<decltype(M)>::Cl
             &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>   \
     }
 
+/* One operation message: a plain "file:line " line, or (for the families
+ * whose Set reports that way) a plain trace with euid and pid. */
+void vurotarnReport(bool blTrace, const char* file, int line, const char* fmt, ...)
+    __attribute__((format(printf, 4, 5)));
+#define VUROTARN_REPORT(blTrace, fmt, ...) \
+    vurotarnReport((blTrace), __FILE__, __LINE__, fmt, ##__VA_ARGS__)
+
 /* "__null != pOu" and its likes, for checks written once for all families. */
 inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
     return std::string(szLeft) + szRight;
@@ -196,7 +203,7 @@ struct VurotarnRecord {
     static int pluginInit(Env* pstEnvVar, const char* szPlugin, const Rec* pOrg, const Rec* pNew) {
         if (pstEnvVar == NULL || szPlugin == NULL || (pOrg == NULL && pNew == NULL)) {
             QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
-            VUROTARN_LOG("Bad parameters");
+            VUROTARN_REPORT(false, "Bad parameters");
             return -1;
         }
         pstEnvVar->pOrg = pOrg;
@@ -204,7 +211,7 @@ struct VurotarnRecord {
         pstEnvVar->pPlugin = NULL;
         pstEnvVar->iResult = 0;
         if (VUROTARNPluginInit(T::kModule, szPlugin, &pstEnvVar->pPlugin) < 0) {
-            VUROTARN_LOG("Fail to init plugin [%s] " VUROTARN_ERRSTORE_FMT, T::kModule,
+            VUROTARN_REPORT(false, "Fail to init plugin [%s] " VUROTARN_ERRSTORE_FMT, T::kModule,
                          VUROTARN_ERRSTORE_ARGS);
             return -1;
         }
@@ -263,34 +270,35 @@ struct VurotarnRecord {
 
     /* The PRE half of a write: environment, initialisation, PRE action. A
      * hook never stops the write, so failures are only logged. */
-    static Env* hooksBefore(const char* szHook, const Rec* pOrg, const Rec* pNew) {
+    static Env* hooksBefore(const char* szHook, const Rec* pOrg, const Rec* pNew,
+                            bool blTrace = false) {
         Env* env = (Env*)calloc(1, sizeof(Env));
         if (pluginInit(env, szHook, pOrg, pNew) < 0) {
-            VUROTARN_LOG("Fail to init %s plugin (PRE)", szHook);
+            VUROTARN_REPORT(blTrace, "Fail to init %s plugin (PRE)", szHook);
         }
         if (plugin(SDK_PLUGIN_PRE, env) < 0) {
-            VUROTARN_LOG("Fail to execute %s plugin (PRE)", szHook);
+            VUROTARN_REPORT(blTrace, "Fail to execute %s plugin (PRE)", szHook);
         }
         return env;
     }
 
-    static void hooksAfter(Env* env, const char* szHook, int result) {
+    static void hooksAfter(Env* env, const char* szHook, int result, bool blTrace = false) {
         if (env == NULL) {
             return;
         }
         env->iResult = result;
         if (plugin(SDK_PLUGIN_POST, env) < 0) {
-            VUROTARN_LOG("Fail to execute %s plugin (POST)", szHook);
+            VUROTARN_REPORT(blTrace, "Fail to execute %s plugin (POST)", szHook);
         }
         pluginExit(env);
         ::free(env);
     }
 
-    static void changeLog(int result, int action, Rec* p1, Rec* p2, const char* szAction,
-                          Id id) {
+    static void changeLog(int result, int action, Rec* p1, Rec* p2, const char* szAction, Id id,
+                          bool blTrace = false) {
         if (T::kLog != NULL && T::kLog(result, action, p1, p2) < 0) {
-            VUROTARN_LOG("Failed to record %s action of %s in db. id=[%s]", szAction, T::kWord,
-                         T::idText(id).c_str());
+            VUROTARN_REPORT(blTrace, "Failed to record %s action of %s in db. id=[%s]", szAction,
+                            T::kWord, T::idText(id).c_str());
         }
     }
 
@@ -302,7 +310,7 @@ struct VurotarnRecord {
         Env* env = hooksBefore(T::kHookCreate, NULL, p);
         int result = 0;
         if (createSqlite(p) < 0) {
-            VUROTARN_LOG("Failed to create %s.", T::kWord);
+            VUROTARN_REPORT(false, "Failed to create %s.", T::kWord);
             result = -1;
         }
         changeLog(result, VUROTARN_LOG_ACTION_CREATE, p, NULL, "create", p->id);
@@ -314,25 +322,27 @@ struct VurotarnRecord {
         Rec tmp;
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
                                 0, return -1);
+        const bool blTrace = T::kSetReportsAsTrace;
         Env* env = NULL;
         int result = -1;
         if (T::isInvalidSetId(p->id)) {
-            VUROTARN_LOG("Invalid id: [%s]", T::idText(p->id).c_str());
+            VUROTARN_REPORT(blTrace, "Invalid id: [%s]", T::idText(p->id).c_str());
         } else if (get(p->id, &tmp) < 0) {
-            VUROTARN_LOG("get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
-                         T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
+            VUROTARN_REPORT(blTrace, "get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+                            T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
         } else {
-            env = hooksBefore(T::kHookSet, &tmp, p);
+            env = hooksBefore(T::kHookSet, &tmp, p, blTrace);
             result = 0;
             if (setSqlite(p) < 0) {
-                VUROTARN_LOG("Failed to set %s, id = [%s]", T::kWord, T::idText(p->id).c_str());
+                VUROTARN_REPORT(blTrace, "Failed to set %s, id = [%s]", T::kWord,
+                                T::idText(p->id).c_str());
                 result = -1;
             }
         }
         if (T::kLogOnSet) {
-            changeLog(result, VUROTARN_LOG_ACTION_SET, &tmp, p, "set", tmp.id);
+            changeLog(result, VUROTARN_LOG_ACTION_SET, &tmp, p, "set", tmp.id, blTrace);
         }
-        hooksAfter(env, T::kHookSet, result);
+        hooksAfter(env, T::kHookSet, result, blTrace);
         return result;
     }
 
@@ -341,13 +351,13 @@ struct VurotarnRecord {
         Env* env = NULL;
         int result = -1;
         if (get(id, &tmp) < 0) {
-            VUROTARN_LOG("get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+            VUROTARN_REPORT(false, "get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
                          T::idText(id).c_str(), VUROTARN_ERRSTORE_ARGS);
         } else {
             env = hooksBefore(T::kHookDelete, &tmp, NULL);
             result = 0;
             if (deleteSqlite(id) < 0) {
-                VUROTARN_LOG("Failed to delete %s, id = [%s]", T::kWord, T::idText(id).c_str());
+                VUROTARN_REPORT(false, "Failed to delete %s, id = [%s]", T::kWord, T::idText(id).c_str());
                 result = -1;
             }
         }
@@ -361,14 +371,14 @@ struct VurotarnRecord {
                                 0, return -1);
         if (T::isNewId(p->id)) {
             if (create(p) < 0) {
-                VUROTARN_LOG("Create %s failed. " VUROTARN_ERRSTORE_FMT, T::kWord,
+                VUROTARN_REPORT(false, "Create %s failed. " VUROTARN_ERRSTORE_FMT, T::kWord,
                              VUROTARN_ERRSTORE_ARGS);
                 return -1;
             }
             return 0;
         }
         if (set(p) < 0) {
-            VUROTARN_LOG("Set %s failed. [%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
+            VUROTARN_REPORT(false, "Set %s failed. [%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
                          T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
             return -1;
         }
@@ -380,7 +390,7 @@ struct VurotarnRecord {
                                 0, return -1);
         int r = getMultipleSqlite(&id, 1, p);
         if (r < T::kGetFoundMin) {
-            VUROTARN_LOG("Failed to get %s, id = [%s]", T::kWord, T::idText(id).c_str());
+            VUROTARN_REPORT(false, "Failed to get %s, id = [%s]", T::kWord, T::idText(id).c_str());
             return -1;
         }
         return 0;
@@ -392,7 +402,7 @@ struct VurotarnRecord {
         VUROTARN_ARG_CHECK(0, <, cID, return -1);
         int r = getMultipleSqlite(ids, cID, p);
         if (r < T::kGetFoundMin) {
-            VUROTARN_LOG("Failed to get multiple %s.", T::kWord);
+            VUROTARN_REPORT(false, "Failed to get multiple %s.", T::kWord);
             return -1;
         }
         return 0;
@@ -454,7 +464,7 @@ struct VurotarnRecord {
 
     static int list(const PQLIBSZHASH pParms, Rec** pList, size_t* pTotalCount) {
         if (listSqlite(pParms, pList, pTotalCount) < 0) {
-            VUROTARN_LOG("Failed to get list of %s.", T::kWord);
+            VUROTARN_REPORT(false, "Failed to get list of %s.", T::kWord);
             return -1;
         }
         return 0;
@@ -465,7 +475,7 @@ struct VurotarnRecord {
                                 vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
                                 return -1);
         if (listAllSqlite(pList, isKeep, private_data) < 0) {
-            VUROTARN_LOG("Failed to get list of %s.", T::kWord);
+            VUROTARN_REPORT(false, "Failed to get list of %s.", T::kWord);
             return -1;
         }
         return 0;
@@ -497,7 +507,7 @@ struct VurotarnRecord {
             p->mtime = time(NULL);
             VurotarnSqlText sql(T::insertSql(*p, pid));
             if (!sql) {
-                VUROTARN_LOG("Failed to malloc SQL");
+                VUROTARN_REPORT(false, "Failed to malloc SQL");
                 return -1;
             }
             if (db.exec(sql.get()) != 0) {
@@ -505,7 +515,7 @@ struct VurotarnRecord {
             }
             VurotarnSqlText check(T::readBackInsertSql(*p, pid));
             if (!check) {
-                VUROTARN_LOG("Failed to malloc SQL");
+                VUROTARN_REPORT(false, "Failed to malloc SQL");
                 return -1;
             }
             Rec tmpCreate;
@@ -529,7 +539,7 @@ struct VurotarnRecord {
             p->mtime = time(NULL);
             VurotarnSqlText sql(T::updateSql(*p, pid));
             if (!sql) {
-                VUROTARN_LOG("Failed to malloc SQL");
+                VUROTARN_REPORT(false, "Failed to malloc SQL");
                 return -1;
             }
             if (db.exec(sql.get()) != 0) {
@@ -537,7 +547,7 @@ struct VurotarnRecord {
             }
             VurotarnSqlText check(T::readBackUpdateSql(*p, pid));
             if (!check) {
-                VUROTARN_LOG("Failed to malloc SQL");
+                VUROTARN_REPORT(false, "Failed to malloc SQL");
                 return -1;
             }
             Rec tmpUpdate;
@@ -550,7 +560,7 @@ struct VurotarnRecord {
     static int upsertSqlite(VurotarnConnection& db, Rec* p) {
         VurotarnSqlText match(T::fullMatchSql(*p));
         if (!match) {
-            VUROTARN_LOG("Failed to malloc SQL");
+            VUROTARN_REPORT(false, "Failed to malloc SQL");
             return -1;
         }
         Rec tmpMatch;
@@ -563,13 +573,13 @@ struct VurotarnRecord {
         }
         VurotarnSqlText key(T::keyQuerySql(*p));
         if (!key) {
-            VUROTARN_LOG("Failed to malloc SQL");
+            VUROTARN_REPORT(false, "Failed to malloc SQL");
             return -1;
         }
         p->mtime = time(NULL);
         VurotarnSqlText sql(T::upsertSql(*p, key.get()));
         if (!sql) {
-            VUROTARN_LOG("Failed to malloc SQL");
+            VUROTARN_REPORT(false, "Failed to malloc SQL");
             return -1;
         }
         if (db.exec(sql.get()) != 0) {

@@ -23,6 +23,7 @@ struct VurotarnOuTraits {
     static constexpr size_t kHookNumBuf = 32;
     static constexpr bool kKeyedUpsert = false;
     static constexpr bool kLogOnSet = true;
+    static constexpr bool kSetReportsAsTrace = false;
     static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
 

@@ -1,0 +1,87 @@
+/* cli.cpp - argument parsing, failure exits and JSON output shared by the
+ * tarn commands. */
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <iostream>
+
+#include <vurojson.h>
+
+#include "cli.h"
+#include "vurotarn.h"
+
+namespace tarncli {
+
+Args parseArgs(int argc, char** argv, int first) {
+    Args args;
+    for (int i = first; i < argc; i++) {
+        std::string a = argv[i];
+        if (a.rfind("--", 0) != 0) {
+            args.positional.push_back(a);
+            continue;
+        }
+        std::string key = a.substr(2);
+        // An option with no value behind it is a flag ("--desc-order").
+        if (i + 1 < argc && std::string(argv[i + 1]).rfind("--", 0) != 0) {
+            args.options[key] = argv[++i];
+        } else {
+            args.flags[key] = true;
+        }
+    }
+    return args;
+}
+
+long parseLong(const std::string& text, const char* what) {
+    char* end = NULL;
+    errno = 0;
+    long v = strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0) {
+        throw UsageError{std::string("not a number for ") + what + ": '" + text + "'"};
+    }
+    return v;
+}
+
+std::string parseJsonText(const std::string& text, const char* what) {
+    Json::Value j;
+    if (!vurojson::fromString(j, text)) {
+        throw UsageError{std::string("not JSON for ") + what + ": '" + text + "'"};
+    }
+    return vurojson::toString(j);
+}
+
+void fail(const std::string& what) {
+    fprintf(stderr, "tarn: %s", what.c_str());
+    if (QLIBCErrGet() != 0) {
+        fprintf(stderr, " (error 0x%04X at %s:%d)", (unsigned)QLIBCErrGet(),
+                QLIBCErrorGetFile() ? QLIBCErrorGetFile() : "?", QLIBCErrorGetLine());
+    }
+    fprintf(stderr, "\n");
+    exit(1);
+}
+
+void printJson(const Json::Value& j) {
+    Json::StreamWriterBuilder w;
+    w["indentation"] = "  ";
+    w["emitUTF8"] = true;
+    std::cout << Json::writeString(w, j) << std::endl;
+}
+
+unsigned long long parseULongLong(const std::string& text, const char* what) {
+    char* end = NULL;
+    errno = 0;
+    unsigned long long v = strtoull(text.c_str(), &end, 10);
+    if (text.empty() || text[0] == '-' || *end != '\0' || errno != 0) {
+        throw UsageError{std::string("not a number for ") + what + ": '" + text + "'"};
+    }
+    return v;
+}
+
+long singleId(const Args& args, const char* what) {
+    if (args.positional.size() != 1) {
+        throw UsageError{std::string(what) + " takes one id"};
+    }
+    return parseLong(args.positional[0], "id");
+}
+
+}  // namespace tarncli

@@ -99,6 +99,39 @@ VURO_EXPORT int QLIBPluginSetArgByInt(PQLIBPLUGIN plugin, const char* key, long 
 VURO_EXPORT int QLIBPluginAction(SDK_PLUGIN_ACTION action, PQLIBPLUGIN plugin);
 VURO_EXPORT int QLIBPluginExit(PQLIBPLUGIN plugin);
 
+/* ---- users and groups: NSS, or the system root's passwd and group files
+ * when $VURO_SYSROOT/etc/passwd exists ---- */
+typedef struct _tag_vuro_user_ {
+    char* szName; /* first field: the account name */
+    uid_t pw_uid;
+    gid_t pw_gid;
+    char* szDir;
+} VURO_USER, *PVURO_USER;
+
+typedef struct _tag_vuro_group_ {
+    char* szName; /* first field: the group name */
+    gid_t gr_gid;
+    PQLIBSZLIST pMembers; /* names of the listed members */
+} VURO_GROUP, *PVURO_GROUP;
+
+#define VURO_ADMIN_GROUP_NAME "administrators"
+
+/* 0 and *ppUser set when found; negative and *ppUser NULL otherwise. */
+VURO_EXPORT int VUROUserGetByUID(uid_t uid, PVURO_USER* ppUser);
+VURO_EXPORT int VUROUserGet(const char* szName, PVURO_USER* ppUser);
+VURO_EXPORT void VUROUserFree(PVURO_USER pUser);
+VURO_EXPORT int VUROGroupGetByGID(gid_t gid, PVURO_GROUP* ppGroup);
+VURO_EXPORT int VUROGroupGet(const char* szName, PVURO_GROUP* ppGroup);
+VURO_EXPORT void VUROGroupFree(PVURO_GROUP pGroup);
+/* uid and gid of a user by name; pGid may be NULL. 0, or negative. */
+VURO_EXPORT int VUROUserGetUGID(const char* szName, uid_t* pUid, gid_t* pGid);
+/* getgrouplist's contract: the primary group and every group that lists the
+ * user; -1 with *ngroups set to the size needed when the array is small. */
+VURO_EXPORT int VUROUserGroupList(const char* szUser, gid_t group, gid_t* groups, int* ngroups);
+/* 1 when the user is a member of the administrators group (primary or
+ * listed), 0 when not, -1 when the user is unknown. */
+VURO_EXPORT int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved);
+
 /* ---- BSD reallocf: frees the old block when growing fails ---- */
 VURO_EXPORT void* reallocf(void* ptr, size_t size);
 

@@ -1,0 +1,261 @@
+/* users.cpp - users and groups for the platform core: the system's NSS
+ * databases, or the passwd and group files of the system root when it has
+ * them, so tests and demos can have accounts of their own. */
+#include <grp.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "vurocore.h"
+
+namespace {
+
+struct UserEntry {
+    std::string name;
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::string dir;
+};
+
+struct GroupEntry {
+    std::string name;
+    gid_t gid = 0;
+    std::vector<std::string> members;
+};
+
+std::vector<std::string> splitFields(const std::string& line, char sep) {
+    std::vector<std::string> out;
+    std::string cur;
+    std::istringstream in(line);
+    while (std::getline(in, cur, sep)) {
+        out.push_back(cur);
+    }
+    if (!line.empty() && line.back() == sep) {
+        out.push_back("");
+    }
+    return out;
+}
+
+/* The root's own files, when it has a passwd file; else NSS. */
+bool sysrootHasUsers(std::string* pDir) {
+    const char* root = getenv("VURO_SYSROOT");
+    if (root == NULL || root[0] == '\0') {
+        return false;
+    }
+    std::string dir = std::string(root) + "/etc";
+    if (access((dir + "/passwd").c_str(), R_OK) != 0) {
+        return false;
+    }
+    *pDir = dir;
+    return true;
+}
+
+bool numberParse(const std::string& text, unsigned long* pOut) {
+    if (text.empty()) return false;
+    char* end = NULL;
+    *pOut = strtoul(text.c_str(), &end, 10);
+    return *end == '\0';
+}
+
+template <class Match>
+bool userFind(Match match, UserEntry* pOut) {
+    std::string dir;
+    if (sysrootHasUsers(&dir)) {
+        std::ifstream in(dir + "/passwd");
+        std::string line;
+        while (std::getline(in, line)) {
+            std::vector<std::string> f = splitFields(line, ':');
+            unsigned long uid, gid;
+            if (f.size() < 4 || !numberParse(f[2], &uid) || !numberParse(f[3], &gid)) continue;
+            UserEntry e{f[0], (uid_t)uid, (gid_t)gid, f.size() > 5 ? f[5] : ""};
+            if (match(e)) {
+                *pOut = e;
+                return true;
+            }
+        }
+        return false;
+    }
+    setpwent();
+    struct passwd* pw;
+    bool found = false;
+    while (!found && (pw = getpwent()) != NULL) {
+        UserEntry e{pw->pw_name, pw->pw_uid, pw->pw_gid, pw->pw_dir ? pw->pw_dir : ""};
+        if (match(e)) {
+            *pOut = e;
+            found = true;
+        }
+    }
+    endpwent();
+    return found;
+}
+
+/* Calls visit on every group until it returns true. */
+template <class Visit>
+bool groupEach(Visit visit) {
+    std::string dir;
+    if (sysrootHasUsers(&dir)) {
+        std::ifstream in(dir + "/group");
+        std::string line;
+        while (std::getline(in, line)) {
+            std::vector<std::string> f = splitFields(line, ':');
+            unsigned long gid;
+            if (f.size() < 3 || !numberParse(f[2], &gid)) continue;
+            GroupEntry e{f[0], (gid_t)gid, {}};
+            if (f.size() > 3 && !f[3].empty()) e.members = splitFields(f[3], ',');
+            if (visit(e)) return true;
+        }
+        return false;
+    }
+    setgrent();
+    struct group* gr;
+    bool stopped = false;
+    while (!stopped && (gr = getgrent()) != NULL) {
+        GroupEntry e{gr->gr_name, gr->gr_gid, {}};
+        for (char** m = gr->gr_mem; m && *m; m++) e.members.push_back(*m);
+        stopped = visit(e);
+    }
+    endgrent();
+    return stopped;
+}
+
+int userOut(bool found, const UserEntry& e, PVURO_USER* ppUser) {
+    if (ppUser == NULL) return -1;
+    *ppUser = NULL;
+    if (!found) return -1;
+    PVURO_USER p = (PVURO_USER)calloc(1, sizeof(VURO_USER));
+    if (p == NULL) return -1;
+    p->szName = strdup(e.name.c_str());
+    p->szDir = strdup(e.dir.c_str());
+    p->pw_uid = e.uid;
+    p->pw_gid = e.gid;
+    if (p->szName == NULL || p->szDir == NULL) {
+        VUROUserFree(p);
+        return -1;
+    }
+    *ppUser = p;
+    return 0;
+}
+
+int groupOut(bool found, const GroupEntry& e, PVURO_GROUP* ppGroup) {
+    if (ppGroup == NULL) return -1;
+    *ppGroup = NULL;
+    if (!found) return -1;
+    PVURO_GROUP p = (PVURO_GROUP)calloc(1, sizeof(VURO_GROUP));
+    if (p == NULL) return -1;
+    p->szName = strdup(e.name.c_str());
+    p->gr_gid = e.gid;
+    p->pMembers = QLIBCSzListAlloc(8);
+    bool ok = p->szName != NULL && p->pMembers != NULL;
+    for (size_t i = 0; ok && i < e.members.size(); i++) {
+        ok = QLIBCSzListPush(&p->pMembers, e.members[i].c_str()) >= 0;
+    }
+    if (!ok) {
+        VUROGroupFree(p);
+        return -1;
+    }
+    *ppGroup = p;
+    return 0;
+}
+
+}  // namespace
+
+int VUROUserGetByUID(uid_t uid, PVURO_USER* ppUser) {
+    UserEntry e;
+    bool found = userFind([&](const UserEntry& u) { return u.uid == uid; }, &e);
+    return userOut(found, e, ppUser);
+}
+
+int VUROUserGet(const char* szName, PVURO_USER* ppUser) {
+    UserEntry e;
+    bool found = szName != NULL &&
+                 userFind([&](const UserEntry& u) { return u.name == szName; }, &e);
+    return userOut(found, e, ppUser);
+}
+
+void VUROUserFree(PVURO_USER pUser) {
+    if (pUser == NULL) return;
+    free(pUser->szName);
+    free(pUser->szDir);
+    free(pUser);
+}
+
+int VUROGroupGetByGID(gid_t gid, PVURO_GROUP* ppGroup) {
+    GroupEntry found;
+    bool ok = groupEach([&](const GroupEntry& g) {
+        if (g.gid != gid) return false;
+        found = g;
+        return true;
+    });
+    return groupOut(ok, found, ppGroup);
+}
+
+int VUROGroupGet(const char* szName, PVURO_GROUP* ppGroup) {
+    GroupEntry found;
+    bool ok = szName != NULL && groupEach([&](const GroupEntry& g) {
+                  if (g.name != szName) return false;
+                  found = g;
+                  return true;
+              });
+    return groupOut(ok, found, ppGroup);
+}
+
+void VUROGroupFree(PVURO_GROUP pGroup) {
+    if (pGroup == NULL) return;
+    free(pGroup->szName);
+    QLIBCSzListFree(pGroup->pMembers);
+    free(pGroup);
+}
+
+int VUROUserGetUGID(const char* szName, uid_t* pUid, gid_t* pGid) {
+    UserEntry e;
+    if (szName == NULL || pUid == NULL ||
+        !userFind([&](const UserEntry& u) { return u.name == szName; }, &e)) {
+        return -1;
+    }
+    *pUid = e.uid;
+    if (pGid != NULL) *pGid = e.gid;
+    return 0;
+}
+
+int VUROUserGroupList(const char* szUser, gid_t group, gid_t* groups, int* ngroups) {
+    if (szUser == NULL || ngroups == NULL || *ngroups < 0) return -1;
+    std::vector<gid_t> all{group};
+    groupEach([&](const GroupEntry& g) {
+        if (g.gid == group) return false;
+        for (const std::string& m : g.members) {
+            if (m == szUser) {
+                all.push_back(g.gid);
+                break;
+            }
+        }
+        return false;
+    });
+    int room = *ngroups;
+    *ngroups = (int)all.size();
+    if (room < (int)all.size() || groups == NULL) {
+        return -1;
+    }
+    for (size_t i = 0; i < all.size(); i++) groups[i] = all[i];
+    return (int)all.size();
+}
+
+int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved) {
+    (void)blReserved;
+    UserEntry user;
+    if (!userFind([&](const UserEntry& u) { return u.uid == uid; }, &user)) return -1;
+    bool member = groupEach([&](const GroupEntry& g) {
+        if (g.name != VURO_ADMIN_GROUP_NAME) return false;
+        if (g.gid == user.gid) return true;
+        for (const std::string& m : g.members) {
+            if (m == user.name) return true;
+        }
+        return false;
+    });
+    return member ? 1 : 0;
+}

@@ -1,0 +1,93 @@
+/* users_test.cpp - the platform's users and groups: the system root's own
+ * files when present, NSS otherwise, and getgrouplist's grow contract. */
+#include <stdlib.h>
+
+#include "tarn_test.h"
+#include "vurocore.h"
+
+using namespace tarntest;
+
+class UsersTest : public TarnTest {
+protected:
+    void SetUp() override {
+        TarnTest::SetUp();
+        std::string passwd =
+            "root:x:0:0:root:/root:/bin/sh\n"
+            "CORP\\alice:x:200001:200000::/home/alice:/bin/sh\n"
+            "bob@example.com:x:300001:100::/home/bob:/bin/sh\n"
+            "carol:x:1500:1500::/home/carol:/bin/sh\n"
+            "many:x:1600:100::/home/many:/bin/sh\n"
+            "broken line without fields\n";
+        std::string group =
+            "root:x:0:\n"
+            "users:x:100:carol\n"
+            "administrators:x:101:carol,someone\n"
+            "CORP\\domain users:x:200000:\n"
+            "carol:x:1500:\n";
+        for (int i = 0; i < 60; i++) {
+            group += "g" + std::to_string(i) + ":x:" + std::to_string(5000 + i) + ":x,many,y\n";
+        }
+        writeFile(sys("/etc/passwd"), passwd);
+        writeFile(sys("/etc/group"), group);
+    }
+};
+
+TEST_F(UsersTest, LooksUpAccountsOfTheSystemRoot) {
+    PVURO_USER user = nullptr;
+    ASSERT_EQ(0, VUROUserGet("CORP\\alice", &user));
+    EXPECT_EQ(200001u, user->pw_uid);
+    EXPECT_EQ(200000u, user->pw_gid);
+    VUROUserFree(user);
+    ASSERT_EQ(0, VUROUserGetByUID(300001, &user));
+    EXPECT_STREQ("bob@example.com", user->szName);
+    VUROUserFree(user);
+    EXPECT_GT(0, VUROUserGetByUID(4242, &user));
+    EXPECT_EQ(nullptr, user);
+
+    uid_t uid = 0;
+    gid_t gid = 0;
+    ASSERT_EQ(0, VUROUserGetUGID("carol", &uid, &gid));
+    EXPECT_EQ(1500u, uid);
+    EXPECT_EQ(1500u, gid);
+    EXPECT_GT(0, VUROUserGetUGID("nobody-here", &uid, nullptr));
+
+    PVURO_GROUP group = nullptr;
+    ASSERT_EQ(0, VUROGroupGetByGID(101, &group));
+    EXPECT_STREQ("administrators", group->szName);
+    EXPECT_EQ(2, group->pMembers->nItem);
+    VUROGroupFree(group);
+    ASSERT_EQ(0, VUROGroupGet("CORP\\domain users", &group));
+    EXPECT_EQ(200000u, group->gr_gid);
+    VUROGroupFree(group);
+
+    // Members of "administrators", listed or by primary group.
+    EXPECT_EQ(1, QLIBGroupIsAdminGroupMemByUid(1500, FALSE));
+    EXPECT_EQ(0, QLIBGroupIsAdminGroupMemByUid(300001, FALSE));
+    EXPECT_EQ(-1, QLIBGroupIsAdminGroupMemByUid(4242, FALSE));
+}
+
+TEST_F(UsersTest, GroupListKeepsTheGrowContract) {
+    gid_t groups[50];
+    int n = 50;
+    EXPECT_EQ(-1, VUROUserGroupList("many", 100, groups, &n));
+    EXPECT_EQ(61, n);  // primary group and the 60 that list the user
+    std::vector<gid_t> big((size_t)n);
+    EXPECT_EQ(61, VUROUserGroupList("many", 100, big.data(), &n));
+    EXPECT_EQ(100u, big[0]);
+    EXPECT_EQ(5059u, big[60]);
+    n = 50;
+    EXPECT_EQ(3, VUROUserGroupList("carol", 1500, groups, &n));  // carol, users, administrators
+}
+
+TEST(UsersNss, FallsBackToTheSystemDatabases) {
+    unsetenv("VURO_SYSROOT");
+    PVURO_USER user = nullptr;
+    ASSERT_EQ(0, VUROUserGetByUID(0, &user));
+    EXPECT_STREQ("root", user->szName);
+    VUROUserFree(user);
+    EXPECT_EQ(1, [] {
+        gid_t g[4];
+        int n = 4;
+        return VUROUserGroupList("root", 0, g, &n) >= 1 ? 1 : 0;
+    }());
+}

@@ -18,6 +18,7 @@
 
 #include <json/json.h>
 
+#include "common/vurotarn_list_int.h"
 #include "common/vurotarn_sqlite_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_plugin.h"
@@ -106,15 +107,7 @@ struct VurotarnRecord {
         return 0;
     }
 
-    static void listFree(Rec** pList) {
-        Rec* p = *pList;
-        while (p != NULL) {
-            Rec* pNext = p->pNext;
-            delete p;
-            p = pNext;
-        }
-        *pList = NULL;
-    }
+    static void listFree(Rec** pList) { vurotarnListDestroy(pList); }
 
     static int clear(Rec* p) {
         if (p == NULL) {
@@ -640,14 +633,6 @@ struct VurotarnRecord {
         return pHead;
     }
 
-    static int listCount(const Rec* p) {
-        int n = 0;
-        for (; p != NULL; p = p->pNext) {
-            n++;
-        }
-        return n;
-    }
-
     static int listAllSqlite(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
         VUROTARN_ARG_CHECK_TEXT(pList != NULL,
                                 vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
@@ -665,7 +650,7 @@ struct VurotarnRecord {
                 }
             }
         }
-        int count = listCount(pHead);
+        int count = vurotarnListCount(pHead);
         if (count > 0) {
             *pList = pHead;
         }
@@ -685,7 +670,7 @@ struct VurotarnRecord {
             return -1;
         }
         Rec* pHead = listByCondition(szCondition);
-        int count = listCount(pHead);
+        int count = vurotarnListCount(pHead);
         if (pTotalCount != NULL) {
             *pTotalCount = (size_t)count;
         }

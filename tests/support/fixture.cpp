@@ -18,13 +18,26 @@
 
 namespace tarntest {
 
-int runProgram(const std::vector<std::string>& argv, std::string* pOut) {
+static std::string drain(int fd) {
+    std::string out;
+    char buf[4096];
+    ssize_t n;
+    while ((n = read(fd, buf, sizeof(buf))) > 0) out.append(buf, (size_t)n);
+    close(fd);
+    return out;
+}
+
+int runProgram(const std::vector<std::string>& argv, std::string* pOut, std::string* pErr) {
     int fds[2];
     if (pipe(fds) != 0) return -1;
+    // stderr into a file rather than a second pipe: no deadlock on either.
+    char errPath[] = "/tmp/tarn-stderr-XXXXXX";
+    int errFd = pErr ? mkstemp(errPath) : -1;
     pid_t pid = fork();
     if (pid < 0) return -1;
     if (pid == 0) {
         dup2(fds[1], 1);
+        if (errFd >= 0) dup2(errFd, 2);
         close(fds[0]);
         close(fds[1]);
         std::vector<char*> args;
@@ -34,14 +47,15 @@ int runProgram(const std::vector<std::string>& argv, std::string* pOut) {
         _exit(127);
     }
     close(fds[1]);
-    std::string out;
-    char buf[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buf, sizeof(buf))) > 0) out.append(buf, (size_t)n);
-    close(fds[0]);
+    std::string out = drain(fds[0]);
     int status = 0;
     waitpid(pid, &status, 0);
     if (pOut) *pOut = out;
+    if (errFd >= 0) {
+        lseek(errFd, 0, SEEK_SET);
+        *pErr = drain(errFd);
+        unlink(errPath);
+    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

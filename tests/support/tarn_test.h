@@ -37,8 +37,10 @@ void sleepReset();
 void execCountReset(const std::string& piece);
 int execCount();
 
-/* Runs a program and waits; its exit status, -1 if it could not run. */
-int runProgram(const std::vector<std::string>& argv, std::string* pOut = nullptr);
+/* Runs a program and waits; its exit status, -1 if it could not run. What
+ * it writes on stdout (and, when pErr is given, stderr) is collected. */
+int runProgram(const std::vector<std::string>& argv, std::string* pOut = nullptr,
+               std::string* pErr = nullptr);
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text, mode_t mode = 0644);

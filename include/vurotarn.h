@@ -6,7 +6,12 @@
 #include "vurotarn_macro_util.h"
 #include "vurotarn_plugin.h"
 #include "vurotarn_sqlite.h"
+#include "vurotarn_tree.h"
 #include "vurotarn_type.h"
+#include "vurotarn_uid.h"
+#include "vurotarndelegate.h"
+#include "vurotarngpo.h"
 #include "vurotarnou.h"
+#include "vurotarnpeer.h"
 
 #endif

@@ -12,6 +12,12 @@ bool vurotarnJsonWanted(const Json::Value& jAdditional, const char* szKey) {
            vurojson::searchArrayIndex(jAdditional, Json::Value(szKey)) != Json::Value::maxUInt;
 }
 
+Json::Value vurotarnJsonParsed(const std::string& text) {
+    Json::Value j;
+    vurojson::fromString(j, text);
+    return j;
+}
+
 void vurotarnReport(bool blTrace, const char* file, int line, const char* fmt, ...) {
     char szMsg[4096];
     va_list ap;

@@ -500,7 +500,7 @@ struct VurotarnRecord {
             p->mtime = time(NULL);
             VurotarnSqlText sql(T::insertSql(*p, pid));
             if (!sql) {
-                VUROTARN_REPORT(false, "Failed to malloc SQL");
+                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;
             }
             if (db.exec(sql.get()) != 0) {
@@ -508,7 +508,7 @@ struct VurotarnRecord {
             }
             VurotarnSqlText check(T::readBackInsertSql(*p, pid));
             if (!check) {
-                VUROTARN_REPORT(false, "Failed to malloc SQL");
+                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;
             }
             Rec tmpCreate;
@@ -532,7 +532,7 @@ struct VurotarnRecord {
             p->mtime = time(NULL);
             VurotarnSqlText sql(T::updateSql(*p, pid));
             if (!sql) {
-                VUROTARN_REPORT(false, "Failed to malloc SQL");
+                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;
             }
             if (db.exec(sql.get()) != 0) {
@@ -540,7 +540,7 @@ struct VurotarnRecord {
             }
             VurotarnSqlText check(T::readBackUpdateSql(*p, pid));
             if (!check) {
-                VUROTARN_REPORT(false, "Failed to malloc SQL");
+                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;
             }
             Rec tmpUpdate;
@@ -553,7 +553,7 @@ struct VurotarnRecord {
     static int upsertSqlite(VurotarnConnection& db, Rec* p) {
         VurotarnSqlText match(T::fullMatchSql(*p));
         if (!match) {
-            VUROTARN_REPORT(false, "Failed to malloc SQL");
+            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
             return -1;
         }
         Rec tmpMatch;
@@ -566,13 +566,13 @@ struct VurotarnRecord {
         }
         VurotarnSqlText key(T::keyQuerySql(*p));
         if (!key) {
-            VUROTARN_REPORT(false, "Failed to malloc SQL");
+            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
             return -1;
         }
         p->mtime = time(NULL);
         VurotarnSqlText sql(T::upsertSql(*p, key.get()));
         if (!sql) {
-            VUROTARN_REPORT(false, "Failed to malloc SQL");
+            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
             return -1;
         }
         if (db.exec(sql.get()) != 0) {
@@ -683,5 +683,19 @@ struct VurotarnRecord {
 
 /* JSON out: a key is wanted when jAdditional is null or names it. */
 bool vurotarnJsonWanted(const Json::Value& jAdditional, const char* szKey);
+
+/* A JSON text kept in a column, parsed; null when empty or not JSON. */
+Json::Value vurotarnJsonParsed(const std::string& text);
+
+/* The checks every StructToJson makes of its JSON arguments; a null value
+ * counts as both array and object. */
+#define VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, failure)                                 \
+    do {                                                                                    \
+        VUROTARN_ARG_CHECK_TEXT((jAdditional).isNull() || (jAdditional).isArray(),          \
+                                "true == jAdditional.isArray()", (jAdditional).isArray(),   \
+                                failure);                                                   \
+        VUROTARN_ARG_CHECK_TEXT((jRet).isNull() || (jRet).isObject(),                       \
+                                "true == jRet.isObject()", (jRet).isObject(), failure);     \
+    } while (0)
 
 #endif

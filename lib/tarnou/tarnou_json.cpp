@@ -4,20 +4,10 @@
 
 #include "tarnou/vurotarnou_int.h"
 
-static Json::Value ouJsonParsed(const std::string& text) {
-    Json::Value j;
-    vurojson::fromString(j, text);
-    return j;
-}
-
 int VUROTARNOuStructToJson(const VURO_TARN_OU* pOu, const Json::Value& jAdditional,
                            Json::Value& jRet) {
     VUROTARN_ARG_CHECK(NULL, !=, pOu, return -1);
-    // A null value counts as both array and object here.
-    VUROTARN_ARG_CHECK_TEXT(jAdditional.isNull() || jAdditional.isArray(),
-                            "true == jAdditional.isArray()", jAdditional.isArray(), return -1);
-    VUROTARN_ARG_CHECK_TEXT(jRet.isNull() || jRet.isObject(), "true == jRet.isObject()",
-                            jRet.isObject(), return -1);
+    VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, return -1);
     jRet = Json::Value(Json::objectValue);
     jRet["id"] = (Json::Int64)pOu->id;
     jRet["node_id"] = (Json::Int64)pOu->id;
@@ -34,10 +24,10 @@ int VUROTARNOuStructToJson(const VURO_TARN_OU* pOu, const Json::Value& jAddition
         jRet["block_inheritance"] = (Json::Int64)pOu->block_inheritance;
     }
     if (vurotarnJsonWanted(jAdditional, "linked_gpo")) {
-        jRet["linked_gpo"] = ouJsonParsed(pOu->str_linked_gpo);
+        jRet["linked_gpo"] = vurotarnJsonParsed(pOu->str_linked_gpo);
     }
     if (vurotarnJsonWanted(jAdditional, "extra_info")) {
-        jRet["extra_info"] = ouJsonParsed(pOu->str_extra_info);
+        jRet["extra_info"] = vurotarnJsonParsed(pOu->str_extra_info);
     }
     return 0;
 }

@@ -24,6 +24,7 @@ struct VurotarnOuTraits {
     static constexpr bool kKeyedUpsert = false;
     static constexpr bool kLogOnSet = true;
     static constexpr bool kSetReportsAsTrace = false;
+    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
     static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
 

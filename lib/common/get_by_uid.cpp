@@ -1,0 +1,475 @@
+/* get_by_uid.cpp - a user's view of the tree: the nodes delegated to him or
+ * his groups (one level), the same with their subtrees, and the yes-or-no
+ * questions built on it. Administrators see everything. */
+#include <stdio.h>
+#include <string.h>
+
+#include <set>
+
+#include "common/vurotarn_list_int.h"
+#include "vurotarn_macro_util.h"
+#include "vurotarn_sqlite.h"
+#include "vurotarn_tree.h"
+#include "vurotarn_uid.h"
+
+#define VUROTARN_STEP_FAILED(call) \
+    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
+
+namespace {
+
+const char* const kAnyListText = "(__null!=ppHeadOu || __null!=ppHeadPeer || __null!=ppHeadGpo)";
+
+/* A hash owned by a scope. */
+class HashHolder {
+public:
+    explicit HashHolder(int size) : p_(QLIBCSzHashAlloc(size)) {}
+    ~HashHolder() { QLIBCSzHashFree(p_); }
+    HashHolder(const HashHolder&) = delete;
+    HashHolder& operator=(const HashHolder&) = delete;
+    PQLIBSZHASH& get() { return p_; }
+
+private:
+    PQLIBSZHASH p_;
+};
+
+/* The hash of the uid wrappers: user_type 8 and the uid. */
+bool uidHashFill(uid_t uid, PQLIBSZHASH& pHash) {
+    char szType[128];
+    char szUid[128];
+    snprintf(szType, sizeof(szType), "%d", VURO_TARN_TYPE_USER);
+    snprintf(szUid, sizeof(szUid), "%u", (unsigned)uid);
+    return pHash != NULL && QLIBCSzHashSetValue(&pHash, "user_type", szType) >= 0 &&
+           QLIBCSzHashSetValue(&pHash, "ugid", szUid) >= 0;
+}
+
+/* The delegate query of a user's groups: sqlWhere "ugid in (...) and
+ * user_type=9". Nothing for a hash that is not a user's. */
+int uidHash2GidHash(PQLIBSZHASH pHashOrg, PQLIBSZHASH& pHashGroup) {
+    const char* szUid = QLIBCSzHashGetValue(pHashOrg, "ugid");
+    const char* szType = QLIBCSzHashGetValue(pHashOrg, "user_type");
+    if (szUid == NULL || szType == NULL) {
+        return -1;
+    }
+    if (strtol(szType, NULL, 10) != VURO_TARN_TYPE_USER) {
+        return 0;
+    }
+    PQLIBSZLIST pGroups = QLIBCSzListAlloc(512);
+    if (pGroups == NULL) {
+        return -1;
+    }
+    int ret = -1;
+    char szSql[4096] = {0};
+    if (VUROTARN_STEP_FAILED(VUROTARNGetGroupListByUidStr(szUid, &pGroups, TRUE)) ||
+        VUROTARN_STEP_FAILED(VUROTARNSQLIn("ugid", pGroups, szSql, sizeof(szSql)))) {
+        goto cleanup;
+    }
+    if (szSql[0] == '\0') {
+        ret = 0;  // no groups, no group delegates
+        goto cleanup;
+    }
+    snprintf(szSql + strlen(szSql), sizeof(szSql) - strlen(szSql), " and user_type=%d ",
+             VURO_TARN_TYPE_GROUP);
+    ret = QLIBCSzHashSetValue(&pHashGroup, "sqlWhere", szSql) < 0 ? -1 : 0;
+
+cleanup:
+    QLIBCSzListFree(pGroups);
+    return ret;
+}
+
+int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
+                           VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
+    VUROTARN_ARG_CHECK(NULL, !=, pHash, return -1);
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
+                            kAnyListText, 0, return -1);
+    if (QLIBCSzHashGetValue(pHash, "sqlWhere") == NULL &&
+        (QLIBCSzHashGetValue(pHash, "ugid") == NULL ||
+         QLIBCSzHashGetValue(pHash, "user_type") == NULL)) {
+        VUROTARN_TRACE_LOCATED_COND(NULL == QLIBCSzHashGetValue(pHash, "sqlWhere") &&
+                                    (NULL == QLIBCSzHashGetValue(pHash, "ugid") ||
+                                     NULL == QLIBCSzHashGetValue(pHash, "user_type")));
+        return -1;
+    }
+    VURO_TARN_DELEGATE_LIST listDelegate = NULL;
+    size_t count = 0;
+    if (VUROTARNDelegateList(pHash, &listDelegate, &count) < 0) {
+        return -1;
+    }
+    int ret = 0;
+    if (count > 0) {
+        ret = VUROTARNDelegateListClassify(listDelegate, ppHeadOu, ppHeadPeer, ppHeadGpo) < 0
+                  ? -1
+                  : 0;
+        if (ppHeadOu) vurotarnListUnique(ppHeadOu);
+        if (ppHeadPeer) vurotarnListUnique(ppHeadPeer);
+        if (ppHeadGpo) vurotarnListUnique(ppHeadGpo);
+    }
+    VUROTARNDelegateListFree(&listDelegate);
+    return ret;
+}
+
+/* Lists of one kind that a function collects before handing them over. */
+template <class Rec>
+struct ListHolder {
+    Rec* p = nullptr;
+    ~ListHolder() { vurotarnListDestroy(&p); }
+    /* Appends to the caller's list when wanted; frees otherwise. */
+    void handTo(Rec** ppHead) {
+        if (ppHead != nullptr) {
+            vurotarnListAppend(ppHead, p);
+            p = nullptr;
+        }
+    }
+};
+
+}  // namespace
+
+int VUROTARNDelegateListClassify(VURO_TARN_DELEGATE_LIST listDelegate, VURO_TARN_OU** ppHeadOu,
+                                 VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
+                            kAnyListText, 0, return -1);
+    ListHolder<VURO_TARN_GPO> listGpoAll, listGpo;
+    ListHolder<VURO_TARN_OU> listOu;
+    ListHolder<VURO_TARN_PEER> listPeer;
+    if (ppHeadGpo != NULL && VUROTARNGpoListAll(&listGpoAll.p, NULL, NULL) < 0) {
+        return -1;
+    }
+    int count = 0;
+    for (VURO_TARN_DELEGATE* pDelegate = listDelegate; pDelegate != NULL;
+         pDelegate = pDelegate->pNext) {
+        long targetType = pDelegate->target_type;
+        long idCur = pDelegate->target_id;
+        if (ppHeadGpo != NULL) {
+            VURO_TARN_GPO** ppLink = &listGpoAll.p;
+            while (*ppLink != NULL) {
+                VURO_TARN_GPO* pGpo = *ppLink;
+                if (pGpo->parent_type == targetType && pGpo->parent_id == idCur) {
+                    *ppLink = pGpo->pNext;
+                    pGpo->pNext = listGpo.p;
+                    listGpo.p = pGpo;
+                } else {
+                    ppLink = &pGpo->pNext;
+                }
+            }
+        }
+        if (targetType == VURO_TARN_TYPE_OU && ppHeadOu != NULL) {
+            VURO_TARN_OU* pOu = VUROTARNOuAlloc();
+            if (pOu != NULL && VUROTARNOuGet(idCur, pOu) == 0) {
+                pOu->pNext = listOu.p;
+                listOu.p = pOu;
+                count++;
+            } else {
+                VUROTARNOuFree(pOu);  // the node is gone: nothing to show
+            }
+        } else if (targetType == VURO_TARN_TYPE_PEER && ppHeadPeer != NULL) {
+            VURO_TARN_PEER* pPeer = VUROTARNPeerAlloc();
+            if (pPeer != NULL && VUROTARNPeerGet(idCur, pPeer) == 0) {
+                pPeer->pNext = listPeer.p;
+                listPeer.p = pPeer;
+                count++;
+            } else {
+                VUROTARNPeerFree(pPeer);
+            }
+        } else {
+            count++;
+        }
+    }
+    listOu.handTo(ppHeadOu);
+    listPeer.handTo(ppHeadPeer);
+    listGpo.handTo(ppHeadGpo);
+    return count;
+}
+
+int VUROTARNListOneLevelByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
+                                  VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
+    VUROTARN_ARG_CHECK(NULL, !=, pHash, return -1);
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
+                            kAnyListText, 0, return -1);
+    const char* szUid = QLIBCSzHashGetValue(pHash, "ugid");
+    const char* szType = QLIBCSzHashGetValue(pHash, "user_type");
+    if (szUid == NULL || szType == NULL) {
+        VUROTARN_TRACE_LOCATED_COND(NULL == QLIBCSzHashGetValue(pHash, "ugid") ||
+                                    NULL == QLIBCSzHashGetValue(pHash, "user_type"));
+        return -1;
+    }
+    HashHolder hashUser(512), hashGroup(512);
+    if (hashUser.get() == NULL || hashGroup.get() == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    if (QLIBCSzHashSetValue(&hashUser.get(), "ugid", szUid) < 0 ||
+        QLIBCSzHashSetValue(&hashUser.get(), "user_type", szType) < 0) {
+        return -1;
+    }
+    ListHolder<VURO_TARN_OU> userOu, groupOu;
+    ListHolder<VURO_TARN_PEER> userPeer, groupPeer;
+    ListHolder<VURO_TARN_GPO> userGpo, groupGpo;
+    if (listOneLevelByUGidHash(hashUser.get(), ppHeadOu ? &userOu.p : NULL,
+                               ppHeadPeer ? &userPeer.p : NULL, ppHeadGpo ? &userGpo.p : NULL) < 0 ||
+        uidHash2GidHash(hashUser.get(), hashGroup.get()) < 0) {
+        return -1;
+    }
+    // Groups are asked through sqlWhere, which only a user's hash gives.
+    if (QLIBCSzHashGetValue(hashGroup.get(), "sqlWhere") == NULL) {
+        if (strtol(szType, NULL, 10) != VURO_TARN_TYPE_USER) {
+            VUROTARN_TRACE_LOCATED("user_type=%s is not a user", szType);
+            return -1;
+        }
+    } else if (listOneLevelByUGidHash(hashGroup.get(), ppHeadOu ? &groupOu.p : NULL,
+                                      ppHeadPeer ? &groupPeer.p : NULL,
+                                      ppHeadGpo ? &groupGpo.p : NULL) < 0) {
+        return -1;
+    }
+    userOu.handTo(ppHeadOu);
+    groupOu.handTo(ppHeadOu);
+    userPeer.handTo(ppHeadPeer);
+    groupPeer.handTo(ppHeadPeer);
+    userGpo.handTo(ppHeadGpo);
+    groupGpo.handTo(ppHeadGpo);
+    if (ppHeadOu) vurotarnListUnique(ppHeadOu);
+    if (ppHeadPeer) vurotarnListUnique(ppHeadPeer);
+    if (ppHeadGpo) vurotarnListUnique(ppHeadGpo);
+    return 0;
+}
+
+int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
+                              VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
+    VUROTARN_ARG_CHECK(NULL, !=, pHash, return -1);
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
+                            "(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo)", 0,
+                            return -1);
+    const char* szUid = QLIBCSzHashGetValue(pHash, "ugid");
+    const char* szUserType = QLIBCSzHashGetValue(pHash, "user_type");
+    if (!szUid || !szUserType) {
+        VUROTARN_TRACE_LOCATED_COND(!szUid || !szUserType);
+        return -1;
+    }
+    if (VUROTARNIsAdminGroupByUidStr(szUid)) {
+        size_t count = 0;
+        if (ppHeadPeer != NULL) {
+            // Further keys of the caller's hash act as conditions on peers.
+            QLIBCSzHashRemoveKey(pHash, "ugid");
+            QLIBCSzHashRemoveKey(pHash, "user_type");
+            if (VUROTARN_STEP_FAILED(VUROTARNPeerList(pHash, ppHeadPeer, &count))) return -1;
+        }
+        if (ppHeadOu != NULL && VUROTARN_STEP_FAILED(VUROTARNOuList(NULL, ppHeadOu, &count))) {
+            return -1;
+        }
+        if (ppHeadGpo != NULL && VUROTARN_STEP_FAILED(VUROTARNGpoList(NULL, ppHeadGpo, &count))) {
+            return -1;
+        }
+        return 0;
+    }
+    ListHolder<VURO_TARN_OU> listPrivOu, listFoundOu;
+    ListHolder<VURO_TARN_PEER> listFoundPeer;
+    if (VUROTARNListOneLevelByUidHash(pHash, &listPrivOu.p, &listFoundPeer.p, ppHeadGpo) != 0) {
+        return -1;
+    }
+    for (VURO_TARN_OU* pOu = listPrivOu.p; pOu != NULL; pOu = pOu->pNext) {
+        if (VUROTARNOuIsIDInList(pOu->id, listFoundOu.p)) {
+            continue;  // under an OU taken before
+        }
+        if (VUROTARN_STEP_FAILED(
+                VUROTARNGetTreeByOuObj(pOu, &listFoundOu.p, &listFoundPeer.p, ppHeadGpo))) {
+            return -1;
+        }
+    }
+    listFoundOu.handTo(ppHeadOu);
+    if (ppHeadPeer != NULL || ppHeadGpo != NULL) {
+        for (VURO_TARN_PEER* pPeer = listFoundPeer.p; pPeer != NULL; pPeer = pPeer->pNext) {
+            if (VUROTARN_STEP_FAILED(VUROTARNGetTreeByPeerObj(pPeer, NULL, ppHeadPeer, ppHeadGpo))) {
+                return -1;
+            }
+        }
+    }
+    if (ppHeadOu) vurotarnListUnique(ppHeadOu);
+    if (ppHeadPeer) vurotarnListUnique(ppHeadPeer);
+    if (ppHeadGpo) vurotarnListUnique(ppHeadGpo);
+    return 0;
+}
+
+int VUROTARNListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
+                          VURO_TARN_GPO** ppHeadGpo) {
+    HashHolder hash(512);
+    if (!uidHashFill(uid, hash.get())) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    return VUROTARNListTreeByUidHash(hash.get(), ppHeadOu, ppHeadPeer, ppHeadGpo);
+}
+
+int VUROTARNObjectListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
+                                VURO_TARN_GPO** ppHeadGpo) {
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu, "__null!=ppHeadOu", 0, return -1);
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadPeer, "__null!=ppHeadPeer", 0, return -1);
+    VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadGpo, "NULL!=ppHeadGpo", 0, return -1);
+    VUROTARNListTreeByUid(uid, ppHeadOu, ppHeadPeer, ppHeadGpo);
+    return 0;
+}
+
+/* One-kind wrappers: a failure shows as an empty list, after the traces. */
+static int oneKindOneLevel(uid_t uid, VURO_TARN_OU** ppOu, VURO_TARN_PEER** ppPeer) {
+    HashHolder hash(512);
+    if (uidHashFill(uid, hash.get())) {
+        VUROTARNListOneLevelByUidHash(hash.get(), ppOu, ppPeer, NULL);
+    }
+    return 0;
+}
+
+int VUROTARNOuListOneLevelByUid(uid_t uid, VURO_TARN_OU** ppHead) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
+    return oneKindOneLevel(uid, ppHead, NULL);
+}
+
+int VUROTARNPeerListOneLevelByUid(uid_t uid, VURO_TARN_PEER** ppHead) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
+    return oneKindOneLevel(uid, NULL, ppHead);
+}
+
+int VUROTARNOuListTreeByUid(uid_t uid, VURO_TARN_OU** ppHead) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
+    VUROTARNListTreeByUid(uid, ppHead, NULL, NULL);
+    return 0;
+}
+
+int VUROTARNPeerListTreeByUid(uid_t uid, VURO_TARN_PEER** ppHead) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
+    VUROTARNListTreeByUid(uid, NULL, ppHead, NULL);
+    return 0;
+}
+
+BOOL VUROTARNOuIsIDInList(long ou_id, const VURO_TARN_OU_LIST listOu) {
+    return vurotarnListHasId(listOu, ou_id) ? TRUE : FALSE;
+}
+
+BOOL VUROTARNOuCanManagedByUid(uid_t uid, long ou_id) {
+    if (VUROTARNIsAdminGroup(uid)) {
+        return TRUE;
+    }
+    ListHolder<VURO_TARN_OU> list;
+    if (VUROTARNOuListTreeByUid(uid, &list.p) != 0) {
+        return FALSE;
+    }
+    return VUROTARNOuIsIDInList(ou_id, list.p);
+}
+
+BOOL VUROTARNPeerIDCanManagedByUid(uid_t uid, long peer_id) {
+    if (VUROTARNIsAdminGroup(uid)) {
+        return TRUE;
+    }
+    ListHolder<VURO_TARN_PEER> list;
+    if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
+        return FALSE;
+    }
+    return vurotarnListHasId(list.p, peer_id) ? TRUE : FALSE;
+}
+
+BOOL VUROTARNPeerCanManagedByUid(uid_t uid, const char* szSN) {
+    VUROTARN_ARG_CHECK(NULL, !=, szSN, return FALSE);
+    if (VUROTARNIsAdminGroup(uid)) {
+        return TRUE;
+    }
+    ListHolder<VURO_TARN_PEER> list;
+    if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
+        return FALSE;
+    }
+    for (VURO_TARN_PEER* p = list.p; p != NULL; p = p->pNext) {
+        if (strcmp(p->str_sn.c_str(), szSN) == 0) return TRUE;
+    }
+    return FALSE;
+}
+
+int VUROTARNPeerListUnderOU(uid_t uid, long ou_id, VURO_TARN_PEER_LIST* pListPeer) {
+    VUROTARN_ARG_CHECK(NULL, !=, pListPeer, return -1);
+    ListHolder<VURO_TARN_OU> listOu, listFound;
+    if (VUROTARNOuListTreeByUid(uid, &listOu.p) != 0 || listOu.p == NULL) {
+        return 0;
+    }
+    // Move the OU itself, then every visible OU whose parent was moved.
+    auto moveFirst = [&](auto pred) -> VURO_TARN_OU* {
+        for (VURO_TARN_OU** ppLink = &listOu.p; *ppLink != NULL; ppLink = &(*ppLink)->pNext) {
+            VURO_TARN_OU* p = *ppLink;
+            if (pred(p)) {
+                *ppLink = p->pNext;
+                p->pNext = listFound.p;
+                listFound.p = p;
+                return p;
+            }
+        }
+        return NULL;
+    };
+    if (moveFirst([&](VURO_TARN_OU* p) { return p->id == ou_id; }) == NULL) {
+        return 0;  // outside the user's view
+    }
+    char szSql[4096];
+    snprintf(szSql, sizeof(szSql), " parent_id IN ( %ld", ou_id);
+    VURO_TARN_OU* pMoved;
+    while ((pMoved = moveFirst([&](VURO_TARN_OU* p) {
+                return VUROTARNOuIsIDInList(p->parent_id, listFound.p);
+            })) != NULL) {
+        size_t len = strlen(szSql);
+        snprintf(szSql + len, sizeof(szSql) - len, ", %ld ", pMoved->id);
+    }
+    size_t len = strlen(szSql);
+    snprintf(szSql + len, sizeof(szSql) - len, " ) ");
+    HashHolder hash(1024);
+    if (hash.get() != NULL && QLIBCSzHashSetValue(&hash.get(), "sqlWhere", szSql) >= 0) {
+        VUROTARNPeerList(hash.get(), pListPeer, NULL);
+    }
+    return 0;
+}
+
+int VUROTARNPeerSNListByUid(uid_t uid, PQLIBSZLIST* ppList) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppList, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, *ppList, return -1);
+    ListHolder<VURO_TARN_PEER> list;
+    if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
+        return -1;
+    }
+    QLIBCSzListRemoveAll(*ppList);
+    for (VURO_TARN_PEER* p = list.p; p != NULL; p = p->pNext) {
+        if (QLIBCSzListPush(ppList, p->str_sn.c_str()) < 0) return -1;
+    }
+    return 0;
+}
+
+int VUROTARNGetPeerIDFilter(const std::string strUser, std::string& strFilter) {
+    uid_t uid = (uid_t)-1;
+    if (VUROUserGetUGID(strUser.c_str(), &uid, NULL) < 0 || uid == (uid_t)-1) {
+        return -1;
+    }
+    ListHolder<VURO_TARN_PEER> all;
+    size_t total = 0;
+    if (VUROTARNPeerList(NULL, &all.p, &total) < 0) {
+        return -1;
+    }
+    if (total == 0) {
+        return 0;
+    }
+    // The user's view once for all peers: the same answer as asking
+    // VUROTARNPeerIDCanManagedByUid peer by peer.
+    std::set<long> allowed;
+    bool blAdmin = VUROTARNIsAdminGroup(uid);
+    if (!blAdmin) {
+        ListHolder<VURO_TARN_PEER> view;
+        if (VUROTARNPeerListTreeByUid(uid, &view.p) == 0) {
+            for (VURO_TARN_PEER* p = view.p; p != NULL; p = p->pNext) allowed.insert(p->id);
+        }
+    }
+    Json::Value jPeerId(Json::arrayValue);
+    for (VURO_TARN_PEER* p = all.p; p != NULL; p = p->pNext) {
+        if (blAdmin || allowed.count(p->id)) jPeerId.append((Json::Int64)p->id);
+    }
+    if (jPeerId.size() > 0 && jPeerId.size() < total) {
+        std::string strTmp;
+        for (Json::ArrayIndex i = 0; i < jPeerId.size(); i++) {
+            if (i > 0) strTmp += " or ";
+            strTmp += " peer_id=" + std::to_string(jPeerId[i].asInt64());
+        }
+        if (strFilter.empty()) {
+            strFilter = " where" + strTmp + " ";
+        } else {
+            strFilter += " and (" + strTmp + ") ";
+        }
+    }
+    return (int)jPeerId.size();
+}

@@ -1,0 +1,6 @@
+/* tarndelegate_set.cpp - rewriting stored delegate rows, with hooks. */
+#include "tarndelegate/vurotarndelegate_int.h"
+
+int VUROTARNDelegateSet(VURO_TARN_DELEGATE* pDelegate) { return VurotarnDelegate::set(pDelegate); }
+
+int VUROTARNDelegateSetMultiple(VURO_TARN_DELEGATE_LIST pDelegateList) { return VurotarnDelegate::setMultiple(pDelegateList); }

@@ -1,0 +1,79 @@
+/* tarndelegate_sqlite.cpp - storage of delegates in table "delegate": the family's
+ * SQL texts and its storage functions over the shared record pattern. */
+#include "tarndelegate/vurotarndelegate_int.h"
+
+const VurotarnField<VURO_TARN_DELEGATE> VurotarnDelegateTraits::kFields[7] = {
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, id, "id", "ID"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, mtime, "mtime", "ModifiedTime"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, user_type, "user_type", "UserType"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, ugid, "ugid", "UGID"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_type, "target_type", "TargetType"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_id, "target_id", "TargetID"),
+    VUROTARN_FIELD(VURO_TARN_DELEGATE, str_extra_info, "extra_info", "ExtraInfo"),
+};
+
+char* VurotarnDelegateTraits::insertSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "INSERT INTO delegate ( mtime, user_type, ugid, target_type, target_id, extra_info, pid) "
+        "VALUES ( %ld, %ld, %lu, %ld, %ld, '%q', %ld);",
+        (long)r.mtime, r.user_type, r.ugid, r.target_type, r.target_id, r.str_extra_info.c_str(),
+        pid);
+}
+
+char* VurotarnDelegateTraits::readBackInsertSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "SELECT id FROM delegate WHERE mtime=%ld AND user_type=%ld AND ugid=%lu AND "
+        "target_type=%ld AND target_id=%ld AND extra_info='%q' AND pid=%ld;",
+        (long)r.mtime, r.user_type, r.ugid, r.target_type, r.target_id, r.str_extra_info.c_str(),
+        pid);
+}
+
+char* VurotarnDelegateTraits::updateSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "UPDATE delegate SET id=%ld, mtime=%ld, user_type=%ld, ugid=%lu, target_type=%ld, "
+        "target_id=%ld, extra_info='%q', pid=%ld WHERE id=%ld;",
+        r.id, (long)r.mtime, r.user_type, r.ugid, r.target_type, r.target_id,
+        r.str_extra_info.c_str(), pid, r.id);
+}
+
+char* VurotarnDelegateTraits::readBackUpdateSql(const Rec& r, long pid) {
+    return sqlite3_mprintf(
+        "SELECT id FROM delegate WHERE id=%ld AND mtime=%ld AND user_type=%ld AND ugid=%lu AND "
+        "target_type=%ld AND target_id=%ld AND extra_info='%q' AND pid=%ld;",
+        r.id, (long)r.mtime, r.user_type, r.ugid, r.target_type, r.target_id,
+        r.str_extra_info.c_str(), pid);
+}
+
+int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType) {
+    VurotarnConnection db;
+    char szSQL[4096];
+    sqlite3_snprintf(sizeof(szSQL), szSQL,
+                     "DELETE FROM delegate WHERE target_id=%ld and target_type=%d;", id, nodeType);
+    return db.exec(szSQL) != 0 ? -1 : 0;
+}
+
+int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate) { return VurotarnDelegate::createSqlite(pDelegate); }
+
+int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate) { return VurotarnDelegate::setSqlite(pDelegate); }
+
+int VUROTARNDelegateDelete_sqlite(long id) { return VurotarnDelegate::deleteSqlite(id); }
+
+int VUROTARNDelegateGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_DELEGATE* pDelegate) {
+    return VurotarnDelegate::getMultipleSqlite(ids, cID, pDelegate);
+}
+
+int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList, size_t* pTotalCount) {
+    return VurotarnDelegate::listSqlite(pParms, pDelegateList, pTotalCount);
+}
+
+int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList, BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data) {
+    return VurotarnDelegate::listAllSqlite(pDelegateList, isKeep, private_data);
+}
+
+int VUROTARNDelegateFillOne(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnDelegate::fillOne(parm, n_column, column_value, column_name);
+}
+
+int VUROTARNDelegateFillList(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnDelegate::fillList(parm, n_column, column_value, column_name);
+}

@@ -1,0 +1,57 @@
+/* vurotarngpo_int.h - the gpo family's traits for the record pattern and its
+ * storage functions, which only the family itself calls. */
+#ifndef VUROTARNGPO_INT_H
+#define VUROTARNGPO_INT_H
+
+#include "common/vurotarn_record.h"
+#include "vurotarngpo.h"
+
+struct VurotarnGpoTraits {
+    using Rec = VURO_TARN_GPO;
+    using Id = long;
+    using Env = VURO_TARN_GPO_PLUGIN_ENV;
+
+    static constexpr const char* kWord = "VURO_TARN_GPO";
+    static constexpr const char* kTable = "gpo";
+    static constexpr const char* kRecArg = "pGpo";
+    static constexpr const char* kListArg = "pGpoList";
+    static constexpr const char* kModule = "tarngpo";
+    static constexpr const char* kHookCreate = "tarngpo/tarngpo_create";
+    static constexpr const char* kHookSet = "tarngpo/tarngpo_set";
+    static constexpr const char* kHookDelete = "tarngpo/tarngpo_delete";
+    // Plug-ins see the whole policy text; numbers pass a 1024-byte buffer.
+    static constexpr size_t kHookTextBuf = 0;
+    static constexpr size_t kHookNumBuf = 1024;
+    static constexpr bool kKeyedUpsert = false;
+    static constexpr bool kLogOnSet = true;
+    static constexpr bool kSetReportsAsTrace = false;
+    static constexpr const char* kSqlAllocFailText = "Failed to mprintf";
+    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
+    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNGpoLog;
+
+    static const VurotarnField<Rec> kFields[8];
+
+    static bool isNewId(Id id) { return id == -1; }
+    static bool isInvalidSetId(Id id) { return id < 0; }
+    static std::string idText(Id id) { return std::to_string(id); }
+    static void onAlloc(Rec&) {}
+    static void onClear(Rec& rec) { rec = Rec(); }
+
+    static char* insertSql(const Rec& rec, long pid);
+    static char* readBackInsertSql(const Rec& rec, long pid);
+    static char* updateSql(const Rec& rec, long pid);
+    static char* readBackUpdateSql(const Rec& rec, long pid);
+};
+
+using VurotarnGpo = VurotarnRecord<VurotarnGpoTraits>;
+
+int VUROTARNGpoCreate_sqlite(VURO_TARN_GPO* pGpo);
+int VUROTARNGpoSet_sqlite(VURO_TARN_GPO* pGpo);
+int VUROTARNGpoDelete_sqlite(long id);
+int VUROTARNGpoGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_GPO* pGpo);
+int VUROTARNGpoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList, size_t* pTotalCount);
+int VUROTARNGpoListAll_sqlite(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*), void* private_data);
+int VUROTARNGpoFillOne(void* parm, int n_column, char** column_value, char** column_name);
+int VUROTARNGpoFillList(void* parm, int n_column, char** column_value, char** column_name);
+
+#endif

@@ -1,0 +1,41 @@
+/* tarnpeer_sn.cpp - peers by serial number, the identity of a server. */
+#include "tarnpeer/vurotarnpeer_int.h"
+
+int VUROTARNPeerGetBySN_sqlite(const char* szSN, VURO_TARN_PEER* pPeer) {
+    VurotarnConnection db;
+    VUROTARN_ARG_CHECK(NULL, !=, pPeer, return -1);
+    VUROTARN_ARG_CHECK_RAW(szSN, !=, NULL, return -1);
+    char szSQL[4096];
+    sqlite3_snprintf(sizeof(szSQL), szSQL, "SELECT * FROM peer WHERE sn='%q';", szSN);
+    if (db.exec(szSQL, VurotarnPeer::fillOne, pPeer) != 0) {
+        return -1;
+    }
+    return pPeer->available ? 1 : 0;
+}
+
+int VUROTARNPeerGetBySN(const char* szSN, VURO_TARN_PEER* pPeer) {
+    VUROTARN_ARG_CHECK(NULL, !=, pPeer, return -1);
+    int r = VUROTARNPeerGetBySN_sqlite(szSN, pPeer);
+    if (r < 0) {
+        VUROTARN_LOG("Failed to get VURO_TARN_PEER by sn = [%s]", szSN ? szSN : "");
+        return -1;
+    }
+    // No row is no failure of the store: a server that has not joined yet.
+    return r == 1 ? 0 : -1;
+}
+
+int VUROTARNPeerListBySn(const char* szSN, VURO_TARN_PEER_LIST* pPeerList) {
+    VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, pPeerList, return -1);
+    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
+    if (pHash == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    int ret = -1;
+    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0) {
+        ret = VUROTARNPeerList(pHash, pPeerList, NULL) < 0 ? -1 : 0;
+    }
+    QLIBCSzHashFree(pHash);
+    return ret;
+}

@@ -58,8 +58,9 @@ inline void sysrootMake() {
 
 inline void sysrootRemove() {
     nftw(
-        sysroot().c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); },
-        16, FTW_DEPTH | FTW_PHYS);
+        sysroot().c_str(),
+        [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 16,
+        FTW_DEPTH | FTW_PHYS);
 }
 
 /* Console output plus a table of ratios: library / bare, per pair. */

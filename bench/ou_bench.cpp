@@ -17,14 +17,22 @@ int fillOuByHand(void* p, int n, char** v, char** c) {
     VURO_TARN_OU* ou = (VURO_TARN_OU*)p;
     for (int i = 0; i < n; i++) {
         if (!v[i]) continue;
-        if (!strcmp(c[i], "id")) ou->id = strtol(v[i], nullptr, 10);
-        else if (!strcmp(c[i], "name")) ou->str_name = v[i];
-        else if (!strcmp(c[i], "desc")) ou->str_desc = v[i];
-        else if (!strcmp(c[i], "linked_gpo")) ou->str_linked_gpo = v[i];
-        else if (!strcmp(c[i], "extra_info")) ou->str_extra_info = v[i];
-        else if (!strcmp(c[i], "mtime")) ou->mtime = strtol(v[i], nullptr, 10);
-        else if (!strcmp(c[i], "parent_id")) ou->parent_id = strtol(v[i], nullptr, 10);
-        else if (!strcmp(c[i], "block_inheritance")) ou->block_inheritance = strtol(v[i], nullptr, 10);
+        if (!strcmp(c[i], "id"))
+            ou->id = strtol(v[i], nullptr, 10);
+        else if (!strcmp(c[i], "name"))
+            ou->str_name = v[i];
+        else if (!strcmp(c[i], "desc"))
+            ou->str_desc = v[i];
+        else if (!strcmp(c[i], "linked_gpo"))
+            ou->str_linked_gpo = v[i];
+        else if (!strcmp(c[i], "extra_info"))
+            ou->str_extra_info = v[i];
+        else if (!strcmp(c[i], "mtime"))
+            ou->mtime = strtol(v[i], nullptr, 10);
+        else if (!strcmp(c[i], "parent_id"))
+            ou->parent_id = strtol(v[i], nullptr, 10);
+        else if (!strcmp(c[i], "block_inheritance"))
+            ou->block_inheritance = strtol(v[i], nullptr, 10);
     }
     return 0;
 }
@@ -138,7 +146,8 @@ void BM_BareList(benchmark::State& state) {
         VURO_TARN_OU* head = nullptr;
         sqlite3* db = nullptr;
         sqlite3_open(dbPath().c_str(), &db);
-        sqlite3_exec(db, "PRAGMA foreign_keys=ON;SELECT * FROM ou;", fillListByHand, &head, nullptr);
+        sqlite3_exec(db, "PRAGMA foreign_keys=ON;SELECT * FROM ou;", fillListByHand, &head,
+                     nullptr);
         sqlite3_close(db);
         benchmark::DoNotOptimize(head);
         while (head) {

@@ -51,7 +51,7 @@ TEST_F(CliTest, OuCommandsPrintJson) {
 }
 
 TEST_F(CliTest, BadInputIsRefusedWithoutWriting) {
-    EXPECT_EQ(2, tarn({"ou", "create"}));                            // no name
+    EXPECT_EQ(2, tarn({"ou", "create"}));  // no name
     EXPECT_EQ(2, tarn({"ou", "create", "--name", "x", "--parent", "abc"}));
     EXPECT_EQ(2, tarn({"ou", "create", "--name", "x", "--extra", "{broken"}));
     EXPECT_EQ(2, tarn({"ou", "frobnicate"}));
@@ -62,9 +62,51 @@ TEST_F(CliTest, BadInputIsRefusedWithoutWriting) {
 
 TEST_F(CliTest, VerboseShowsLibraryLogOnStderr) {
     std::string out, err;
-    EXPECT_EQ(1, runProgram({TARN_CLI_PATH, "-v", "--root", root_, "ou", "get", "31337"}, &out,
-                            &err));
+    EXPECT_EQ(1,
+              runProgram({TARN_CLI_PATH, "-v", "--root", root_, "ou", "get", "31337"}, &out, &err));
     EXPECT_NE(std::string::npos, err.find("Failed to get VURO_TARN_OU, id = [31337]")) << err;
     EXPECT_EQ(1, runProgram({TARN_CLI_PATH, "--root", root_, "ou", "get", "31337"}, &out, &err));
     EXPECT_EQ(std::string::npos, err.find("Failed to get VURO_TARN_OU")) << err;
+}
+
+TEST_F(CliTest, FamiliesTreeAndViews) {
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), "users:x:100:\nops:x:300:alice\n");
+    Json::Value j;
+    ASSERT_EQ(0, tarn({"ou", "create", "--name", "Eng"}, &j));
+    std::string eng = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--hostname", "nas1", "--parent", eng}, &j));
+    long peer = j["id"].asInt64();
+    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--hostname", "nas1", "--parent", eng}, &j));
+    EXPECT_EQ(peer, j["id"].asInt64());  // one row per serial
+    ASSERT_EQ(0, tarn({"peer", "get-by-sn", "S1"}, &j));
+    EXPECT_EQ("nas1", j["hostname"].asString());
+    ASSERT_EQ(0, tarn({"gpo", "create", "--name", "G", "--parent-type", "peer", "--parent",
+                       std::to_string(peer), "--setting", "{\"a\":1}"},
+                      &j));
+    EXPECT_EQ(1, j["setting"]["a"].asInt());
+    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "G", "--parent-type", "shelf"}));
+    ASSERT_EQ(0, tarn({"delegate", "create", "--user-type", "group", "--ugid", "300",
+                       "--target-type", "ou", "--target", eng},
+                      &j));
+
+    ASSERT_EQ(0, tarn({"tree", "--ou", "0"}, &j));
+    ASSERT_EQ(1u, j["ous"].size());
+    EXPECT_EQ("Eng", j["ous"][0]["name"].asString());
+    EXPECT_EQ("S1", j["ous"][0]["peers"][0]["sn"].asString());
+    EXPECT_EQ("G", j["ous"][0]["peers"][0]["gpos"][0]["name"].asString());
+
+    ASSERT_EQ(0, tarn({"view", "--uid", "2001"}, &j));
+    EXPECT_FALSE(j["admin"].asBool());
+    ASSERT_EQ(1u, j["peers"].size());
+    EXPECT_EQ("S1", j["peers"][0]["sn"].asString());
+    ASSERT_EQ(0, tarn({"can-manage", "--uid", "2001", "--peer", std::to_string(peer)}, &j));
+    EXPECT_TRUE(j["can_manage"].asBool());
+    ASSERT_EQ(0, tarn({"can-manage", "--uid", "2001", "--ou", "0"}, &j));
+    EXPECT_FALSE(j["can_manage"].asBool());
+    EXPECT_EQ(2, tarn({"can-manage", "--uid", "2001"}));
+
+    ASSERT_EQ(0, tarn({"delegate", "delete-by-target", "--target-type", "ou", "--target", eng}));
+    ASSERT_EQ(0, tarn({"delegate", "list"}, &j));
+    EXPECT_EQ(0u, j.size());
 }

@@ -19,6 +19,16 @@ protected:
     std::string col(const std::string& column, long id) {
         return sqlValue("SELECT " + column + " FROM peer WHERE id=" + std::to_string(id));
     }
+    /* A plain trace: the message behind the euid and pid of the writer. */
+    static bool traceHas(const std::string& message) {
+        for (const LogLine& l : logLines()) {
+            if (l.text.find("(euid=") != std::string::npos &&
+                l.text.find(message) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
 };
 
 TEST_F(PeerTest, OneRowPerSerialAndOnlyRealChangesAreWritten) {
@@ -43,6 +53,12 @@ TEST_F(PeerTest, OneRowPerSerialAndOnlyRealChangesAreWritten) {
     EXPECT_EQ(0, execCount());
     EXPECT_EQ("1000", col("mtime", id));
     EXPECT_EQ(0, again.mtime);
+    // The same through Set, from the row as it was read.
+    VURO_TARN_PEER read;
+    ASSERT_OK(VUROTARNPeerGet(id, &read));
+    ASSERT_OK(VUROTARNPeerSet(&read));
+    EXPECT_EQ(0, execCount());
+    EXPECT_EQ(1000, read.mtime);
 
     // A known serial with a new address keeps its row and id.
     VURO_TARN_PEER moved = makePeer("SN-A", "10.0.0.99");
@@ -91,22 +107,33 @@ TEST_F(PeerTest, SetFollowsTheSerialNotTheId) {
     logClear();
     edit.id = 4242;
     EXPECT_EQ(-1, VUROTARNPeerSet(&edit));
-    EXPECT_TRUE(logHas("(euid=")) << logDump();
-    EXPECT_TRUE(logHas("get VURO_TARN_PEER failed. id:[4242] [0x"));
+    EXPECT_TRUE(traceHas("get VURO_TARN_PEER failed. id:[4242] [0x")) << logDump();
+    edit.id = -5;
+    EXPECT_EQ(-1, VUROTARNPeerSet(&edit));
+    EXPECT_TRUE(traceHas("Invalid id: [-5]")) << logDump();
+    // With no plug-in installed the hooks fail; a Set says so as traces too.
+    logClear();
+    ASSERT_OK(VUROTARNPeerGet(b.id, &edit));
+    VUROTARNPeerItemSetDescription(&edit, "B again");
+    ASSERT_OK(VUROTARNPeerSet(&edit));
+    EXPECT_TRUE(traceHas("Fail to init tarnpeer/tarnpeer_set plugin (PRE)")) << logDump();
+    EXPECT_TRUE(traceHas("Fail to execute tarnpeer/tarnpeer_set plugin (POST)"));
 }
 
 TEST_F(PeerTest, RowsOfAPeerSurviveItsReStore) {
     VURO_TARN_PEER peer = makePeer("SN-KEEP");
     ASSERT_OK(VUROTARNPeerCreate(&peer));
     std::string id = std::to_string(peer.id);
-    sql("INSERT INTO package(peer_id, pkg_id) VALUES(" + id + ", 'web');"
-        "INSERT INTO app(peer_id, app_id) VALUES(" + id + ", 'files');"
-        "INSERT INTO info(id, mtime, peer_id, general) VALUES(NULL, 1, " + id + ", '{}');");
+    sql("INSERT INTO package(peer_id, pkg_id) VALUES(" + id + ", 'web')");
+    sql("INSERT INTO app(peer_id, app_id) VALUES(" + id + ", 'files')");
+    sql("INSERT INTO info(id, mtime, peer_id, general) VALUES(NULL, 1, " + id + ", '{}')");
     VURO_TARN_PEER changed = makePeer("SN-KEEP", "10.1.1.1");
     ASSERT_OK(VUROTARNPeerCreate(&changed));  // INSERT OR REPLACE of the row
     EXPECT_EQ(peer.id, changed.id);
     EXPECT_EQ("1", sqlValue("SELECT count(*) FROM package WHERE peer_id=" + id));
     EXPECT_EQ("1", sqlValue("SELECT count(*) FROM app WHERE peer_id=" + id));
+    // Server information is read by serial through the view.
+    EXPECT_EQ("1", sqlValue("SELECT count(*) FROM (SELECT * FROM info WHERE sn='SN-KEEP')"));
     EXPECT_EQ(id, sqlValue("SELECT peer_id FROM info WHERE sn='SN-KEEP'"));
 }
 

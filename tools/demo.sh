@@ -37,6 +37,48 @@ tarn ou set "$sales" --name "Sales EU" --block 1
 step "The OUs under Headquarters"
 tarn ou list --parent "$hq"
 
+step "Managed servers under the OUs: a repeated store of one serial keeps its row"
+nas1=$(tarn peer create --sn 2140ABC001 --hostname nas-eu-1 --host 127.0.0.1 --http-port 5000 \
+    --parent "$sales" | id_of)
+nas2=$(tarn peer create --sn 2140ABC002 --hostname nas-lab-1 --host 127.0.0.2 --parent "$lab" | id_of)
+again=$(tarn peer create --sn 2140ABC001 --hostname nas-eu-1 --host 127.0.0.1 --http-port 5000 \
+    --parent "$sales" | id_of)
+echo "nas-eu-1=$nas1 nas-lab-1=$nas2, stored again: id $again"
+tarn peer set "$nas1" --status 2 --status-by-server 2 >/dev/null
+tarn peer list --parent "$sales"
+
+step "Policies owned by an OU and by a server"
+tarn gpo create --name "Baseline" --parent-type ou --parent "$hq" \
+    --setting '{"gpo_content":{"Samba":{"version":3,"smb_encrypt_transport":1}}}' | id_of >/dev/null
+tarn gpo create --name "Lab server only" --parent-type peer --parent "$nas2" \
+    --setting '{"gpo_content":{}}' | id_of >/dev/null
+tarn gpo list --parent-type ou
+
+step "Delegated administration: alice on Engineering, her group ops on Sales EU"
+cat > "$ROOT/etc/passwd" <<'USERS'
+root:x:0:0:root:/root:/bin/sh
+alice:x:2001:100::/home/alice:/bin/sh
+bob:x:2002:100::/home/bob:/bin/sh
+USERS
+cat > "$ROOT/etc/group" <<'GROUPS'
+root:x:0:
+users:x:100:
+ops:x:300:alice
+administrators:x:101:
+GROUPS
+tarn delegate create --user-type user --ugid 2001 --target-type ou --target "$eng" >/dev/null
+tarn delegate create --user-type group --ugid 300 --target-type ou --target "$sales" >/dev/null
+tarn delegate list
+
+step "Headquarters with everything below it"
+tarn tree --ou "$hq" | grep -E '"(name|sn)" :'
+
+step "What alice sees, and what she may manage"
+tarn view --uid 2001 | grep -E '"(name|sn|hostname)" :'
+tarn can-manage --uid 2001 --ou "$lab" | grep can_manage
+tarn can-manage --uid 2001 --ou "$hq" | grep can_manage
+tarn can-manage --uid 2002 --peer "$nas1" | grep can_manage
+
 step "Remove the test lab, then list everything by name"
 tarn ou delete "$lab"
 tarn ou list --sort-by name

@@ -84,4 +84,43 @@ long singleId(const Args& args, const char* what) {
     return parseLong(args.positional[0], "id");
 }
 
+ListQuery::ListQuery(const Args& args,
+                     const std::vector<std::pair<std::string, std::string>>& filters)
+    : pHash_(QLIBCSzHashAlloc(16)) {
+    for (const auto& f : filters) {
+        if (args.has(f.first)) {
+            QLIBCSzHashSetValue(&pHash_, f.second.c_str(), args.get(f.first).c_str());
+        }
+    }
+    QLIBCSzHashSetValue(&pHash_, "sort_by", args.get("sort-by", "id").c_str());
+    QLIBCSzHashSetValue(&pHash_, "sort_direction", args.flag("desc-order") ? "ASC" : "DESC");
+    for (const char* key : {"limit", "offset"}) {
+        if (args.has(key)) {
+            QLIBCSzHashSetValue(&pHash_, key,
+                                std::to_string(parseLong(args.get(key), key)).c_str());
+        }
+    }
+}
+
+ListQuery::~ListQuery() { QLIBCSzHashFree(pHash_); }
+
+namespace {
+template <class Rec>
+Json::Value recordJsonBy(int (*toJson)(const Rec*, const Json::Value&, Json::Value&),
+                         const Rec* p) {
+    Json::Value j;
+    if (toJson(p, Json::Value(), j) != 0) fail("cannot render a record as JSON");
+    return j;
+}
+}  // namespace
+
+Json::Value recordJson(const VURO_TARN_OU* p) { return recordJsonBy(VUROTARNOuStructToJson, p); }
+Json::Value recordJson(const VURO_TARN_PEER* p) {
+    return recordJsonBy(VUROTARNPeerStructToJson, p);
+}
+Json::Value recordJson(const VURO_TARN_GPO* p) { return recordJsonBy(VUROTARNGpoStructToJson, p); }
+Json::Value recordJson(const VURO_TARN_DELEGATE* p) {
+    return recordJsonBy(VUROTARNDelegateStructToJson, p);
+}
+
 }  // namespace tarncli

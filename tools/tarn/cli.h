@@ -5,6 +5,8 @@
 
 #include <json/json.h>
 
+#include "vurotarn.h"
+
 #include <map>
 #include <string>
 #include <vector>
@@ -42,8 +44,43 @@ long singleId(const Args& args, const char* what);
 [[noreturn]] void fail(const std::string& what);
 void printJson(const Json::Value& j);
 
+/* The condition hash of a "list" command: filters named by options (option
+ * name to column), --sort-by, --desc-order, --limit, --offset. Lists come
+ * back reversed, so ascending output asks the database for DESC. */
+class ListQuery {
+public:
+    ListQuery(const Args& args, const std::vector<std::pair<std::string, std::string>>& filters);
+    ~ListQuery();
+    ListQuery(const ListQuery&) = delete;
+    ListQuery& operator=(const ListQuery&) = delete;
+    PQLIBSZHASH hash() const { return pHash_; }
+
+private:
+    PQLIBSZHASH pHash_;
+};
+
+/* A record as its family's StructToJson gives it, with every key. */
+Json::Value recordJson(const VURO_TARN_OU* p);
+Json::Value recordJson(const VURO_TARN_PEER* p);
+Json::Value recordJson(const VURO_TARN_GPO* p);
+Json::Value recordJson(const VURO_TARN_DELEGATE* p);
+
+/* A list of records as a JSON array, in list order. */
+template <class Rec>
+Json::Value listJson(const Rec* p) {
+    Json::Value j(Json::arrayValue);
+    for (; p != nullptr; p = p->pNext) j.append(recordJson(p));
+    return j;
+}
+
 int cmdInit(const Args& args);
 int cmdOu(const std::string& verb, const Args& args);
+int cmdPeer(const std::string& verb, const Args& args);
+int cmdGpo(const std::string& verb, const Args& args);
+int cmdDelegate(const std::string& verb, const Args& args);
+int cmdTree(const Args& args);
+int cmdView(const Args& args);
+int cmdCanManage(const Args& args);
 
 }  // namespace tarncli
 

@@ -82,8 +82,8 @@ void copyTree(const std::string& from, const std::string& to) {
     }
     // Small trees of data files: walk with the shell-free cp.
     makeDirs(to, 0755);
-    char* const argv[] = {(char*)"/bin/cp", (char*)"-R", (char*)"-T", (char*)from.c_str(),
-                          (char*)to.c_str(), NULL};
+    char* const argv[] = {(char*)"/bin/cp",    (char*)"-R",       (char*)"-T",
+                          (char*)from.c_str(), (char*)to.c_str(), NULL};
     if (QLIBCExec("/bin/cp", argv) != 0) {
         fail("cannot copy " + from + " to " + to);
     }
@@ -94,11 +94,16 @@ void copyTree(const std::string& from, const std::string& to) {
 int cmdInit(const Args& args) {
     std::string data = findDataDir(args);
     const char* kDirs[] = {
-        "/var/packages/TARN/target/db",      "/var/packages/TARN/target/plugin",
-        "/var/packages/TARN/target/ui/json", "/var/packages/TARN/target/ui/texts",
-        "/var/packages/TARN/target/tools",   "/var/packages/TARN/target/peerinfo",
-        "/var/packages/TARN/etc",            "/etc/vuro",
-        "/etc.defaults",                     "/tmp",
+        "/var/packages/TARN/target/db",
+        "/var/packages/TARN/target/plugin",
+        "/var/packages/TARN/target/ui/json",
+        "/var/packages/TARN/target/ui/texts",
+        "/var/packages/TARN/target/tools",
+        "/var/packages/TARN/target/peerinfo",
+        "/var/packages/TARN/etc",
+        "/etc/vuro",
+        "/etc.defaults",
+        "/tmp",
     };
     for (const char* d : kDirs) {
         makeDirs(VUROSysPathStr(d), 0755);

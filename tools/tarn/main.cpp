@@ -22,7 +22,25 @@ const char* kUsage =
     "  ou set ID [--name N] [--desc D] [--parent ID] [--block 0|1]\n"
     "            [--linked-gpo JSON] [--extra JSON]\n"
     "  ou delete ID\n"
-    "  ou list [--parent ID] [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
+    "  ou list [--parent ID] [LIST OPTIONS]\n"
+    "  peer create --sn SN [--hostname H] [--host ADDR] [--model M] [--version V]\n"
+    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1]\n"
+    "              [--extra JSON] [--linked-gpo JSON]\n"
+    "  peer get ID | get-by-sn SN | delete ID\n"
+    "  peer set ID [create's options] [--status N] [--status-by-server N]\n"
+    "  peer list [--parent ID] [--sn SN] [LIST OPTIONS]\n"
+    "  gpo create --name N --parent-type ou|peer [--parent ID] [--desc D]\n"
+    "             [--setting JSON] [--extra JSON]\n"
+    "  gpo get ID | set ID [create's options] | delete ID\n"
+    "  gpo list [--parent ID] [--parent-type ou|peer] [LIST OPTIONS]\n"
+    "  delegate create --user-type user|group --ugid N --target-type ou|peer --target ID\n"
+    "                  [--extra JSON]\n"
+    "  delegate get ID | delete ID | delete-by-target --target-type ou|peer --target ID\n"
+    "  delegate list [--target ID] [--target-type ou|peer] [--ugid N] [LIST OPTIONS]\n"
+    "  tree --ou ID | --peer ID                a node with everything below it\n"
+    "  view --uid N                            what a user sees\n"
+    "  can-manage --uid N --ou ID | --peer ID  may the user manage the node\n"
+    "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "The root is --root, else $VURO_SYSROOT.\n";
 
 }  // namespace
@@ -59,14 +77,19 @@ int main(int argc, char** argv) {
             }
             return cmdInit(args);
         }
+        // Commands without a verb.
+        if (cmd == "tree") return cmdTree(parseArgs(argc, argv, i + 1));
+        if (cmd == "view") return cmdView(parseArgs(argc, argv, i + 1));
+        if (cmd == "can-manage") return cmdCanManage(parseArgs(argc, argv, i + 1));
         if (i + 1 >= argc) {
             throw UsageError{"'" + cmd + "' needs a verb"};
         }
         std::string verb = argv[i + 1];
         Args args = parseArgs(argc, argv, i + 2);
-        if (cmd == "ou") {
-            return cmdOu(verb, args);
-        }
+        if (cmd == "ou") return cmdOu(verb, args);
+        if (cmd == "peer") return cmdPeer(verb, args);
+        if (cmd == "gpo") return cmdGpo(verb, args);
+        if (cmd == "delegate") return cmdDelegate(verb, args);
         throw UsageError{"unknown command '" + cmd + "'"};
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);

@@ -1,0 +1,333 @@
+/* gpo_link.cpp - the order of the policies that apply to a node, and the
+ * upkeep of link texts. The first place a policy reaches in the order is the
+ * place it keeps; enforced links ignore blocks, plain links stop at them. */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <vurojson.h>
+
+#include "common/vurotarn_list_int.h"
+#include "vurotarn_macro_util.h"
+#include "vurotarn_tree.h"
+#include "vurotarn_uid.h"
+#include "vurotarngpo_link.h"
+
+#define VUROTARN_STEP_FAILED(call) \
+    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
+
+namespace {
+
+BOOL findNodeInJson(long id, Json::Value& jGpoLink) {
+    VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
+                            "Json::arrayValue == jGpoLink.type()", 0, return FALSE);
+    VUROTARN_ARG_CHECK(0, <=, id, return FALSE);
+    for (const Json::Value& j : jGpoLink) {
+        if (j.isObject() && j["id"].asInt64() == id) return TRUE;
+    }
+    return FALSE;
+}
+
+}  // namespace
+
+/* Adds the links of one node's text of one kind (enforced or plain). */
+int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOverride, long id,
+                            int type) {
+    VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
+                            "Json::arrayValue == jGpoLink.type()", 0, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, szJson, return -1);
+    if (szJson[0] == '\0') {
+        return 0;
+    }
+    Json::Value jTmpLink;
+    if (!vurojson::fromString(jTmpLink, szJson)) {
+        VUROTARN_TRACE_LOCATED_COND(!jTmpLink.fromString(szJson));
+        return -1;
+    }
+    if (!jTmpLink.isObject() || !jTmpLink.isMember("order")) {
+        return 0;
+    }
+    if (Json::arrayValue != jTmpLink["order"].type()) {
+        VUROTARN_TRACE_LOCATED_COND(Json::arrayValue != jTmpLink["order"].type());
+        return -1;
+    }
+    for (Json::Value jElem : jTmpLink["order"]) {
+        if (!jElem.isObject()) continue;
+        long idGpo = (long)jElem["id"].asInt64();
+        if (findNodeInJson(idGpo, jGpoLink)) {
+            continue;  // the first place wins
+        }
+        bool blHasOverride = jElem.isMember("override");
+        int iOverride = blHasOverride ? jElem["override"].asInt() : 0;
+        if (blOverride ? !(blHasOverride && iOverride == 1) : iOverride != 0) {
+            continue;
+        }
+        VURO_TARN_GPO gpo;
+        if (VUROTARNGpoGet(idGpo, &gpo) != 0) {
+            VUROTARN_TRACE("get gpo failed, id=%lld\n", (long long)idGpo);
+            continue;  // a dangling link drops out
+        }
+        jElem["node_id"] = (Json::Int64)id;
+        jElem["node_type"] = type;
+        jElem["gpo_name"] = gpo.str_name;
+        jElem["gpo_desc"] = gpo.str_desc;
+        jGpoLink.append(jElem);
+    }
+    return 0;
+}
+
+namespace {
+
+/* Reads one OU of the path: its block flag and its link text, cut at 1023
+ * bytes as the walk has always seen it. */
+int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_t cbLink) {
+    *pId = strtol(szItem, NULL, 10);
+    if (*pId < 0) {
+        VUROTARN_TRACE_LOCATED_COND(0 > id);
+        return -1;
+    }
+    VURO_TARN_OU ou;
+    memset(szLink, 0, cbLink);
+    if (VUROTARN_STEP_FAILED(VUROTARNOuGet(*pId, &ou)) ||
+        VUROTARN_STEP_FAILED(VUROTARNOuItemGetBlockInheritance(pBlock, &ou)) ||
+        VUROTARN_STEP_FAILED(VUROTARNOuItemGetLinkedGPO(szLink, cbLink, &ou))) {
+        return -1;
+    }
+    return 0;
+}
+
+int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPath) {
+    if (type == VURO_TARN_TYPE_PEER) {
+        if (VUROTARN_STEP_FAILED(VUROTARNPeerListTreePath(idInput, pOuPath))) return -1;
+    } else if (type == VURO_TARN_TYPE_OU) {
+        if (VUROTARN_STEP_FAILED(VUROTARNOuListTreePath(idInput, pOuPath))) return -1;
+    } else {
+        VUROTARN_TRACE_LOCATED("bad node type=%ld", type);
+        return -1;
+    }
+    char szLink[1024];
+    long id = 0;
+    long block = 0;
+    // Enforced links, from the root down; blocks do not stop them.
+    for (int i = pOuPath->nItem - 1; i >= 0; i--) {
+        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
+            VUROTARN_STEP_FAILED(
+                VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, TRUE, id, VURO_TARN_TYPE_OU))) {
+            return -1;
+        }
+    }
+    long peerBlock = 0;
+    if (type == VURO_TARN_TYPE_PEER) {
+        VURO_TARN_PEER peer;
+        memset(szLink, 0, sizeof(szLink));
+        if (VUROTARN_STEP_FAILED(VUROTARNPeerGet(idInput, &peer)) ||
+            VUROTARN_STEP_FAILED(VUROTARNPeerItemGetBlockInheritance(&peerBlock, &peer)) ||
+            VUROTARN_STEP_FAILED(VUROTARNPeerItemGetLinkedGPO(szLink, sizeof(szLink), &peer)) ||
+            VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, TRUE, idInput,
+                                                         VURO_TARN_TYPE_PEER)) ||
+            VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, FALSE, idInput,
+                                                         VURO_TARN_TYPE_PEER))) {
+            return -1;
+        }
+    }
+    if (peerBlock != 0) {
+        return 0;
+    }
+    // Plain links, from the nearest OU up, to the first OU that blocks.
+    for (int i = 0; i < pOuPath->nItem; i++) {
+        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
+            VUROTARN_STEP_FAILED(
+                VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, FALSE, id, VURO_TARN_TYPE_OU))) {
+            return -1;
+        }
+        if (block != 0) {
+            break;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
+    VUROTARN_ARG_CHECK(0, <=, idInput, return -1);
+    VUROTARN_ARG_CHECK(0, <=, type, return -1);
+    VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
+                            "Json::arrayValue == jGpoLink.type()", 0, return -1);
+    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
+    if (pOuPath == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc list failed");
+        return -1;
+    }
+    int ret = orderWalk(idInput, type, jGpoLink, pOuPath);
+    QLIBCSzListFree(pOuPath);
+    return ret;
+}
+
+int VUROTARNGpoGetOrderStr(long id, long type, std::string& szJsonGpoLink) {
+    VUROTARN_ARG_CHECK(0, <=, id, return -1);
+    VUROTARN_ARG_CHECK(0, <=, type, return -1);
+    Json::Value jGpoLink(Json::arrayValue);
+    if (VUROTARNGpoGetOrder(id, type, jGpoLink) < 0) {
+        return -1;
+    }
+    szJsonGpoLink = vurojson::toString(jGpoLink);
+    return 0;
+}
+
+int VUROTARNGpoDeleteGpoLinkById(long idGpo, const char* szGpoLinkOld, char* szGpoLinkNew,
+                                 size_t nGpoLinkNew) {
+    VUROTARN_ARG_CHECK(NULL, !=, szGpoLinkOld, return -1);
+    VUROTARN_ARG_CHECK(NULL, !=, szGpoLinkNew, return -1);
+    VUROTARN_ARG_CHECK(0, <, nGpoLinkNew, return -1);
+    Json::Value jGpoLink;
+    if (!vurojson::fromString(jGpoLink, szGpoLinkOld)) {
+        VUROTARN_TRACE_COND(!jGpoLink.fromString(szGpoLinkOld));
+        return -1;
+    }
+    if (!jGpoLink.isObject() || false == jGpoLink.isMember("order")) {
+        VUROTARN_TRACE_COND(false == jGpoLink.isMember("order"));
+        return -1;
+    }
+    if (Json::arrayValue != jGpoLink["order"].type()) {
+        VUROTARN_TRACE_COND(Json::arrayValue != jGpoLink["order"].type());
+        return -1;
+    }
+    Json::Value jKept(Json::arrayValue);
+    for (Json::ArrayIndex i = 0; i < jGpoLink["order"].size(); i++) {
+        const Json::Value& jElem = jGpoLink["order"][i];
+        if (!jElem.isObject() || false == jElem.isMember("id")) {
+            VUROTARN_TRACE_COND(false == jGpoLink["order"][i].isMember("id"));
+            return -1;
+        }
+        if (jElem["id"].asInt64() != idGpo) jKept.append(jElem);
+    }
+    jGpoLink["order"] = jKept;
+    snprintf(szGpoLinkNew, nGpoLinkNew, "%s", vurojson::toString(jGpoLink).c_str());
+    return 0;
+}
+
+void VUROTARNHttpReqToJsonForLinkedGpo(const Json::Value& jLinkedGpo, Json::Value& data) {
+    data["linked_gpo"] = jLinkedGpo;
+    Json::Value& jOrder = data["linked_gpo"];
+    if (!jOrder.isObject() || !jOrder.isMember("order") || !jOrder["order"].isArray()) {
+        return;
+    }
+    for (Json::Value& jElem : jOrder["order"]) {
+        if (!jElem.isObject()) continue;
+        jElem["id"] = jElem["gpo_id"];
+        jElem.removeMember("gpo_id");
+        jElem.removeMember("gpo_desc");
+        jElem.removeMember("gpo_name");
+    }
+}
+
+int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer) {
+    VUROTARN_ARG_CHECK_TEXT(NULL != pListOu && NULL != pListPeer,
+                            "(__null!=pListOu && __null!=pListPeer)", 0, return -1);
+    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
+    if (pHash == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    // "id":5 with its quotes, closed by "," or "}": never 15 or 55.
+    Json::Value jId;
+    jId["id"] = (Json::Int64)id;
+    char szTerm[256];
+    snprintf(szTerm, sizeof(szTerm), "%s", vurojson::toString(jId).c_str());
+    size_t len = strlen(szTerm);
+    if (len >= 2) {
+        szTerm[len - 1] = '\0';
+        memmove(szTerm, szTerm + 1, len - 1);
+    }
+    char szCond[1024];
+    snprintf(szCond, sizeof(szCond),
+             " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ", szTerm, szTerm);
+    VURO_TARN_OU* pOuHead = NULL;
+    VURO_TARN_PEER* pPeerHead = NULL;
+    size_t count = 0;
+    int ret = -1;
+    if (QLIBCSzHashSetValue(&pHash, "sqlWhere", szCond) >= 0 &&
+        VUROTARN_CHECK(0 <= VUROTARNPeerList(pHash, &pPeerHead, &count)) &&
+        VUROTARN_CHECK(0 <= VUROTARNOuList(pHash, &pOuHead, &count))) {
+        *pListOu = pOuHead;
+        *pListPeer = pPeerHead;
+        pOuHead = NULL;
+        pPeerHead = NULL;
+        ret = 0;
+    }
+    vurotarnListDestroy(&pOuHead);
+    vurotarnListDestroy(&pPeerHead);
+    QLIBCSzHashFree(pHash);
+    return ret;
+}
+
+namespace {
+
+/* Rewrites the link text of each node of a list without policy id. */
+template <class Rec>
+int linksRemove(long id, Rec* pList, int (*itemGet)(char*, size_t, const Rec*),
+                int (*itemSet)(Rec*, const char*), int (*set)(Rec*)) {
+    for (Rec* p = pList; p != NULL; p = p->pNext) {
+        char szOld[4096] = {0};
+        char szNew[4096] = {0};
+        if (VUROTARN_STEP_FAILED(itemGet(szOld, sizeof(szOld), p)) || szOld[0] == '\0' ||
+            VUROTARN_STEP_FAILED(VUROTARNGpoDeleteGpoLinkById(id, szOld, szNew, sizeof(szNew))) ||
+            VUROTARN_STEP_FAILED(itemSet(p, szNew)) || VUROTARN_STEP_FAILED(set(p))) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int VUROTARNGpoDeleteAllByID(long id) {
+    VURO_TARN_OU* pOuHead = NULL;
+    VURO_TARN_PEER* pPeerHead = NULL;
+    int ret = -1;
+    if (!VUROTARN_STEP_FAILED(VUROTARNGpoGetLinkTarget(id, &pOuHead, &pPeerHead)) &&
+        linksRemove(id, pPeerHead, VUROTARNPeerItemGetLinkedGPO, VUROTARNPeerItemSetLinkedGPO,
+                    VUROTARNPeerSet) == 0 &&
+        linksRemove(id, pOuHead, VUROTARNOuItemGetLinkedGPO, VUROTARNOuItemSetLinkedGPO,
+                    VUROTARNOuSet) == 0 &&
+        !VUROTARN_STEP_FAILED(VUROTARNGpoDelete(id))) {
+        ret = 0;
+    }
+    vurotarnListDestroy(&pOuHead);
+    vurotarnListDestroy(&pPeerHead);
+    return ret;
+}
+
+BOOL VUROTARNGpoCanManagedByUid(uid_t uid, long gpo_id) {
+    if (VUROTARNIsAdminGroup(uid)) {
+        return TRUE;
+    }
+    VURO_TARN_GPO gpo;
+    if (VUROTARNGpoGet(gpo_id, &gpo) != 0) {
+        VUROTARN_LOG("Failed to get gpo id=[%ld]", gpo_id);
+        return FALSE;
+    }
+    // Managed through the owning node; links play no part.
+    if (gpo.parent_type == VURO_TARN_TYPE_PEER) {
+        return VUROTARNPeerIDCanManagedByUid(uid, gpo.parent_id) ? TRUE : FALSE;
+    }
+    return VUROTARNOuCanManagedByUid(uid, gpo.parent_id) ? TRUE : FALSE;
+}
+
+int VUROTARNGpoListTreeByUid(uid_t uid, VURO_TARN_GPO** ppHead) {
+    VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
+    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
+    char szType[128];
+    char szUid[128];
+    snprintf(szType, sizeof(szType), "%d", VURO_TARN_TYPE_USER);
+    snprintf(szUid, sizeof(szUid), "%u", (unsigned)uid);
+    if (pHash == NULL || QLIBCSzHashSetValue(&pHash, "user_type", szType) < 0 ||
+        QLIBCSzHashSetValue(&pHash, "ugid", szUid) < 0) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+    } else {
+        VUROTARNListTreeByUidHash(pHash, NULL, NULL, ppHead);
+    }
+    QLIBCSzHashFree(pHash);
+    return 0;
+}

@@ -11,6 +11,7 @@
 #include "vurotarn_uid.h"
 #include "vurotarndelegate.h"
 #include "vurotarngpo.h"
+#include "vurotarngpo_evaluate.h"
 #include "vurotarngpo_link.h"
 #include "vurotarnou.h"
 #include "vurotarnpeer.h"

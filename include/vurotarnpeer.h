@@ -55,8 +55,8 @@ VUROTARN_API int VUROTARNPeerFree(VURO_TARN_PEER* pPeer);
 VUROTARN_API int VUROTARNPeerClear(VURO_TARN_PEER* pPeer);
 VUROTARN_API VURO_TARN_PEER* VUROTARNPeerNext(const VURO_TARN_PEER* pPeer);
 VUROTARN_API void VUROTARNPeerListFree(VURO_TARN_PEER_LIST* pPeerList);
-VUROTARN_API int VUROTARNPeerStructToJson(const VURO_TARN_PEER* pPeer, const Json::Value& jAdditional,
-                                        Json::Value& jRet);
+VUROTARN_API int VUROTARNPeerStructToJson(const VURO_TARN_PEER* pPeer,
+                                          const Json::Value& jAdditional, Json::Value& jRet);
 VUROTARN_API int VUROTARNPeerJsonToStruct(Json::Value& jVal, VURO_TARN_PEER* pPeer);
 
 /* Operation layer */
@@ -72,18 +72,20 @@ VUROTARN_API int VUROTARNPeerDeleteList(VURO_TARN_PEER_LIST pPeerList);
 VUROTARN_API int VUROTARNPeerDeleteMultiple(long* ids, size_t cID);
 VUROTARN_API int VUROTARNPeerDeleteAll();
 VUROTARN_API int VUROTARNPeerList(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
-                                size_t* pTotalCount);
-VUROTARN_API int VUROTARNPeerListAll(VURO_TARN_PEER_LIST* pPeerList, BOOL (*isKeep)(VURO_TARN_PEER*, void*),
-                                   void* private_data);
+                                  size_t* pTotalCount);
+VUROTARN_API int VUROTARNPeerListAll(VURO_TARN_PEER_LIST* pPeerList,
+                                     BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data);
 
 /* Hook layer */
 VUROTARN_API int VUROTARNPeerPluginInit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar, const char* szPlugin,
-                                      const VURO_TARN_PEER* pOrg, const VURO_TARN_PEER* pNew);
-VUROTARN_API int VUROTARNPeerPlugin(const SDK_PLUGIN_ACTION action, VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar);
+                                        const VURO_TARN_PEER* pOrg, const VURO_TARN_PEER* pNew);
+VUROTARN_API int VUROTARNPeerPlugin(const SDK_PLUGIN_ACTION action,
+                                    VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar);
 VUROTARN_API int VUROTARNPeerPluginExit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar);
 
 /* Change log of a write: action 0 create, 1 set, 2 delete. */
-VUROTARN_API int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* p1, VURO_TARN_PEER* p2);
+VUROTARN_API int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1,
+                                 VURO_TARN_PEER* pPeer2);
 
 /* The row of a serial: 0 when found, -1 when none (no message, no error
  * code) or when the storage step failed. */

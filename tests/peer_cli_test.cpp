@@ -35,10 +35,11 @@ TEST_F(PeerCliTest, StoreChangeListAndDelete) {
     ASSERT_EQ(0, tarn({"ou", "create", "--name", "Lab"}, &j));
     std::string lab = std::to_string(j["id"].asInt64());
 
-    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--hostname", "nas1", "--host", "10.0.0.1",
-                       "--model", "M-4", "--version", "7.2", "--parent", lab, "--http-port",
-                       "5000", "--https-port", "5001", "--desc", "rack 3", "--extra",
-                       "{\"rack\":3}", "--linked-gpo", "[{\"id\":1}]"},
+    ASSERT_EQ(0, tarn({"peer",      "create",       "--sn",         "S1",          "--hostname",
+                       "nas1",      "--host",       "10.0.0.1",     "--model",     "M-4",
+                       "--version", "7.2",          "--parent",     lab,           "--http-port",
+                       "5000",      "--https-port", "5001",         "--desc",      "rack 3",
+                       "--extra",   "{\"rack\":3}", "--linked-gpo", "[{\"id\":1}]"},
                       &j));
     long s1 = j["id"].asInt64();
     EXPECT_EQ("nas1", j["name"].asString());
@@ -48,19 +49,23 @@ TEST_F(PeerCliTest, StoreChangeListAndDelete) {
     EXPECT_EQ(3, j["extra_info"]["rack"].asInt());
     EXPECT_EQ(1, j["linked_gpo"][0]["id"].asInt());
 
-    // A known serial with a new address is the same server: same row.
-    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--host", "10.0.0.9"}, &j));
+    // A known serial with a new address is the same server: same row, which
+    // takes the record as given, so what was left out is gone.
+    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--hostname", "nas1", "--host", "10.0.0.9",
+                       "--parent", lab},
+                      &j));
     EXPECT_EQ(s1, j["id"].asInt64());
     EXPECT_EQ("10.0.0.9", j["host"].asString());
+    EXPECT_EQ("", sqlValue("SELECT model FROM peer WHERE sn='S1'"));
     ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S2"}, &j));
     long s2 = j["id"].asInt64();
     ASSERT_EQ(0, tarn({"peer", "get-by-sn", "S2"}, &j));
     EXPECT_EQ(s2, j["id"].asInt64());
 
     // Status goes through the setters, which stamp their times.
-    ASSERT_EQ(0, tarn({"peer", "set", std::to_string(s1), "--status", "9", "--status-by-server",
-                       "10"},
-                      &j));
+    ASSERT_EQ(
+        0,
+        tarn({"peer", "set", std::to_string(s1), "--status", "9", "--status-by-server", "10"}, &j));
     EXPECT_EQ(9, j["status"].asInt());
     EXPECT_EQ(10, j["status_by_server"].asInt());
     EXPECT_GT(j["uptime_mtime"].asInt64(), 0);
@@ -74,8 +79,6 @@ TEST_F(PeerCliTest, StoreChangeListAndDelete) {
     EXPECT_EQ((V{"S1", "S2"}), serials(j));
     ASSERT_EQ(0, tarn({"peer", "list", "--desc-order"}, &j));
     EXPECT_EQ((V{"S2", "S1"}), serials(j));
-    ASSERT_EQ(0, tarn({"peer", "list", "--limit", "1", "--offset", "1"}, &j));
-    EXPECT_EQ((V{"S2"}), serials(j));
     ASSERT_EQ(0, tarn({"peer", "list", "--parent", lab}, &j));
     EXPECT_EQ((V{"S1"}), serials(j));
     ASSERT_EQ(0, tarn({"peer", "list", "--sn", "S2"}, &j));

@@ -113,6 +113,7 @@ TEST_F(PeerTest, SetFollowsTheSerialNotTheId) {
     EXPECT_TRUE(traceHas("Invalid id: [-5]")) << logDump();
     // With no plug-in installed the hooks fail; a Set says so as traces too.
     logClear();
+    ASSERT_OK(VUROTARNPeerClear(&edit));
     ASSERT_OK(VUROTARNPeerGet(b.id, &edit));
     VUROTARNPeerItemSetDescription(&edit, "B again");
     ASSERT_OK(VUROTARNPeerSet(&edit));

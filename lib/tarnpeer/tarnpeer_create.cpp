@@ -3,4 +3,6 @@
 
 int VUROTARNPeerCreate(VURO_TARN_PEER* pPeer) { return VurotarnPeer::create(pPeer); }
 
-int VUROTARNPeerCreateMultiple(VURO_TARN_PEER_LIST pPeerList) { return VurotarnPeer::createMultiple(pPeerList); }
+int VUROTARNPeerCreateMultiple(VURO_TARN_PEER_LIST pPeerList) {
+    return VurotarnPeer::createMultiple(pPeerList);
+}

@@ -3,8 +3,12 @@
 
 int VUROTARNPeerDelete(long id) { return VurotarnPeer::del(id); }
 
-int VUROTARNPeerDeleteList(VURO_TARN_PEER_LIST pPeerList) { return VurotarnPeer::deleteList(pPeerList); }
+int VUROTARNPeerDeleteList(VURO_TARN_PEER_LIST pPeerList) {
+    return VurotarnPeer::deleteList(pPeerList);
+}
 
-int VUROTARNPeerDeleteMultiple(long* ids, size_t cID) { return VurotarnPeer::deleteMultiple(ids, cID); }
+int VUROTARNPeerDeleteMultiple(long* ids, size_t cID) {
+    return VurotarnPeer::deleteMultiple(ids, cID);
+}
 
 int VUROTARNPeerDeleteAll() { return VurotarnPeer::deleteAll(); }

@@ -87,10 +87,14 @@ int VUROTARNPeerJsonToStruct(Json::Value& jVal, VURO_TARN_PEER* pPeer) {
         std::string VURO_TARN_PEER::*member;
     };
     static const TextKey kTexts[] = {
-        {"desc", &VURO_TARN_PEER::str_desc},         {"sn", &VURO_TARN_PEER::str_sn},
-        {"model", &VURO_TARN_PEER::str_model},       {"version", &VURO_TARN_PEER::str_version},
-        {"hostname", &VURO_TARN_PEER::str_hostname}, {"host", &VURO_TARN_PEER::str_host},
-        {"sid", &VURO_TARN_PEER::str_sid},           {"vuro_token", &VURO_TARN_PEER::str_vuro_token},
+        {"desc", &VURO_TARN_PEER::str_desc},
+        {"sn", &VURO_TARN_PEER::str_sn},
+        {"model", &VURO_TARN_PEER::str_model},
+        {"version", &VURO_TARN_PEER::str_version},
+        {"hostname", &VURO_TARN_PEER::str_hostname},
+        {"host", &VURO_TARN_PEER::str_host},
+        {"sid", &VURO_TARN_PEER::str_sid},
+        {"vuro_token", &VURO_TARN_PEER::str_vuro_token},
         {"relaypath", &VURO_TARN_PEER::str_relaypath},
     };
     for (const NumberKey& k : kNumbers) {

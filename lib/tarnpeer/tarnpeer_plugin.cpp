@@ -1,8 +1,8 @@
 /* tarnpeer_plugin.cpp - the peer family's hook environment: tarnpeer/tarnpeer_*. */
 #include "tarnpeer/vurotarnpeer_int.h"
 
-int VUROTARNPeerPluginInit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar, const char* szPlugin, const VURO_TARN_PEER* pOrg,
-                         const VURO_TARN_PEER* pNew) {
+int VUROTARNPeerPluginInit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar, const char* szPlugin,
+                           const VURO_TARN_PEER* pOrg, const VURO_TARN_PEER* pNew) {
     return VurotarnPeer::pluginInit(pstEnvVar, szPlugin, pOrg, pNew);
 }
 
@@ -10,4 +10,6 @@ int VUROTARNPeerPlugin(const SDK_PLUGIN_ACTION action, VURO_TARN_PEER_PLUGIN_ENV
     return VurotarnPeer::plugin(action, pstEnvVar);
 }
 
-int VUROTARNPeerPluginExit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar) { return VurotarnPeer::pluginExit(pstEnvVar); }
+int VUROTARNPeerPluginExit(VURO_TARN_PEER_PLUGIN_ENV* pstEnvVar) {
+    return VurotarnPeer::pluginExit(pstEnvVar);
+}

@@ -3,4 +3,6 @@
 
 int VUROTARNPeerSet(VURO_TARN_PEER* pPeer) { return VurotarnPeer::set(pPeer); }
 
-int VUROTARNPeerSetMultiple(VURO_TARN_PEER_LIST pPeerList) { return VurotarnPeer::setMultiple(pPeerList); }
+int VUROTARNPeerSetMultiple(VURO_TARN_PEER_LIST pPeerList) {
+    return VurotarnPeer::setMultiple(pPeerList);
+}

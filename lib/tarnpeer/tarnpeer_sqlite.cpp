@@ -17,7 +17,8 @@ const VurotarnField<VURO_TARN_PEER> VurotarnPeerTraits::kFields[26] = {
     VUROTARN_FIELD(VURO_TARN_PEER, str_vuro_token, "vuro_token", "VuroToken"),
     VUROTARN_FIELD(VURO_TARN_PEER, status, "status", "Status"),
     VUROTARN_FIELD(VURO_TARN_PEER, status_by_server, "status_by_server", "StatusByServer"),
-    VUROTARN_FIELD(VURO_TARN_PEER, status_by_server_mtime, "status_by_server_mtime", "StatusByServerModifyTime"),
+    VUROTARN_FIELD(VURO_TARN_PEER, status_by_server_mtime, "status_by_server_mtime",
+                   "StatusByServerModifyTime"),
     VUROTARN_FIELD(VURO_TARN_PEER, wol, "wol", "WOL"),
     VUROTARN_FIELD(VURO_TARN_PEER, up_time, "up_time", "UpTime"),
     VUROTARN_FIELD(VURO_TARN_PEER, uptime_mtime, "uptime_mtime", "UpTimeModifyTime"),
@@ -62,10 +63,9 @@ char* VurotarnPeerTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         szKeyQuery, (long)r.mtime, r.str_desc.c_str(), r.str_sn.c_str(), r.str_model.c_str(),
         r.str_version.c_str(), r.buildnum, r.smallfixnum, r.str_hostname.c_str(),
         r.str_host.c_str(), r.str_sid.c_str(), r.str_vuro_token.c_str(), r.status,
-        r.status_by_server, (long)r.status_by_server_mtime, r.wol, r.up_time,
-        (long)r.uptime_mtime, r.http_port, r.https_port, r.parent_id, r.block_inheritance,
-        r.str_linked_gpo.c_str(), r.str_relaypath.c_str(), r.gluster_role,
-        r.str_extra_info.c_str());
+        r.status_by_server, (long)r.status_by_server_mtime, r.wol, r.up_time, (long)r.uptime_mtime,
+        r.http_port, r.https_port, r.parent_id, r.block_inheritance, r.str_linked_gpo.c_str(),
+        r.str_relaypath.c_str(), r.gluster_role, r.str_extra_info.c_str());
 }
 
 int VUROTARNPeerCreate_sqlite(VURO_TARN_PEER* pPeer) { return VurotarnPeer::createSqlite(pPeer); }
@@ -78,11 +78,13 @@ int VUROTARNPeerGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_PEER* pPeer)
     return VurotarnPeer::getMultipleSqlite(ids, cID, pPeer);
 }
 
-int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList, size_t* pTotalCount) {
+int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
+                            size_t* pTotalCount) {
     return VurotarnPeer::listSqlite(pParms, pPeerList, pTotalCount);
 }
 
-int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList, BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data) {
+int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList,
+                               BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data) {
     return VurotarnPeer::listAllSqlite(pPeerList, isKeep, private_data);
 }
 

@@ -48,8 +48,10 @@ int VUROTARNPeerCreate_sqlite(VURO_TARN_PEER* pPeer);
 int VUROTARNPeerSet_sqlite(VURO_TARN_PEER* pPeer);
 int VUROTARNPeerDelete_sqlite(long id);
 int VUROTARNPeerGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_PEER* pPeer);
-int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList, size_t* pTotalCount);
-int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList, BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data);
+int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
+                            size_t* pTotalCount);
+int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList,
+                               BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data);
 int VUROTARNPeerFillOne(void* parm, int n_column, char** column_value, char** column_name);
 int VUROTARNPeerGetBySN_sqlite(const char* szSN, VURO_TARN_PEER* pPeer);
 int VUROTARNPeerFillList(void* parm, int n_column, char** column_value, char** column_name);

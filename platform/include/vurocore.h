@@ -128,6 +128,11 @@ VURO_EXPORT int VUROUserGetUGID(const char* szName, uid_t* pUid, gid_t* pGid);
 /* getgrouplist's contract: the primary group and every group that lists the
  * user; -1 with *ngroups set to the size needed when the array is small. */
 VURO_EXPORT int VUROUserGroupList(const char* szUser, gid_t group, gid_t* groups, int* ngroups);
+/* Splits "user@domain": the domain into szDomain and the user into szUser
+ * (either buffer may be NULL). Positive on success, 0 when the name has no
+ * at sign or an empty part, negative on bad arguments. */
+VURO_EXPORT int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbDomain,
+                                  char* szUser, size_t cbUser);
 /* 1 when the user is a member of the administrators group (primary or
  * listed), 0 when not, -1 when the user is unknown. */
 VURO_EXPORT int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved);

@@ -3,6 +3,7 @@
  * them, so tests and demos can have accounts of their own. */
 #include <grp.h>
 #include <pwd.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
@@ -258,4 +259,16 @@ int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved) {
         return false;
     });
     return member ? 1 : 0;
+}
+
+int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbDomain, char* szUser,
+                      size_t cbUser) {
+    if (szName == NULL) return -1;
+    const char* at = strchr(szName, '@');
+    if (at == NULL || at == szName || at[1] == '\0') return 0;
+    if (szDomain != NULL && cbDomain > 0) snprintf(szDomain, cbDomain, "%s", at + 1);
+    if (szUser != NULL && cbUser > 0) {
+        snprintf(szUser, cbUser, "%.*s", (int)(at - szName), szName);
+    }
+    return 1;
 }

@@ -1,0 +1,109 @@
+/* delete_all.cpp - removing a node with what hangs on it. An OU's subtree
+ * goes with its delegates, while its peers and policies move to the root;
+ * a peer goes with its policies and delegates. */
+#include "common/vurotarn_list_int.h"
+#include "vurotarn_macro_util.h"
+#include "vurotarn_tree.h"
+#include "vurotarndelegate_target.h"
+#include "vurotarn_delete.h"
+
+#define VUROTARN_STEP_FAILED(call) \
+    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
+
+namespace {
+
+int ouDeleteWithDelegates(VURO_TARN_OU* pOuHead) {
+    for (VURO_TARN_OU* pOu = pOuHead; pOu != NULL; pOu = pOu->pNext) {
+        long idOu = 0;
+        size_t count = 0;
+        VURO_TARN_DELEGATE* pDelegateHead = NULL;
+        int r = 0;
+        if (VUROTARN_STEP_FAILED(VUROTARNOuItemGetID(&idOu, pOu)) ||
+            VUROTARN_STEP_FAILED(VUROTARNDelegateListByTarget(idOu, VURO_TARN_TYPE_OU,
+                                                              &pDelegateHead, &count))) {
+            return -1;
+        }
+        for (VURO_TARN_DELEGATE* pDelegate = pDelegateHead; pDelegate && r == 0;
+             pDelegate = pDelegate->pNext) {
+            long idDelegate = 0;
+            if (VUROTARN_STEP_FAILED(VUROTARNDelegateItemGetID(&idDelegate, pDelegate)) ||
+                VUROTARN_STEP_FAILED(VUROTARNDelegateDelete(idDelegate))) {
+                r = -1;
+            }
+        }
+        vurotarnListDestroy(&pDelegateHead);
+        if (r < 0 || VUROTARN_STEP_FAILED(VUROTARNOuDelete(idOu))) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int VUROTARNOuDeleteAllByID(long id) {
+    if (id == 0) {
+        VUROTARN_LOG("Deleting ROOT OU is not allowed.");
+        return -1;
+    }
+    VURO_TARN_OU* pOuHead = NULL;
+    VURO_TARN_PEER* pPeerHead = NULL;
+    VURO_TARN_GPO* pGpoHead = NULL;
+    if (VUROTARN_STEP_FAILED(
+            VUROTARNGetTreeByID(id, VURO_TARN_TYPE_OU, &pOuHead, &pPeerHead, &pGpoHead))) {
+        return -1;
+    }
+    // Policies and peers survive at the root; results are not examined.
+    for (VURO_TARN_GPO* pGpo = pGpoHead; pGpo != NULL; pGpo = pGpo->pNext) {
+        VUROTARNGpoItemSetParentID(pGpo, 0);
+        VUROTARNGpoSet(pGpo);
+    }
+    for (VURO_TARN_PEER* pPeer = pPeerHead; pPeer != NULL; pPeer = pPeer->pNext) {
+        VUROTARNPeerItemSetParentID(pPeer, 0);
+        VUROTARNPeerSet(pPeer);
+    }
+    int ret = ouDeleteWithDelegates(pOuHead);  // parents before children
+    vurotarnListDestroy(&pOuHead);
+    vurotarnListDestroy(&pPeerHead);
+    vurotarnListDestroy(&pGpoHead);
+    return ret;
+}
+
+int VUROTARNPeerDeleteAllByID(long idPeer) {
+    VURO_TARN_GPO* pGpoHead = NULL;
+    VURO_TARN_DELEGATE* pDelegateList = NULL;
+    size_t count = 0;
+    int ret = -1;
+    if (!VUROTARN_STEP_FAILED(
+            VUROTARNGetChildByID(idPeer, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoHead)) &&
+        !VUROTARN_STEP_FAILED(VUROTARNGpoDeleteList(pGpoHead)) &&
+        !VUROTARN_STEP_FAILED(VUROTARNDelegateListByTarget(idPeer, VURO_TARN_TYPE_PEER,
+                                                           &pDelegateList, &count)) &&
+        !VUROTARN_STEP_FAILED(VUROTARNDelegateDeleteList(pDelegateList)) &&
+        !VUROTARN_STEP_FAILED(VUROTARNPeerDelete(idPeer))) {
+        ret = 0;
+    }
+    vurotarnListDestroy(&pGpoHead);
+    vurotarnListDestroy(&pDelegateList);
+    return ret;
+}
+
+int VUROTARNPeerDeleteAllBySN(const char* szSN) {
+    VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
+    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
+    if (pHash == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    VURO_TARN_PEER* list = NULL;
+    int ret = -1;
+    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0 && VUROTARNPeerList(pHash, &list, NULL) >= 0) {
+        ret = 0;
+        for (VURO_TARN_PEER* p = list; p != NULL && ret == 0; p = p->pNext) {
+            ret = VUROTARNPeerDeleteAllByID(p->id) < 0 ? -1 : 0;
+        }
+    }
+    vurotarnListDestroy(&list);
+    QLIBCSzHashFree(pHash);
+    return ret;
+}

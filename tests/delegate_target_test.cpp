@@ -1,0 +1,152 @@
+/* delegate_target_test.cpp - the delegates of a node edited as one list,
+ * the name cache of local, domain and directory accounts, and removal of
+ * nodes with what hangs on them. */
+#include <vurojson.h>
+
+#include "tarn_test.h"
+#include "vurotarn.h"
+
+using namespace tarntest;
+
+class DelegateTargetTest : public TarnTest {
+protected:
+    void SetUp() override {
+        TarnTest::SetUp();
+        writeFile(sys("/etc/passwd"),
+                  "root:x:0:0::/:/bin/sh\ncarol:x:2001:100::/:/bin/sh\n"
+                  "CORP\\alice:x:200001:200000::/:/bin/sh\n"
+                  "bob@example.com:x:300001:100::/:/bin/sh\n");
+        writeFile(sys("/etc/group"), "users:x:100:\nops:x:300:carol\n");
+        sql("INSERT INTO ou(id, name, parent_id) VALUES (1,'A',0),(2,'B',1),(3,'C',2);"
+            "INSERT INTO peer(id, sn, parent_id) VALUES (1,'SN1',2);"
+            "INSERT INTO gpo(id, name, parent_id, parent_type) VALUES (1,'on B',2,2),"
+            "(2,'on peer',1,1);");
+    }
+    Json::Value wanted(std::vector<std::pair<int, std::string>> members) {
+        Json::Value j;
+        j["delegate"] = Json::Value(Json::arrayValue);
+        for (auto& m : members) {
+            Json::Value e;
+            e["user_type"] = m.first;
+            e["name"] = m.second;
+            j["delegate"].append(e);
+        }
+        return j;
+    }
+    std::string ids(long node) {
+        std::string out;
+        VURO_TARN_DELEGATE* list = nullptr;
+        size_t n = 0;
+        VUROTARNDelegateListByTarget(node, VURO_TARN_TYPE_OU, &list, &n);
+        for (auto p = list; p; p = p->pNext) out = std::to_string(p->id) + " " + out;
+        VUROTARNDelegateListFree(&list);
+        return out;
+    }
+};
+
+TEST_F(DelegateTargetTest, NameCacheOfLocalDomainAndDirectoryAccounts) {
+    struct Case {
+        unsigned long ugid;
+        long type;
+        const char* name;
+        const char* domain;
+        const char* kind;
+    };
+    for (const Case& c : {Case{2001, 8, "carol", "local", "local"},
+                          Case{200001, 8, "CORP\\alice", "CORP", "domain"},
+                          Case{300001, 8, "bob@example.com", "example.com", "ldap"},
+                          Case{300, 9, "ops", "local", "local"}}) {
+        VURO_TARN_DELEGATE d;
+        d.ugid = c.ugid;
+        d.user_type = c.type;
+        d.str_extra_info = "{\"keep\":1}";
+        ASSERT_OK(VURODelegatePrepareExtraInfo(&d)) << c.name;
+        Json::Value j;
+        ASSERT_TRUE(vurojson::fromString(j, d.str_extra_info));
+        EXPECT_EQ(c.name, j["userNameCache"].asString());
+        EXPECT_EQ(c.domain, j["domainName"].asString());
+        EXPECT_EQ(c.kind, j["domainType"].asString());
+        EXPECT_EQ(1, j["keep"].asInt());  // other members survive
+    }
+    // A deleted account keeps its last known name.
+    VURO_TARN_DELEGATE gone;
+    gone.ugid = 4242;
+    gone.user_type = 8;
+    gone.str_extra_info = "{\"userNameCache\":\"dave\"}";
+    EXPECT_EQ(-1, VURODelegatePrepareExtraInfo(&gone));
+    EXPECT_EQ("{\"userNameCache\":\"dave\"}", gone.str_extra_info);
+    // An id that now resolves into another domain keeps the cached identity.
+    VURO_TARN_DELEGATE moved;
+    moved.ugid = 200001;
+    moved.user_type = 8;
+    moved.str_extra_info =
+        "{\"userNameCache\":\"OLD\\\\alice\",\"domainName\":\"OLD\",\"domainType\":\"domain\"}";
+    std::string before = moved.str_extra_info;
+    ASSERT_OK(VURODelegatePrepareExtraInfo(&moved));
+    EXPECT_EQ(before, moved.str_extra_info);
+}
+
+TEST_F(DelegateTargetTest, SetListChangesOnlyWhatDiffers) {
+    Json::Value j = wanted({{8, "carol"}, {9, "ops"}, {8, "nobody-here"}});
+    ASSERT_OK(VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, j));
+    EXPECT_EQ(2u, j["delegate"].size());  // the unknown name dropped
+    std::string first = ids(2);
+    EXPECT_EQ("2", sqlValue("SELECT count(*) FROM delegate WHERE target_id=2"));
+
+    // The same list again: the rows keep their ids.
+    j = wanted({{9, "ops"}, {8, "carol"}});
+    ASSERT_OK(VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, j));
+    EXPECT_EQ(first, ids(2));
+
+    // One fewer: only that row goes; an unknown type fails the call.
+    j = wanted({{9, "ops"}});
+    ASSERT_OK(VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, j));
+    EXPECT_EQ("1", sqlValue("SELECT count(*) FROM delegate WHERE target_id=2 AND user_type=9"));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM delegate WHERE target_id=2 AND user_type=8"));
+    j = wanted({{7, "ops"}});
+    EXPECT_EQ(-1, VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, j));
+    Json::Value noList(Json::objectValue);
+    EXPECT_EQ(-1, VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, noList));
+
+    // Override gives every delegate a new id; an empty list removes all.
+    std::string kept = ids(2);
+    j = wanted({{9, "ops"}});
+    ASSERT_OK(VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, j));
+    EXPECT_NE(kept, ids(2));
+    j = wanted({});
+    ASSERT_OK(VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, j));
+    EXPECT_EQ("", ids(2));
+}
+
+TEST_F(DelegateTargetTest, WhoHoldsADelegation) {
+    EXPECT_TRUE(VUROTARNDelegateIsDelegateUser(0));  // administrator, no delegates
+    EXPECT_FALSE(VUROTARNDelegateIsDelegateUser(2001));
+    sql("INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (9,300,2,77)");
+    EXPECT_FALSE(VUROTARNDelegateIsDelegateUser(2001));  // only a deleted node
+    sql("INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (9,300,2,3)");
+    EXPECT_TRUE(VUROTARNDelegateIsDelegateUser(2001));  // through his group
+}
+
+TEST_F(DelegateTargetTest, NodesGoWithWhatHangsOnThem) {
+    sql("INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES"
+        " (8,2001,2,2), (8,2001,2,1), (8,2001,1,1), (8,2001,2,0);");
+    EXPECT_EQ(-1, VUROTARNOuDeleteAllByID(0));
+    EXPECT_TRUE(logHas("Deleting ROOT OU is not allowed.")) << logDump();
+
+    ASSERT_OK(VUROTARNOuDeleteAllByID(2));  // B and C, with B's delegate
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM ou WHERE id IN (2,3)"));
+    EXPECT_EQ("0", sqlValue("SELECT parent_id FROM peer WHERE id=1"));  // moved to the root
+    EXPECT_EQ("0", sqlValue("SELECT parent_id FROM gpo WHERE id=1"));
+    EXPECT_EQ("2", sqlValue("SELECT parent_type FROM gpo WHERE id=1"));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM delegate WHERE target_type=2 AND target_id=2"));
+    EXPECT_EQ("3", sqlValue("SELECT count(*) FROM delegate"));
+    // The peer's own policy was in the subtree too, and moved with the rest.
+    EXPECT_EQ("0|1", sqlValue("SELECT parent_id || '|' || parent_type FROM gpo WHERE id=2"));
+
+    sql("INSERT INTO gpo(id, name, parent_id, parent_type) VALUES (3,'on peer again',1,1)");
+    ASSERT_OK(VUROTARNPeerDeleteAllBySN("SN1"));  // its policy and delegate too
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM peer"));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM gpo WHERE id=3"));
+    EXPECT_EQ("2", sqlValue("SELECT count(*) FROM delegate"));
+    EXPECT_OK(VUROTARNPeerDeleteAllBySN("NO-SUCH-SERIAL"));
+}

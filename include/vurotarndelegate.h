@@ -36,8 +36,8 @@ VUROTARN_API int VUROTARNDelegateFree(VURO_TARN_DELEGATE* pDelegate);
 VUROTARN_API int VUROTARNDelegateClear(VURO_TARN_DELEGATE* pDelegate);
 VUROTARN_API VURO_TARN_DELEGATE* VUROTARNDelegateNext(const VURO_TARN_DELEGATE* pDelegate);
 VUROTARN_API void VUROTARNDelegateListFree(VURO_TARN_DELEGATE_LIST* pDelegateList);
-VUROTARN_API int VUROTARNDelegateStructToJson(const VURO_TARN_DELEGATE* pDelegate, const Json::Value& jAdditional,
-                                        Json::Value& jRet);
+VUROTARN_API int VUROTARNDelegateStructToJson(const VURO_TARN_DELEGATE* pDelegate,
+                                              const Json::Value& jAdditional, Json::Value& jRet);
 VUROTARN_API int VUROTARNDelegateJsonToStruct(Json::Value& jVal, VURO_TARN_DELEGATE* pDelegate);
 
 /* Operation layer */
@@ -52,19 +52,24 @@ VUROTARN_API int VUROTARNDelegateSetMultiple(VURO_TARN_DELEGATE_LIST pDelegateLi
 VUROTARN_API int VUROTARNDelegateDeleteList(VURO_TARN_DELEGATE_LIST pDelegateList);
 VUROTARN_API int VUROTARNDelegateDeleteMultiple(long* ids, size_t cID);
 VUROTARN_API int VUROTARNDelegateDeleteAll();
-VUROTARN_API int VUROTARNDelegateList(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList,
-                                size_t* pTotalCount);
-VUROTARN_API int VUROTARNDelegateListAll(VURO_TARN_DELEGATE_LIST* pDelegateList, BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*),
-                                   void* private_data);
+VUROTARN_API int VUROTARNDelegateList(const PQLIBSZHASH pParms,
+                                      VURO_TARN_DELEGATE_LIST* pDelegateList, size_t* pTotalCount);
+VUROTARN_API int VUROTARNDelegateListAll(VURO_TARN_DELEGATE_LIST* pDelegateList,
+                                         BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*),
+                                         void* private_data);
 
 /* Hook layer */
-VUROTARN_API int VUROTARNDelegatePluginInit(VURO_TARN_DELEGATE_PLUGIN_ENV* pstEnvVar, const char* szPlugin,
-                                      const VURO_TARN_DELEGATE* pOrg, const VURO_TARN_DELEGATE* pNew);
-VUROTARN_API int VUROTARNDelegatePlugin(const SDK_PLUGIN_ACTION action, VURO_TARN_DELEGATE_PLUGIN_ENV* pstEnvVar);
+VUROTARN_API int VUROTARNDelegatePluginInit(VURO_TARN_DELEGATE_PLUGIN_ENV* pstEnvVar,
+                                            const char* szPlugin, const VURO_TARN_DELEGATE* pOrg,
+                                            const VURO_TARN_DELEGATE* pNew);
+VUROTARN_API int VUROTARNDelegatePlugin(const SDK_PLUGIN_ACTION action,
+                                        VURO_TARN_DELEGATE_PLUGIN_ENV* pstEnvVar);
 VUROTARN_API int VUROTARNDelegatePluginExit(VURO_TARN_DELEGATE_PLUGIN_ENV* pstEnvVar);
 
-/* Change log of a write: action 0 create, 1 set, 2 delete. */
-VUROTARN_API int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* p1, VURO_TARN_DELEGATE* p2);
+/* Change log of a write: action 0 create, 2 delete; status_no is the write's
+ * result. Set writes no entry: it only refreshes the name cache. */
+VUROTARN_API int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* pDelegate1,
+                                     VURO_TARN_DELEGATE* pDelegate2);
 
 /* Removes every delegate of one node; no hook, no change log. */
 VUROTARN_API int VUROTARNDelegateDeleteByTarget(long id, int nodeType);

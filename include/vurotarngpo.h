@@ -38,7 +38,7 @@ VUROTARN_API int VUROTARNGpoClear(VURO_TARN_GPO* pGpo);
 VUROTARN_API VURO_TARN_GPO* VUROTARNGpoNext(const VURO_TARN_GPO* pGpo);
 VUROTARN_API void VUROTARNGpoListFree(VURO_TARN_GPO_LIST* pGpoList);
 VUROTARN_API int VUROTARNGpoStructToJson(const VURO_TARN_GPO* pGpo, const Json::Value& jAdditional,
-                                        Json::Value& jRet);
+                                         Json::Value& jRet);
 VUROTARN_API int VUROTARNGpoJsonToStruct(Json::Value& jVal, VURO_TARN_GPO* pGpo);
 
 /* Operation layer */
@@ -54,18 +54,21 @@ VUROTARN_API int VUROTARNGpoDeleteList(VURO_TARN_GPO_LIST pGpoList);
 VUROTARN_API int VUROTARNGpoDeleteMultiple(long* ids, size_t cID);
 VUROTARN_API int VUROTARNGpoDeleteAll();
 VUROTARN_API int VUROTARNGpoList(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList,
-                                size_t* pTotalCount);
-VUROTARN_API int VUROTARNGpoListAll(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*),
-                                   void* private_data);
+                                 size_t* pTotalCount);
+VUROTARN_API int VUROTARNGpoListAll(VURO_TARN_GPO_LIST* pGpoList,
+                                    BOOL (*isKeep)(VURO_TARN_GPO*, void*), void* private_data);
 
 /* Hook layer */
 VUROTARN_API int VUROTARNGpoPluginInit(VURO_TARN_GPO_PLUGIN_ENV* pstEnvVar, const char* szPlugin,
-                                      const VURO_TARN_GPO* pOrg, const VURO_TARN_GPO* pNew);
-VUROTARN_API int VUROTARNGpoPlugin(const SDK_PLUGIN_ACTION action, VURO_TARN_GPO_PLUGIN_ENV* pstEnvVar);
+                                       const VURO_TARN_GPO* pOrg, const VURO_TARN_GPO* pNew);
+VUROTARN_API int VUROTARNGpoPlugin(const SDK_PLUGIN_ACTION action,
+                                   VURO_TARN_GPO_PLUGIN_ENV* pstEnvVar);
 VUROTARN_API int VUROTARNGpoPluginExit(VURO_TARN_GPO_PLUGIN_ENV* pstEnvVar);
 
-/* Change log of a write: action 0 create, 1 set, 2 delete. */
-VUROTARN_API int VUROTARNGpoLog(int status_no, int action, VURO_TARN_GPO* p1, VURO_TARN_GPO* p2);
+/* Change log of a write: action 0 create, 1 set, 2 delete; status_no is the
+ * write's result. */
+VUROTARN_API int VUROTARNGpoLog(int status_no, int action, VURO_TARN_GPO* pGpo1,
+                                VURO_TARN_GPO* pGpo2);
 
 #include "vurotarngpogetter.h"
 #include "vurotarngposetter.h"

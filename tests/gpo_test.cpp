@@ -1,65 +1,134 @@
-/* gpo_test.cpp - policies under OUs and peers: their JSON forms, the whole
- * setting reaching a plug-in, and the messages that differ from OUs. */
+/* gpo_test.cpp - policies on a real database: owned by OUs and peers and
+ * listed by owner, their JSON forms, the whole setting reaching a plug-in,
+ * the refused and failed writes, and "tarn gpo". */
+#include <json/json.h>
+
+#include <sstream>
+
 #include "tarn_test.h"
 #include "vurotarn.h"
 
 using namespace tarntest;
 
-class GpoTest : public TarnTest {};
+class GpoTest : public TarnTest {
+protected:
+    long createGpo(const char* name, long parentType, long parentId,
+                   const char* setting = "{\"gpo_content\":{}}") {
+        VURO_TARN_GPO gpo;
+        VUROTARNGpoItemSetName(&gpo, name);
+        VUROTARNGpoItemSetParentType(&gpo, parentType);
+        VUROTARNGpoItemSetParentID(&gpo, parentId);
+        VUROTARNGpoItemSetSetting(&gpo, setting);
+        EXPECT_OK(VUROTARNGpoCreate(&gpo));
+        return gpo.id;
+    }
 
-TEST_F(GpoTest, StoredUnderOusAndPeersAndListedByParent) {
-    VURO_TARN_GPO onOu, onPeer;
-    VUROTARNGpoItemSetName(&onOu, "Baseline");
-    VUROTARNGpoItemSetParentID(&onOu, 0);
-    VUROTARNGpoItemSetParentType(&onOu, VURO_TARN_TYPE_OU);
-    VUROTARNGpoItemSetSetting(&onOu, "{\"gpo_content\":{}}");
-    ASSERT_OK(VUROTARNGpoSave(&onOu));
-    VUROTARNGpoItemSetName(&onPeer, "Only this server");
-    VUROTARNGpoItemSetParentID(&onPeer, 0);
-    VUROTARNGpoItemSetParentType(&onPeer, VURO_TARN_TYPE_PEER);
-    ASSERT_OK(VUROTARNGpoCreate(&onPeer));
+    std::vector<long> listIds(PQLIBSZHASH parms) {
+        VURO_TARN_GPO_LIST list = nullptr;
+        EXPECT_OK(VUROTARNGpoList(parms, &list, nullptr));
+        std::vector<long> ids;
+        for (VURO_TARN_GPO* p = list; p; p = VUROTARNGpoNext(p)) ids.push_back(p->id);
+        VUROTARNGpoListFree(&list);
+        return ids;
+    }
 
-    PQLIBSZHASH h = QLIBCSzHashAlloc(8);
-    QLIBCSzHashSetValue(&h, "parent_id", "0");
-    QLIBCSzHashSetValue(&h, "parent_type", "2");
-    VURO_TARN_GPO_LIST list = nullptr;
-    size_t total = 0;
-    ASSERT_OK(VUROTARNGpoList(h, &list, &total));
-    ASSERT_EQ(1u, total);
-    EXPECT_EQ(onOu.id, list->id);
-    VUROTARNGpoListFree(&list);
-    QLIBCSzHashFree(h);
+    int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr) {
+        args.insert(args.begin(), {TARN_CLI_PATH, "--root", root_});
+        std::string out;
+        int rc = runProgram(args, &out);
+        if (pOut) {
+            Json::CharReaderBuilder b;
+            std::string errs;
+            std::istringstream in(out);
+            if (!Json::parseFromStream(b, in, pOut, &errs)) *pOut = Json::Value("<not json>");
+        }
+        return rc;
+    }
+};
 
-    onOu.str_desc = "edited";
-    ASSERT_OK(VUROTARNGpoSet(&onOu));
+TEST_F(GpoTest, OwnedByOusAndPeersAndListedByOwner) {
+    VURO_TARN_OU ou;
+    ou.str_name = "Eng";
+    ASSERT_OK(VUROTARNOuCreate(&ou));
+    VURO_TARN_PEER peer;
+    peer.str_sn = "S1";
+    ASSERT_OK(VUROTARNPeerCreate(&peer));
+    // The first OU below the root and the first peer share an id, so only
+    // the owner's type tells their policies apart.
+    ASSERT_EQ(ou.id, peer.id);
+
+    long zulu = createGpo("Zulu", VURO_TARN_TYPE_OU, ou.id);
+    long alpha = createGpo("Alpha", VURO_TARN_TYPE_OU, ou.id);
+    long onPeer = createGpo("Only this server", VURO_TARN_TYPE_PEER, peer.id);
+    EXPECT_EQ(std::to_string(getpid()),
+              sqlValue("SELECT pid FROM gpo WHERE id=" + std::to_string(zulu)));
+
+    PQLIBSZHASH parms = QLIBCSzHashAlloc(8);
+    QLIBCSzHashSetValue(&parms, "parent_id", std::to_string(ou.id).c_str());
+    QLIBCSzHashSetValue(&parms, "parent_type", "2");
+    QLIBCSzHashSetValue(&parms, "sort_by", "name");
+    QLIBCSzHashSetValue(&parms, "sort_direction", "ASC");
+    EXPECT_EQ((std::vector<long>{zulu, alpha}), listIds(parms));  // reversed by the fill
+    QLIBCSzHashSetValue(&parms, "parent_type", "1");
+    EXPECT_EQ((std::vector<long>{onPeer}), listIds(parms));
+    QLIBCSzHashFree(parms);
+
+    // A rewrite keeps a setting with quotes whole; the read-back compares it.
+    VURO_TARN_GPO gpo;
+    ASSERT_OK(VUROTARNGpoGet(alpha, &gpo));
+    const std::string setting = "{\"gpo_content\":{\"motd\":\"it's 'quoted'\"}}";
+    gpo.str_setting = setting;
+    gpo.str_desc = "edited";
+    ASSERT_OK(VUROTARNGpoSave(&gpo));
     VURO_TARN_GPO back;
-    ASSERT_OK(VUROTARNGpoGet(onOu.id, &back));
+    ASSERT_OK(VUROTARNGpoGet(alpha, &back));
+    EXPECT_EQ(setting, back.str_setting);
     EXPECT_EQ("edited", back.str_desc);
-    EXPECT_EQ("{\"gpo_content\":{}}", back.str_setting);
-    ASSERT_OK(VUROTARNGpoDelete(onOu.id));
+    EXPECT_EQ(VURO_TARN_TYPE_OU, back.parent_type);
+    char cut[8];
+    ASSERT_OK(VUROTARNGpoItemGetSetting(cut, sizeof(cut), &back));
+    EXPECT_STREQ("{\"gpo_c", cut);  // the getter cuts; str_setting holds it whole
+
+    // Deleting a policy removes its row and nothing else: links to it stay.
+    ou.str_linked_gpo = "[{\"id\":" + std::to_string(alpha) + ",\"enforce\":0}]";
+    ASSERT_OK(VUROTARNOuSet(&ou));
+    ASSERT_OK(VUROTARNGpoDelete(alpha));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM gpo WHERE id=" + std::to_string(alpha)));
+    EXPECT_EQ(ou.str_linked_gpo,
+              sqlValue("SELECT linked_gpo FROM ou WHERE id=" + std::to_string(ou.id)));
     ASSERT_OK(VUROTARNGpoClear(&back));
-    EXPECT_EQ(-1, VUROTARNGpoGet(onOu.id, &back));
-    EXPECT_TRUE(logHas("Failed to get VURO_TARN_GPO, id = [" + std::to_string(onOu.id) + "]"));
+    EXPECT_EQ(-1, VUROTARNGpoGet(alpha, &back));
+    EXPECT_TRUE(logHas("Failed to get VURO_TARN_GPO, id = [" + std::to_string(alpha) + "]"))
+        << logDump();
 }
 
 TEST_F(GpoTest, JsonForms) {
     VURO_TARN_GPO gpo;
     gpo.id = 12;
     gpo.str_name = "P";
+    gpo.parent_type = VURO_TARN_TYPE_PEER;
     Json::Value j;
     ASSERT_OK(VUROTARNGpoStructToJson(&gpo, Json::Value(), j));
     EXPECT_TRUE(j["leaf"].asBool());
+    EXPECT_EQ(12, j["node_id"].asInt());
     EXPECT_EQ(VURO_TARN_TYPE_GPO, j["node_type"].asInt());
     EXPECT_TRUE(j.isMember("setting"));
     EXPECT_TRUE(j["setting"].isNull());  // empty text: null, and no failure
+    gpo.str_setting = "{not json";
+    ASSERT_OK(VUROTARNGpoStructToJson(&gpo, Json::Value(), j));
+    EXPECT_TRUE(j["setting"].isNull());
+
     Json::Value onlyMtime(Json::arrayValue);
     onlyMtime.append("mtime");
-    ASSERT_OK(VUROTARNGpoStructToJson(&gpo, onlyMtime, j));
-    EXPECT_TRUE(j.isMember("mtime"));
-    EXPECT_FALSE(j.isMember("desc"));
-    EXPECT_FALSE(j.isMember("extra_info"));
-
     gpo.str_setting = "{\"a\":1}";
+    ASSERT_OK(VUROTARNGpoStructToJson(&gpo, onlyMtime, j));
+    EXPECT_EQ((std::vector<std::string>{"id", "leaf", "mtime", "name", "node_id", "node_type",
+                                        "parent_id", "parent_type", "setting"}),
+              j.getMemberNames());
+    EXPECT_EQ(1, j["setting"]["a"].asInt());  // parsed, and present even when not asked for
+
+    // In: id as text or number; an empty setting keeps the stored one, an
+    // empty extra_info replaces it; mtime is not taken.
     gpo.str_extra_info = "{\"old\":true}";
     Json::Value in;
     in["id"] = "34";
@@ -68,27 +137,123 @@ TEST_F(GpoTest, JsonForms) {
     in["mtime"] = 99;
     ASSERT_OK(VUROTARNGpoJsonToStruct(in, &gpo));
     EXPECT_EQ(34, gpo.id);
-    EXPECT_EQ("{\"a\":1}", gpo.str_setting);  // {} keeps the setting
-    EXPECT_EQ("{}", gpo.str_extra_info);       // but replaces extra_info
-    EXPECT_EQ(0, gpo.mtime);                   // not read from JSON
+    EXPECT_EQ("{\"a\":1}", gpo.str_setting);
+    EXPECT_EQ("{}", gpo.str_extra_info);
+    EXPECT_EQ(0, gpo.mtime);
+    in["setting"] = Json::Value(Json::arrayValue);
+    ASSERT_OK(VUROTARNGpoJsonToStruct(in, &gpo));
+    in["setting"] = Json::Value();
+    ASSERT_OK(VUROTARNGpoJsonToStruct(in, &gpo));
+    EXPECT_EQ("{\"a\":1}", gpo.str_setting);
     in["id"] = 56;
     in["setting"]["b"] = 2;
+    in["parent_id"] = 7;
     ASSERT_OK(VUROTARNGpoJsonToStruct(in, &gpo));
     EXPECT_EQ(56, gpo.id);
+    EXPECT_EQ(7, gpo.parent_id);
+    EXPECT_EQ(VURO_TARN_TYPE_PEER, gpo.parent_type);  // absent: kept
     EXPECT_EQ("{\"b\":2}", gpo.str_setting);
+
+    logClear();
+    EXPECT_EQ(-1, VUROTARNGpoStructToJson(nullptr, Json::Value(), j));
+    EXPECT_TRUE(logHas("Invaild Argument (__null != pGpo)=[0]")) << logDump();
 }
 
-TEST_F(GpoTest, PluginsReceiveTheWholeSetting) {
-    pluginInstall("tarngpo/tarngpo_create",
-                  "printf '%s' \"$New_Setting\" > \"$VURO_SYSROOT/setting.out\"\n"
-                  "printf '%s' \"$New_ParentType\" > \"$VURO_SYSROOT/type.out\"\n");
+TEST_F(GpoTest, PluginsReceiveTheWholeSettingAndTheNumbers) {
+    const std::string record =
+        "printf '%s' \"$New_Setting\" > \"$VURO_SYSROOT/new_setting.$1\"\n"
+        "printf '%s' \"$Org_Setting\" > \"$VURO_SYSROOT/org_setting.$1\"\n"
+        "echo \"$1 $RESULT $New_ID $New_ParentID $New_ParentType $Org_ID\" "
+        ">> \"$VURO_SYSROOT/numbers.log\"\n";
+    pluginInstall("tarngpo/tarngpo_create", record);
+    pluginInstall("tarngpo/tarngpo_set", record);
     std::string setting = "{\"blob\":\"" + std::string(10000 - 11, 'x') + "\"}";
     ASSERT_EQ(10000u, setting.size());
+
     VURO_TARN_GPO gpo;
     gpo.str_name = "Big";
     gpo.parent_type = VURO_TARN_TYPE_OU;
+    gpo.parent_id = 4;
     gpo.str_setting = setting;
     ASSERT_OK(VUROTARNGpoCreate(&gpo));
-    EXPECT_EQ(setting, readFile(sys("/setting.out")));
-    EXPECT_EQ("2", readFile(sys("/type.out")));
+    EXPECT_EQ(setting.size(), readFile(sys("/new_setting.PRE")).size());
+    EXPECT_EQ(setting, readFile(sys("/new_setting.POST")));
+
+    setting.replace(9, 1, "y");
+    gpo.str_setting = setting;
+    ASSERT_OK(VUROTARNGpoSet(&gpo));
+    EXPECT_EQ(setting, readFile(sys("/new_setting.POST")));
+    EXPECT_EQ(10000u, readFile(sys("/org_setting.POST")).size());  // the stored row, whole
+    EXPECT_EQ('x', readFile(sys("/org_setting.POST"))[9]);
+
+    std::string id = std::to_string(gpo.id);
+    EXPECT_EQ("PRE 0 -1 4 2 \nPOST 0 " + id +
+                  " 4 2 \n"  // create: the id arrives at POST
+                  "PRE 0 " +
+                  id + " 4 2 " + id + "\nPOST 0 " + id + " 4 2 " + id + "\n",
+              readFile(sys("/numbers.log")));
+}
+
+TEST_F(GpoTest, RefusedAndFailedWrites) {
+    pluginInstall("tarngpo/tarngpo_set", "echo \"$1 $RESULT\" >> \"$VURO_SYSROOT/set.log\"\n");
+
+    VURO_TARN_GPO ghost;
+    ghost.id = 777;
+    EXPECT_EQ(-1, VUROTARNGpoSet(&ghost));  // no row: no hook
+    EXPECT_TRUE(logHas("get VURO_TARN_GPO failed. id:[777] [0x")) << logDump();
+    ghost.id = -2;
+    EXPECT_EQ(-1, VUROTARNGpoSave(&ghost));
+    EXPECT_TRUE(logHas("Invalid id: [-2]")) << logDump();
+    EXPECT_TRUE(logHas("Set VURO_TARN_GPO failed. [-2]"));
+    EXPECT_EQ("", readFile(sys("/set.log")));
+    EXPECT_EQ(-1, VUROTARNGpoDelete(777));
+    EXPECT_TRUE(logHas("get VURO_TARN_GPO failed. id:[777]"));
+
+    // The read-back compares the setting too: a row whose setting is not
+    // what was written is a failed write, and POST sees it.
+    long id = createGpo("P", VURO_TARN_TYPE_OU, 0);
+    sql("CREATE TRIGGER mangle AFTER UPDATE ON gpo BEGIN "
+        "UPDATE gpo SET setting = setting || ' ' WHERE id = NEW.id AND setting NOT LIKE '% '; "
+        "END;");
+    logClear();
+    VURO_TARN_GPO gpo;
+    ASSERT_OK(VUROTARNGpoGet(id, &gpo));
+    gpo.str_setting = "{\"gpo_content\":{\"x\":1}}";
+    EXPECT_EQ(-1, VUROTARNGpoSet(&gpo));
+    EXPECT_EQ(ERR_WRITE_FAILED, QLIBCErrGet());
+    EXPECT_TRUE(logHas("Failed to set VURO_TARN_GPO, id = [" + std::to_string(id) + "]"))
+        << logDump();
+    EXPECT_EQ("PRE 0\nPOST -1\n", readFile(sys("/set.log")));
+}
+
+TEST_F(GpoTest, CommandLine) {
+    Json::Value j;
+    ASSERT_EQ(0, tarn({"gpo", "create", "--name", "Base", "--parent-type", "ou", "--parent", "0",
+                       "--setting", "{\"gpo_content\":{\"a\":1}}", "--extra", "{\"by\":\"ops\"}"},
+                      &j));
+    long base = j["id"].asInt64();
+    EXPECT_EQ(1, j["setting"]["gpo_content"]["a"].asInt());
+    EXPECT_EQ(VURO_TARN_TYPE_OU, j["parent_type"].asInt());
+    ASSERT_EQ(
+        0, tarn({"gpo", "create", "--name", "Lab", "--parent-type", "peer", "--parent", "0"}, &j));
+    long lab = j["id"].asInt64();
+    EXPECT_TRUE(j["setting"].isNull());
+
+    ASSERT_EQ(0, tarn({"gpo", "set", std::to_string(base), "--desc", "renamed"}, &j));
+    EXPECT_EQ("renamed", j["desc"].asString());
+    EXPECT_EQ(1, j["setting"]["gpo_content"]["a"].asInt());  // what was not given stays
+    ASSERT_EQ(0, tarn({"gpo", "list"}, &j));
+    ASSERT_EQ(2u, j.size());
+    EXPECT_EQ(base, j[0]["id"].asInt64());  // ascending by default
+    ASSERT_EQ(0, tarn({"gpo", "list", "--parent-type", "peer", "--parent", "0"}, &j));
+    ASSERT_EQ(1u, j.size());
+    EXPECT_EQ(lab, j[0]["id"].asInt64());
+
+    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "X", "--parent-type", "shelf", "--parent", "0"}));
+    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "X", "--parent-type", "ou"}));
+    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "X", "--parent-type", "ou", "--parent", "0",
+                       "--setting", "{broken"}));
+    EXPECT_EQ("2", sqlValue("SELECT count(*) FROM gpo"));
+    ASSERT_EQ(0, tarn({"gpo", "delete", std::to_string(lab)}, &j));
+    EXPECT_EQ(1, tarn({"gpo", "get", std::to_string(lab)}));
 }

@@ -229,11 +229,10 @@ struct VurotarnRecord {
         return 0;
     }
 
-    static int plugin(const SDK_PLUGIN_ACTION action, Env* pstEnvVar) {
-        if (pstEnvVar == NULL || !QLIBPluginHasInit(pstEnvVar->pPlugin)) {
-            return -1;
-        }
-        if (pstEnvVar->pOrg == NULL && pstEnvVar->pNew == NULL) {
+    /* RESULT, then the Org_ and New_ sides that are set. Separate from
+     * plugin() so that a family can name this step. */
+    static int pluginSetArgs(Env* pstEnvVar) {
+        if (pstEnvVar == NULL || (pstEnvVar->pOrg == NULL && pstEnvVar->pNew == NULL)) {
             QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
             return -1;
         }
@@ -246,6 +245,16 @@ struct VurotarnRecord {
         }
         if (pstEnvVar->pNew != NULL &&
             pluginSetRecordArgs(pstEnvVar->pPlugin, "New_", *pstEnvVar->pNew) < 0) {
+            return -1;
+        }
+        return 0;
+    }
+
+    static int plugin(const SDK_PLUGIN_ACTION action, Env* pstEnvVar) {
+        if (pstEnvVar == NULL || !QLIBPluginHasInit(pstEnvVar->pPlugin)) {
+            return -1;
+        }
+        if (pluginSetArgs(pstEnvVar) < 0) {
             return -1;
         }
         return QLIBPluginAction(action, pstEnvVar->pPlugin);

@@ -3,9 +3,13 @@
 
 int VUROTARNDelegateDelete(long id) { return VurotarnDelegate::del(id); }
 
-int VUROTARNDelegateDeleteList(VURO_TARN_DELEGATE_LIST pDelegateList) { return VurotarnDelegate::deleteList(pDelegateList); }
+int VUROTARNDelegateDeleteList(VURO_TARN_DELEGATE_LIST pDelegateList) {
+    return VurotarnDelegate::deleteList(pDelegateList);
+}
 
-int VUROTARNDelegateDeleteMultiple(long* ids, size_t cID) { return VurotarnDelegate::deleteMultiple(ids, cID); }
+int VUROTARNDelegateDeleteMultiple(long* ids, size_t cID) {
+    return VurotarnDelegate::deleteMultiple(ids, cID);
+}
 
 int VUROTARNDelegateDeleteAll() { return VurotarnDelegate::deleteAll(); }
 

@@ -25,6 +25,8 @@ int VUROTARNDelegateItemGetTargetID(long* pVal, const VURO_TARN_DELEGATE* pDeleg
     return VurotarnDelegate::itemGetValue(pVal, pDelegate, &VURO_TARN_DELEGATE::target_id);
 }
 
-int VUROTARNDelegateItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_DELEGATE* pDelegate) {
-    return VurotarnDelegate::itemGetText(szBuf, cbBuf, pDelegate, &VURO_TARN_DELEGATE::str_extra_info);
+int VUROTARNDelegateItemGetExtraInfo(char* szBuf, size_t cbBuf,
+                                     const VURO_TARN_DELEGATE* pDelegate) {
+    return VurotarnDelegate::itemGetText(szBuf, cbBuf, pDelegate,
+                                         &VURO_TARN_DELEGATE::str_extra_info);
 }

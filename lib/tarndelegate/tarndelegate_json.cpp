@@ -26,16 +26,27 @@ int VUROTARNDelegateStructToJson(const VURO_TARN_DELEGATE* pDelegate,
 int VUROTARNDelegateJsonToStruct(Json::Value& jVal, VURO_TARN_DELEGATE* pDelegate) {
     VUROTARN_ARG_CHECK(NULL, !=, pDelegate, return -1);
     if (!jVal.isObject()) {
-        return 0;
+        return 0;  // nothing present, nothing copied
     }
-    if (jVal.isMember("id")) pDelegate->id = (long)jVal["id"].asInt64();
-    if (jVal.isMember("mtime")) pDelegate->mtime = (time_t)jVal["mtime"].asInt64();
-    if (jVal.isMember("user_type")) pDelegate->user_type = (long)jVal["user_type"].asInt64();
-    if (jVal.isMember("ugid")) pDelegate->ugid = (unsigned long)jVal["ugid"].asUInt64();
+    if (jVal.isMember("id")) {
+        pDelegate->id = (long)jVal["id"].asInt64();
+    }
+    if (jVal.isMember("mtime")) {
+        pDelegate->mtime = (time_t)jVal["mtime"].asInt64();
+    }
+    if (jVal.isMember("user_type")) {
+        pDelegate->user_type = (long)jVal["user_type"].asInt64();
+    }
+    // A uid or gid may lie above any signed 32-bit number.
+    if (jVal.isMember("ugid")) {
+        pDelegate->ugid = (unsigned long)jVal["ugid"].asUInt64();
+    }
     if (jVal.isMember("target_type")) {
         pDelegate->target_type = (long)jVal["target_type"].asInt64();
     }
-    if (jVal.isMember("target_id")) pDelegate->target_id = (long)jVal["target_id"].asInt64();
+    if (jVal.isMember("target_id")) {
+        pDelegate->target_id = (long)jVal["target_id"].asInt64();
+    }
     if (jVal.isMember("extra_info")) {
         pDelegate->str_extra_info = vurojson::toString(jVal["extra_info"]);
     }

@@ -2,10 +2,11 @@
  * exist yet, so there is nothing to record: every write counts as logged. */
 #include "tarndelegate/vurotarndelegate_int.h"
 
-int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* p1, VURO_TARN_DELEGATE* p2) {
+int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* pDelegate1,
+                        VURO_TARN_DELEGATE* pDelegate2) {
     (void)status_no;
     (void)action;
-    (void)p1;
-    (void)p2;
+    (void)pDelegate1;
+    (void)pDelegate2;
     return 0;
 }

@@ -52,9 +52,13 @@ int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType) {
     return db.exec(szSQL) != 0 ? -1 : 0;
 }
 
-int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate) { return VurotarnDelegate::createSqlite(pDelegate); }
+int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate) {
+    return VurotarnDelegate::createSqlite(pDelegate);
+}
 
-int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate) { return VurotarnDelegate::setSqlite(pDelegate); }
+int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate) {
+    return VurotarnDelegate::setSqlite(pDelegate);
+}
 
 int VUROTARNDelegateDelete_sqlite(long id) { return VurotarnDelegate::deleteSqlite(id); }
 
@@ -62,11 +66,13 @@ int VUROTARNDelegateGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_DELEGATE
     return VurotarnDelegate::getMultipleSqlite(ids, cID, pDelegate);
 }
 
-int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList, size_t* pTotalCount) {
+int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList,
+                                size_t* pTotalCount) {
     return VurotarnDelegate::listSqlite(pParms, pDelegateList, pTotalCount);
 }
 
-int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList, BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data) {
+int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList,
+                                   BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data) {
     return VurotarnDelegate::listAllSqlite(pDelegateList, isKeep, private_data);
 }
 

@@ -50,8 +50,10 @@ int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate);
 int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate);
 int VUROTARNDelegateDelete_sqlite(long id);
 int VUROTARNDelegateGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_DELEGATE* pDelegate);
-int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList, size_t* pTotalCount);
-int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList, BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data);
+int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList,
+                                size_t* pTotalCount);
+int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList,
+                                   BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data);
 int VUROTARNDelegateFillOne(void* parm, int n_column, char** column_value, char** column_name);
 int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType);
 int VUROTARNDelegateFillList(void* parm, int n_column, char** column_value, char** column_name);

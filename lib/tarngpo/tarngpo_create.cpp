@@ -3,4 +3,6 @@
 
 int VUROTARNGpoCreate(VURO_TARN_GPO* pGpo) { return VurotarnGpo::create(pGpo); }
 
-int VUROTARNGpoCreateMultiple(VURO_TARN_GPO_LIST pGpoList) { return VurotarnGpo::createMultiple(pGpoList); }
+int VUROTARNGpoCreateMultiple(VURO_TARN_GPO_LIST pGpoList) {
+    return VurotarnGpo::createMultiple(pGpoList);
+}

@@ -5,6 +5,7 @@ int VUROTARNGpoList(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList, size
     return VurotarnGpo::list(pParms, pGpoList, pTotalCount);
 }
 
-int VUROTARNGpoListAll(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*), void* private_data) {
+int VUROTARNGpoListAll(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*),
+                       void* private_data) {
     return VurotarnGpo::listAll(pGpoList, isKeep, private_data);
 }

@@ -3,4 +3,6 @@
 
 int VUROTARNGpoSet(VURO_TARN_GPO* pGpo) { return VurotarnGpo::set(pGpo); }
 
-int VUROTARNGpoSetMultiple(VURO_TARN_GPO_LIST pGpoList) { return VurotarnGpo::setMultiple(pGpoList); }
+int VUROTARNGpoSetMultiple(VURO_TARN_GPO_LIST pGpoList) {
+    return VurotarnGpo::setMultiple(pGpoList);
+}

@@ -55,11 +55,13 @@ int VUROTARNGpoGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_GPO* pGpo) {
     return VurotarnGpo::getMultipleSqlite(ids, cID, pGpo);
 }
 
-int VUROTARNGpoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList, size_t* pTotalCount) {
+int VUROTARNGpoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList,
+                           size_t* pTotalCount) {
     return VurotarnGpo::listSqlite(pParms, pGpoList, pTotalCount);
 }
 
-int VUROTARNGpoListAll_sqlite(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*), void* private_data) {
+int VUROTARNGpoListAll_sqlite(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*),
+                              void* private_data) {
     return VurotarnGpo::listAllSqlite(pGpoList, isKeep, private_data);
 }
 

@@ -84,6 +84,12 @@ long singleId(const Args& args, const char* what) {
     return parseLong(args.positional[0], "id");
 }
 
+long nodeTypeParse(const std::string& text, const char* what) {
+    if (text == "ou") return VURO_TARN_TYPE_OU;
+    if (text == "peer") return VURO_TARN_TYPE_PEER;
+    throw UsageError{std::string(what) + " is ou or peer, not '" + text + "'"};
+}
+
 ListQuery::ListQuery(const Args& args,
                      const std::vector<std::pair<std::string, std::string>>& filters)
     : pHash_(QLIBCSzHashAlloc(16)) {

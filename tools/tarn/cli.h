@@ -40,6 +40,8 @@ unsigned long long parseULongLong(const std::string& text, const char* what);
 std::string parseJsonText(const std::string& text, const char* what);
 /* The one positional id of "get", "set", "delete". */
 long singleId(const Args& args, const char* what);
+/* "ou" or "peer", the kinds of node that own policies and delegates. */
+long nodeTypeParse(const std::string& text, const char* what);
 /* A failed operation: message (with the platform error store) and exit 1. */
 [[noreturn]] void fail(const std::string& what);
 void printJson(const Json::Value& j);

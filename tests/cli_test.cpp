@@ -45,6 +45,12 @@ TEST_F(CliTest, OuCommandsPrintJson) {
     ASSERT_EQ(0, tarn({"ou", "list", "--sort-by", "name"}, &j));
     ASSERT_EQ(3u, j.size());  // root, Sales, Sales EU: ascending by name
     EXPECT_EQ("Sales EU", j[2]["name"].asString());
+    // Pages are taken in the order asked for.
+    ASSERT_EQ(0, tarn({"ou", "list", "--sort-by", "name", "--limit", "1", "--offset", "1"}, &j));
+    ASSERT_EQ(1u, j.size());
+    EXPECT_EQ("Sales", j[0]["name"].asString());
+    ASSERT_EQ(0, tarn({"ou", "list", "--sort-by", "name", "--desc-order", "--limit", "1"}, &j));
+    EXPECT_EQ("Sales EU", j[0]["name"].asString());
 
     ASSERT_EQ(0, tarn({"ou", "delete", std::to_string(eu)}));
     EXPECT_NE(0, tarn({"ou", "get", std::to_string(eu)}));
@@ -85,7 +91,7 @@ TEST_F(CliTest, FamiliesTreeAndViews) {
                        std::to_string(peer), "--setting", "{\"a\":1}"},
                       &j));
     EXPECT_EQ(1, j["setting"]["a"].asInt());
-    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "G", "--parent-type", "shelf"}));
+    EXPECT_EQ(2, tarn({"gpo", "create", "--name", "G", "--parent", "0", "--parent-type", "shelf"}));
     ASSERT_EQ(0, tarn({"delegate", "create", "--user-type", "group", "--ugid", "300",
                        "--target-type", "ou", "--target", eng},
                       &j));
@@ -109,4 +115,49 @@ TEST_F(CliTest, FamiliesTreeAndViews) {
     ASSERT_EQ(0, tarn({"delegate", "delete-by-target", "--target-type", "ou", "--target", eng}));
     ASSERT_EQ(0, tarn({"delegate", "list"}, &j));
     EXPECT_EQ(0u, j.size());
+}
+
+TEST_F(CliTest, PolicyEngineCommands) {
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/:/bin/sh\ncarol:x:2001:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), "users:x:100:\nops:x:300:\n");
+    Json::Value j;
+    ASSERT_EQ(0, tarn({"ou", "create", "--name", "Branch"}, &j));
+    std::string ou = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--parent", ou}, &j));
+    std::string peer = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"gpo", "create", "--name", "Base", "--parent-type", "ou", "--parent", "0",
+                       "--setting", "{\"gpo_content\":{\"Samba\":{\"vuro_set_version\":3}}}"},
+                      &j));
+    std::string base = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"gpo", "create", "--name", "Local", "--parent-type", "ou", "--parent", ou,
+                       "--setting", "{\"gpo_content\":{\"Samba\":{\"vuro_set_version\":1}}}"},
+                      &j));
+    std::string local = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"link", "--ou", "0", "--links",
+                       "{\"order\":[{\"gpo_id\":" + base + ",\"gpo_name\":\"x\",\"override\":1}]}"},
+                      &j));
+    ASSERT_EQ(0, tarn({"link", "--ou", ou, "--links",
+                       "{\"order\":[{\"gpo_id\":" + local + ",\"override\":0}]}"}));
+    ASSERT_EQ(0, tarn({"order", "--peer", peer}, &j));
+    ASSERT_EQ(2u, j.size());
+    EXPECT_EQ("Base", j[0]["gpo_name"].asString());  // enforced at the root comes first
+    ASSERT_EQ(0, tarn({"evaluate", "--peer", peer}, &j));
+    EXPECT_EQ("Base", j["gpo_content"]["Samba"]["gpo_name"].asString());
+    ASSERT_EQ(0, tarn({"evaluate", "--peer", peer, "--link-order", "[{\"id\":" + local + "}]"},
+                      &j));
+    EXPECT_EQ("Local", j["gpo_content"]["Samba"]["gpo_name"].asString());
+
+    ASSERT_EQ(0, tarn({"delegates", "set", "--ou", ou, "--users", "carol,ghost", "--groups",
+                       "ops"},
+                      &j));
+    ASSERT_EQ(2u, j.size());  // the unknown user dropped
+    ASSERT_EQ(0, tarn({"delegates", "list", "--ou", ou}, &j));
+    EXPECT_EQ(2u, j.size());
+
+    ASSERT_EQ(0, tarn({"delete-tree", "--ou", ou}));
+    EXPECT_EQ("0", sqlValue("SELECT parent_id FROM peer WHERE sn='S1'"));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM delegate"));
+    EXPECT_EQ(1, tarn({"delete-tree", "--ou", "0"}));
+    ASSERT_EQ(0, tarn({"delete-tree", "--sn", "S1"}));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM peer"));
 }

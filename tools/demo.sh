@@ -48,11 +48,27 @@ tarn peer set "$nas1" --status 2 --status-by-server 2 >/dev/null
 tarn peer list --parent "$sales"
 
 step "Policies owned by an OU and by a server"
-tarn gpo create --name "Baseline" --parent-type ou --parent "$hq" \
-    --setting '{"gpo_content":{"Samba":{"version":3,"smb_encrypt_transport":1}}}' | id_of >/dev/null
-tarn gpo create --name "Lab server only" --parent-type peer --parent "$nas2" \
-    --setting '{"gpo_content":{}}' | id_of >/dev/null
-tarn gpo list --parent-type ou
+baseline=$(tarn gpo create --name "Baseline" --parent-type ou --parent "$hq" \
+    --setting '{"gpo_content":{"Samba":{"vuro_set_version":3,"smb_encrypt_transport":1},"Time":{"vuro_set_version":1,"ntp":"pool.example"}}}' | id_of)
+sales_gpo=$(tarn gpo create --name "Sales shares" --parent-type ou --parent "$sales" \
+    --setting '{"gpo_content":{"Samba":{"vuro_set_version":2,"smb_max_protocol":2},"Quota":{"vuro_set_version":1,"gb":50}}}' | id_of)
+lab_gpo=$(tarn gpo create --name "Lab server only" --parent-type peer --parent "$nas2" \
+    --setting '{"gpo_content":{"Time":{"vuro_set_version":1,"ntp":"lab-clock"}}}' | id_of)
+tarn gpo list --parent-type ou | grep -E '"name" :'
+
+step "Links: Baseline enforced at Headquarters, Sales shares on Sales EU (which blocks)"
+tarn link --ou "$hq" --links "{\"order\":[{\"gpo_id\":$baseline,\"override\":1}]}" >/dev/null
+tarn link --ou "$sales" --links "{\"order\":[{\"gpo_id\":$sales_gpo,\"override\":0}]}" >/dev/null
+tarn link --peer "$nas2" --links "{\"order\":[{\"gpo_id\":$lab_gpo}]}" >/dev/null
+
+step "The order of nas-eu-1: the enforced Baseline outranks its own OU's policy"
+tarn order --peer "$nas1" | grep -E '"(gpo_name|override|node_id)" :'
+
+step "Its effective policy: each set from the first policy that has it"
+tarn evaluate --peer "$nas1" --human
+
+step "The lab server: the enforced Baseline wins Time even over the server's own link"
+tarn evaluate --peer "$nas2"
 
 step "Delegated administration: alice on Engineering, her group ops on Sales EU"
 cat > "$ROOT/etc/passwd" <<'USERS'
@@ -66,9 +82,8 @@ users:x:100:
 ops:x:300:alice
 administrators:x:101:
 GROUPS
-tarn delegate create --user-type user --ugid 2001 --target-type ou --target "$eng" >/dev/null
-tarn delegate create --user-type group --ugid 300 --target-type ou --target "$sales" >/dev/null
-tarn delegate list
+tarn delegates set --ou "$eng" --users alice | grep -E '"(ugid|userNameCache)"'
+tarn delegates set --ou "$sales" --groups ops | grep -E '"(ugid|userNameCache)"'
 
 step "Headquarters with everything below it"
 tarn tree --ou "$hq" | grep -E '"(name|sn)" :'
@@ -79,8 +94,11 @@ tarn can-manage --uid 2001 --ou "$lab" | grep can_manage
 tarn can-manage --uid 2001 --ou "$hq" | grep can_manage
 tarn can-manage --uid 2002 --peer "$nas1" | grep can_manage
 
-step "Remove the test lab, then list everything by name"
-tarn ou delete "$lab"
+step "Remove the test lab with what hangs on it: its server moves to the root"
+tarn delete-tree --ou "$lab"
+tarn peer get "$nas2" | grep -E '"parent_id"'
+
+step "List every OU by name"
 tarn ou list --sort-by name
 
 step "What the hooks saw"

@@ -99,7 +99,7 @@ ListQuery::ListQuery(const Args& args,
         }
     }
     QLIBCSzHashSetValue(&pHash_, "sort_by", args.get("sort-by", "id").c_str());
-    QLIBCSzHashSetValue(&pHash_, "sort_direction", args.flag("desc-order") ? "ASC" : "DESC");
+    QLIBCSzHashSetValue(&pHash_, "sort_direction", args.flag("desc-order") ? "DESC" : "ASC");
     for (const char* key : {"limit", "offset"}) {
         if (args.has(key)) {
             QLIBCSzHashSetValue(&pHash_, key,

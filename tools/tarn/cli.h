@@ -47,8 +47,8 @@ long nodeTypeParse(const std::string& text, const char* what);
 void printJson(const Json::Value& j);
 
 /* The condition hash of a "list" command: filters named by options (option
- * name to column), --sort-by, --desc-order, --limit, --offset. Lists come
- * back reversed, so ascending output asks the database for DESC. */
+ * name to column), --sort-by, --desc-order, --limit, --offset. The rows come
+ * back as a list in reverse order: print it with listJsonReversed. */
 class ListQuery {
 public:
     ListQuery(const Args& args, const std::vector<std::pair<std::string, std::string>>& filters);
@@ -75,6 +75,15 @@ Json::Value listJson(const Rec* p) {
     return j;
 }
 
+/* A list from a query, in the order of the query's rows. */
+template <class Rec>
+Json::Value listJsonReversed(const Rec* p) {
+    Json::Value j = listJson(p);
+    Json::Value out(Json::arrayValue);
+    for (Json::ArrayIndex i = j.size(); i > 0; i--) out.append(j[i - 1]);
+    return out;
+}
+
 int cmdInit(const Args& args);
 int cmdOu(const std::string& verb, const Args& args);
 int cmdPeer(const std::string& verb, const Args& args);
@@ -83,6 +92,11 @@ int cmdDelegate(const std::string& verb, const Args& args);
 int cmdTree(const Args& args);
 int cmdView(const Args& args);
 int cmdCanManage(const Args& args);
+int cmdLink(const Args& args);
+int cmdOrder(const Args& args);
+int cmdEvaluate(const Args& args);
+int cmdDelegates(const std::string& verb, const Args& args);
+int cmdDeleteTree(const Args& args);
 
 }  // namespace tarncli
 

@@ -96,7 +96,7 @@ int cmdDelegate(const std::string& verb, const Args& args) {
             listArgs, {{"target", "target_id"}, {"target-type", "target_type"}, {"ugid", "ugid"}});
         VURO_TARN_DELEGATE_LIST pList = NULL;
         if (VUROTARNDelegateList(query.hash(), &pList, NULL) != 0) fail("cannot list delegates");
-        printJson(listJson(pList));
+        printJson(listJsonReversed(pList));
         VUROTARNDelegateListFree(&pList);
     } else {
         throw UsageError{"unknown delegate command '" + verb + "'"};

@@ -63,7 +63,7 @@ int cmdGpo(const std::string& verb, const Args& args) {
         ListQuery query(listArgs, {{"parent", "parent_id"}, {"parent-type", "parent_type"}});
         VURO_TARN_GPO_LIST pList = NULL;
         if (VUROTARNGpoList(query.hash(), &pList, NULL) != 0) fail("cannot list policies");
-        printJson(listJson(pList));
+        printJson(listJsonReversed(pList));
         VUROTARNGpoListFree(&pList);
     } else {
         throw UsageError{"unknown gpo command '" + verb + "'"};

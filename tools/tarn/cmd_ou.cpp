@@ -57,7 +57,7 @@ int cmdOu(const std::string& verb, const Args& args) {
         VURO_TARN_OU_LIST pList = NULL;
         int r = VUROTARNOuList(query.hash(), &pList, NULL);
         if (r != 0) fail("cannot list OUs");
-        printJson(listJson(pList));
+        printJson(listJsonReversed(pList));
         VUROTARNOuListFree(&pList);
     } else {
         throw UsageError{"unknown ou command '" + verb + "'"};

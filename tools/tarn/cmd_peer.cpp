@@ -87,7 +87,7 @@ int cmdPeer(const std::string& verb, const Args& args) {
         ListQuery query(args, {{"parent", "parent_id"}, {"sn", "sn"}});
         VURO_TARN_PEER_LIST pList = NULL;
         if (VUROTARNPeerList(query.hash(), &pList, NULL) != 0) fail("cannot list peers");
-        printJson(listJson(pList));
+        printJson(listJsonReversed(pList));
         VUROTARNPeerListFree(&pList);
         return 0;
     } else {

@@ -41,6 +41,11 @@ const char* kUsage =
     "  tree --ou ID | --peer ID                a node with everything below it\n"
     "  view --uid N                            what a user sees\n"
     "  can-manage --uid N --ou ID | --peer ID  may the user manage the node\n"
+    "  link --ou ID | --peer ID --links '{\"order\":[{\"gpo_id\":N,\"override\":0|1}]}'\n"
+    "  order --ou ID | --peer ID               the policies that apply, most important first\n"
+    "  evaluate --ou ID | --peer ID [--human] [--link-order JSON]   the effective policy\n"
+    "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
+    "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "The root is --root, else $VURO_SYSROOT.\n";
 
@@ -82,6 +87,10 @@ int main(int argc, char** argv) {
         if (cmd == "tree") return cmdTree(parseArgs(argc, argv, i + 1));
         if (cmd == "view") return cmdView(parseArgs(argc, argv, i + 1));
         if (cmd == "can-manage") return cmdCanManage(parseArgs(argc, argv, i + 1));
+        if (cmd == "link") return cmdLink(parseArgs(argc, argv, i + 1));
+        if (cmd == "order") return cmdOrder(parseArgs(argc, argv, i + 1));
+        if (cmd == "evaluate") return cmdEvaluate(parseArgs(argc, argv, i + 1));
+        if (cmd == "delete-tree") return cmdDeleteTree(parseArgs(argc, argv, i + 1));
         if (i + 1 >= argc) {
             throw UsageError{"'" + cmd + "' needs a verb"};
         }
@@ -91,6 +100,7 @@ int main(int argc, char** argv) {
         if (cmd == "peer") return cmdPeer(verb, args);
         if (cmd == "gpo") return cmdGpo(verb, args);
         if (cmd == "delegate") return cmdDelegate(verb, args);
+        if (cmd == "delegates") return cmdDelegates(verb, args);
         throw UsageError{"unknown command '" + cmd + "'"};
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);

@@ -1,0 +1,135 @@
+/* cmd_policy.cpp - "tarn link", "order", "evaluate", "delegates" and
+ * "delete-tree": the policy engine and the list operations on one node. */
+#include <sstream>
+#include <string>
+
+#include <vurojson.h>
+
+#include "cli.h"
+
+namespace tarncli {
+
+namespace {
+
+/* The node of --ou ID or --peer ID: its id and type. */
+long nodeArgs(const Args& args, long* pType, const char* what) {
+    if (args.has("ou") == args.has("peer")) {
+        throw UsageError{std::string(what) + " needs --ou ID or --peer ID"};
+    }
+    *pType = args.has("ou") ? VURO_TARN_TYPE_OU : VURO_TARN_TYPE_PEER;
+    return parseLong(args.get(args.has("ou") ? "ou" : "peer"), "node id");
+}
+
+/* Sets the link text of a node through its family's Set. */
+template <class Rec>
+void linkStore(long id, int (*get)(long, Rec*), int (*set)(Rec*), const std::string& text) {
+    Rec rec;
+    if (get(id, &rec) != 0) fail("no node with id " + std::to_string(id));
+    rec.str_linked_gpo = text;
+    if (set(&rec) != 0) fail("cannot store the links of " + std::to_string(id));
+}
+
+std::vector<std::string> splitNames(const std::string& text) {
+    std::vector<std::string> out;
+    std::stringstream ss(text);
+    std::string item;
+    while (std::getline(ss, item, ',')) {
+        if (!item.empty()) out.push_back(item);
+    }
+    return out;
+}
+
+}  // namespace
+
+int cmdLink(const Args& args) {
+    long type = 0;
+    long id = nodeArgs(args, &type, "link");
+    if (!args.has("links")) {
+        throw UsageError{"link needs --links '{\"order\":[{\"gpo_id\":N,\"override\":0|1}]}'"};
+    }
+    Json::Value jReq;
+    if (!vurojson::fromString(jReq, args.get("links"))) throw UsageError{"--links is not JSON"};
+    Json::Value data;
+    VUROTARNHttpReqToJsonForLinkedGpo(jReq, data);
+    std::string text = vurojson::toString(data["linked_gpo"]);
+    if (type == VURO_TARN_TYPE_OU) {
+        linkStore<VURO_TARN_OU>(id, VUROTARNOuGet, VUROTARNOuSet, text);
+    } else {
+        linkStore<VURO_TARN_PEER>(id, VUROTARNPeerGet, VUROTARNPeerSet, text);
+    }
+    printJson(data);
+    return 0;
+}
+
+int cmdOrder(const Args& args) {
+    long type = 0;
+    long id = nodeArgs(args, &type, "order");
+    Json::Value j(Json::arrayValue);
+    if (VUROTARNGpoGetOrder(id, type, j) != 0) fail("cannot compute the order");
+    printJson(j);
+    return 0;
+}
+
+int cmdEvaluate(const Args& args) {
+    long type = 0;
+    long id = nodeArgs(args, &type, "evaluate");
+    std::string order = args.get("link-order");
+    std::string text;
+    if (VUROTARNGpoGetEvaluateStr(id, type, text, args.flag("human") ? TRUE : FALSE,
+                                  order.empty() ? NULL : &order[0]) != 0) {
+        fail("cannot evaluate the policy of " + std::to_string(id));
+    }
+    fputs(text.c_str(), stdout);
+    if (text.empty() || text.back() != '\n') fputs("\n", stdout);
+    return 0;
+}
+
+int cmdDelegates(const std::string& verb, const Args& args) {
+    long type = 0;
+    long id = nodeArgs(args, &type, "delegates");
+    if (verb == "set" || verb == "override") {
+        Json::Value jNode;
+        jNode["delegate"] = Json::Value(Json::arrayValue);
+        for (const auto& kind : {std::make_pair("users", VURO_TARN_TYPE_USER),
+                                 std::make_pair("groups", VURO_TARN_TYPE_GROUP)}) {
+            for (const std::string& name : splitNames(args.get(kind.first))) {
+                Json::Value e;
+                e["user_type"] = kind.second;
+                e["name"] = name;
+                jNode["delegate"].append(e);
+            }
+        }
+        int r = verb == "set" ? VUROTARNDelegateSetListByTarget(id, (int)type, jNode)
+                              : VUROTARNDelegateOverrideListByTarget(id, (int)type, jNode);
+        if (r != 0) fail("cannot " + verb + " the delegates of " + std::to_string(id));
+    } else if (verb != "list") {
+        throw UsageError{"delegates set|override|list"};
+    }
+    VURO_TARN_DELEGATE* list = NULL;
+    size_t count = 0;
+    if (VUROTARNDelegateListByTarget(id, (int)type, &list, &count) != 0) {
+        fail("cannot list the delegates of " + std::to_string(id));
+    }
+    printJson(listJson(list));
+    VUROTARNDelegateListFree(&list);
+    return 0;
+}
+
+int cmdDeleteTree(const Args& args) {
+    Json::Value j;
+    if (args.has("sn")) {
+        if (VUROTARNPeerDeleteAllBySN(args.get("sn").c_str()) != 0) fail("cannot delete");
+        j["deleted_sn"] = args.get("sn");
+    } else {
+        long type = 0;
+        long id = nodeArgs(args, &type, "delete-tree");
+        int r = type == VURO_TARN_TYPE_OU ? VUROTARNOuDeleteAllByID(id)
+                                          : VUROTARNPeerDeleteAllByID(id);
+        if (r != 0) fail("cannot delete node " + std::to_string(id));
+        j[type == VURO_TARN_TYPE_OU ? "deleted_ou" : "deleted_peer"] = (Json::Int64)id;
+    }
+    printJson(j);
+    return 0;
+}
+
+}  // namespace tarncli

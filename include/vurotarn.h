@@ -13,6 +13,7 @@
 #include "vurotarndelegate.h"
 #include "vurotarndelegate_target.h"
 #include "vurotarngpo.h"
+#include "vurotarngpo_delegate.h"
 #include "vurotarngpo_evaluate.h"
 #include "vurotarngpo_link.h"
 #include "vurotarnou.h"

@@ -143,13 +143,20 @@ TEST_F(CliTest, PolicyEngineCommands) {
     EXPECT_EQ("Base", j[0]["gpo_name"].asString());  // enforced at the root comes first
     ASSERT_EQ(0, tarn({"evaluate", "--peer", peer}, &j));
     EXPECT_EQ("Base", j["gpo_content"]["Samba"]["gpo_name"].asString());
-    ASSERT_EQ(0, tarn({"evaluate", "--peer", peer, "--link-order", "[{\"id\":" + local + "}]"},
-                      &j));
+    ASSERT_EQ(0,
+              tarn({"evaluate", "--peer", peer, "--link-order", "[{\"id\":" + local + "}]"}, &j));
     EXPECT_EQ("Local", j["gpo_content"]["Samba"]["gpo_name"].asString());
+    ASSERT_EQ(0, tarn({"evaluate", "--peer", peer, "--explain", "--json"}, &j));
+    EXPECT_EQ("Base", j["sets"]["Samba"]["winner"]["gpo_name"].asString());
+    EXPECT_EQ("later in the order", j["sets"]["Samba"]["losers"][0]["reason"].asString());
+    std::string text;
+    ASSERT_EQ(0,
+              runProgram({TARN_CLI_PATH, "--root", root_, "evaluate", "--peer", peer, "--explain"},
+                         &text));
+    EXPECT_NE(std::string::npos, text.find("won by   Base (gpo " + base + ")")) << text;
 
-    ASSERT_EQ(0, tarn({"delegates", "set", "--ou", ou, "--users", "carol,ghost", "--groups",
-                       "ops"},
-                      &j));
+    ASSERT_EQ(
+        0, tarn({"delegates", "set", "--ou", ou, "--users", "carol,ghost", "--groups", "ops"}, &j));
     ASSERT_EQ(2u, j.size());  // the unknown user dropped
     ASSERT_EQ(0, tarn({"delegates", "list", "--ou", ou}, &j));
     EXPECT_EQ(2u, j.size());

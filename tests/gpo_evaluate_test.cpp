@@ -86,3 +86,38 @@ TEST_F(EvaluateTest, EmptyCasesAndAllOrNothingFailures) {
     sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":9}]}' WHERE id=0");
     EXPECT_EQ(-1, VUROTARNGpoGetEvaluateStr(2, VURO_TARN_TYPE_OU, text, FALSE, nullptr));
 }
+
+TEST_F(EvaluateTest, ExplainNamesWinnersAndWhyTheOthersLost) {
+    Json::Value j;
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(1, VURO_TARN_TYPE_OU, j));
+    const Json::Value& samba = j["sets"]["Samba"];
+    EXPECT_EQ(1, samba["winner"]["gpo_id"].asInt());
+    EXPECT_EQ(1, samba["winner"]["override"].asInt());
+    EXPECT_EQ(1, samba["winner"]["node_id"].asInt());
+    ASSERT_EQ(1u, samba["losers"].size());
+    EXPECT_EQ(4, samba["losers"][0]["gpo_id"].asInt());
+    EXPECT_EQ("later in the order", samba["losers"][0]["reason"].asString());
+    EXPECT_EQ(5, j["sets"]["X"]["winner"]["gpo_id"].asInt());
+    // The explanation agrees with the evaluation itself.
+    Json::Value effective(Json::objectValue);
+    ASSERT_OK(VUROTARNGpoGetEvaluate(1, VURO_TARN_TYPE_OU, effective, nullptr));
+    EXPECT_EQ(effective, j["effective"]);
+    for (const std::string& set : effective["gpo_content"].getMemberNames()) {
+        EXPECT_EQ(effective["gpo_content"][set]["gpo_id"], j["sets"][set]["winner"]["gpo_id"]);
+    }
+
+    // Below a blocking OU the plain links above are cut off, and say so.
+    sql("INSERT INTO ou(id, name, parent_id, block_inheritance) VALUES (10,'blocks',1,1),"
+        "(11,'broken',1,0); UPDATE ou SET linked_gpo='{bad' WHERE id=11;");
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(10, VURO_TARN_TYPE_OU, j));
+    EXPECT_EQ(1, j["sets"]["Samba"]["winner"]["gpo_id"].asInt());
+    EXPECT_FALSE(j["sets"]["X"].isMember("winner"));
+    ASSERT_EQ(2u, j["sets"]["X"]["losers"].size());
+    EXPECT_EQ("cut off by the block of ou 10", j["sets"]["X"]["losers"][0]["reason"].asString());
+    // An unreadable link text fails the evaluation; the explanation names it.
+    std::string text;
+    EXPECT_EQ(-1, VUROTARNGpoGetEvaluateStr(11, VURO_TARN_TYPE_OU, text, FALSE, nullptr));
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(11, VURO_TARN_TYPE_OU, j));
+    ASSERT_EQ(1u, j["unreadable_links"].size());
+    EXPECT_EQ(11, j["unreadable_links"][0]["node_id"].asInt());
+}

@@ -67,6 +67,9 @@ tarn order --peer "$nas1" | grep -E '"(gpo_name|override|node_id)" :'
 step "Its effective policy: each set from the first policy that has it"
 tarn evaluate --peer "$nas1" --human
 
+step "Why: each set's winner, and why the others lost"
+tarn evaluate --peer "$nas1" --explain
+
 step "The lab server: the enforced Baseline wins Time even over the server's own link"
 tarn evaluate --peer "$nas2"
 

@@ -12,6 +12,7 @@
 #include "vurotarn_tree.h"
 #include "vurotarn_uid.h"
 #include "vurotarngpo_link.h"
+#include "tarngpo-ext/gpo_ext_int.h"
 
 #define VUROTARN_STEP_FAILED(call) \
     (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
@@ -96,7 +97,47 @@ int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_
     return 0;
 }
 
-int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPath) {
+/* Adds one node's links of one kind. When pPassedOver is given (the
+ * explanation of an evaluation) a text that does not parse is noted there
+ * and the walk goes on; otherwise it fails the walk. */
+int orderAdd(Json::Value& jGpoLink, const char* szLink, BOOL blOverride, long id, int type,
+             Json::Value* pPassedOver) {
+    if (pPassedOver == NULL) {
+        if (VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, blOverride, id, type))) {
+            return -1;
+        }
+        return 0;
+    }
+    if (VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, blOverride, id, type) < 0) {
+        Json::Value jNote;
+        jNote["node_id"] = (Json::Int64)id;
+        jNote["node_type"] = type;
+        jNote["reason"] = "link text unreadable";
+        // Both passes read the text: note the node once.
+        for (const Json::Value& j : *pPassedOver) {
+            if (j == jNote) return 0;
+        }
+        pPassedOver->append(jNote);
+    }
+    return 0;
+}
+
+/* Notes the plain links of a node that a block keeps out of the order. */
+void orderNoteBlocked(Json::Value* pPassedOver, const Json::Value& jGpoLink, const char* szLink,
+                      long id, int type, const std::string& reason) {
+    Json::Value jCut(Json::arrayValue);
+    if (orderAdd(jCut, szLink, FALSE, id, type, pPassedOver) < 0) return;
+    for (Json::Value jElem : jCut) {
+        if (findNodeInJson((long)jElem["id"].asInt64(), const_cast<Json::Value&>(jGpoLink))) {
+            continue;  // the policy stands in the order through another link
+        }
+        jElem["reason"] = reason;
+        pPassedOver->append(jElem);
+    }
+}
+
+int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPath,
+              Json::Value* pPassedOver) {
     if (type == VURO_TARN_TYPE_PEER) {
         if (VUROTARN_STEP_FAILED(VUROTARNPeerListTreePath(idInput, pOuPath))) return -1;
     } else if (type == VURO_TARN_TYPE_OU) {
@@ -111,8 +152,7 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
     // Enforced links, from the root down; blocks do not stop them.
     for (int i = pOuPath->nItem - 1; i >= 0; i--) {
         if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
-            VUROTARN_STEP_FAILED(
-                VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, TRUE, id, VURO_TARN_TYPE_OU))) {
+            orderAdd(jGpoLink, szLink, TRUE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
             return -1;
         }
     }
@@ -123,25 +163,30 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
         if (VUROTARN_STEP_FAILED(VUROTARNPeerGet(idInput, &peer)) ||
             VUROTARN_STEP_FAILED(VUROTARNPeerItemGetBlockInheritance(&peerBlock, &peer)) ||
             VUROTARN_STEP_FAILED(VUROTARNPeerItemGetLinkedGPO(szLink, sizeof(szLink), &peer)) ||
-            VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, TRUE, idInput,
-                                                         VURO_TARN_TYPE_PEER)) ||
-            VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, FALSE, idInput,
-                                                         VURO_TARN_TYPE_PEER))) {
+            orderAdd(jGpoLink, szLink, TRUE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) < 0 ||
+            orderAdd(jGpoLink, szLink, FALSE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) < 0) {
             return -1;
         }
     }
-    if (peerBlock != 0) {
-        return 0;
-    }
     // Plain links, from the nearest OU up, to the first OU that blocks.
+    std::string strBlockedBy =
+        peerBlock != 0 ? "cut off by the block of peer " + std::to_string(idInput) : "";
     for (int i = 0; i < pOuPath->nItem; i++) {
-        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
-            VUROTARN_STEP_FAILED(
-                VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, FALSE, id, VURO_TARN_TYPE_OU))) {
+        if (!strBlockedBy.empty() && pPassedOver == NULL) {
+            break;
+        }
+        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0) {
+            return -1;
+        }
+        if (!strBlockedBy.empty()) {
+            orderNoteBlocked(pPassedOver, jGpoLink, szLink, id, VURO_TARN_TYPE_OU, strBlockedBy);
+            continue;
+        }
+        if (orderAdd(jGpoLink, szLink, FALSE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
             return -1;
         }
         if (block != 0) {
-            break;
+            strBlockedBy = "cut off by the block of ou " + std::to_string(id);
         }
     }
     return 0;
@@ -159,7 +204,18 @@ int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
         VUROTARN_TRACE_LOCATED("malloc list failed");
         return -1;
     }
-    int ret = orderWalk(idInput, type, jGpoLink, pOuPath);
+    int ret = orderWalk(idInput, type, jGpoLink, pOuPath, NULL);
+    QLIBCSzListFree(pOuPath);
+    return ret;
+}
+
+int vurotarnGpoOrderExplained(long id, long type, Json::Value& jGpoLink, Json::Value& jPassedOver) {
+    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
+    if (pOuPath == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc list failed");
+        return -1;
+    }
+    int ret = orderWalk(id, type, jGpoLink, pOuPath, &jPassedOver);
     QLIBCSzListFree(pOuPath);
     return ret;
 }
@@ -241,8 +297,8 @@ int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** p
         memmove(szTerm, szTerm + 1, len - 1);
     }
     char szCond[1024];
-    snprintf(szCond, sizeof(szCond),
-             " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ", szTerm, szTerm);
+    snprintf(szCond, sizeof(szCond), " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ",
+             szTerm, szTerm);
     VURO_TARN_OU* pOuHead = NULL;
     VURO_TARN_PEER* pPeerHead = NULL;
     size_t count = 0;

@@ -70,9 +70,53 @@ int cmdOrder(const Args& args) {
     return 0;
 }
 
+namespace {
+
+/* The explanation for people: one paragraph per set. */
+void explainPrint(const Json::Value& j) {
+    auto where = [](const Json::Value& e) {
+        return std::string(e["node_type"].asInt() == VURO_TARN_TYPE_PEER ? "peer " : "ou ") +
+               std::to_string(e["node_id"].asInt64()) +
+               (e["override"].asInt() == 1 ? ", enforced" : "");
+    };
+    for (const std::string& set : j["sets"].getMemberNames()) {
+        const Json::Value& s = j["sets"][set];
+        printf("%s\n", set.c_str());
+        if (s.isMember("winner")) {
+            printf("  won by   %s (gpo %lld) linked on %s\n", s["winner"]["gpo_name"].asCString(),
+                   (long long)s["winner"]["gpo_id"].asInt64(), where(s["winner"]).c_str());
+        } else {
+            printf("  applies nowhere\n");
+        }
+        for (const Json::Value& l : s["losers"]) {
+            printf("  lost by  %s (gpo %lld) linked on %s: %s\n", l["gpo_name"].asCString(),
+                   (long long)l["gpo_id"].asInt64(), where(l).c_str(), l["reason"].asCString());
+        }
+    }
+    for (const Json::Value& u : j["unreadable_links"]) {
+        printf("link text unreadable on %s %lld: the policy of this node cannot be computed\n",
+               u["node_type"].asInt() == VURO_TARN_TYPE_PEER ? "peer" : "ou",
+               (long long)u["node_id"].asInt64());
+    }
+}
+
+}  // namespace
+
 int cmdEvaluate(const Args& args) {
     long type = 0;
     long id = nodeArgs(args, &type, "evaluate");
+    if (args.flag("explain")) {
+        Json::Value j;
+        if (VUROTARNGpoGetEvaluateExplain(id, type, j) != 0) {
+            fail("cannot explain the policy of " + std::to_string(id));
+        }
+        if (args.flag("json")) {
+            printJson(j);
+        } else {
+            explainPrint(j);
+        }
+        return 0;
+    }
     std::string order = args.get("link-order");
     std::string text;
     if (VUROTARNGpoGetEvaluateStr(id, type, text, args.flag("human") ? TRUE : FALSE,
@@ -123,8 +167,8 @@ int cmdDeleteTree(const Args& args) {
     } else {
         long type = 0;
         long id = nodeArgs(args, &type, "delete-tree");
-        int r = type == VURO_TARN_TYPE_OU ? VUROTARNOuDeleteAllByID(id)
-                                          : VUROTARNPeerDeleteAllByID(id);
+        int r =
+            type == VURO_TARN_TYPE_OU ? VUROTARNOuDeleteAllByID(id) : VUROTARNPeerDeleteAllByID(id);
         if (r != 0) fail("cannot delete node " + std::to_string(id));
         j[type == VURO_TARN_TYPE_OU ? "deleted_ou" : "deleted_peer"] = (Json::Int64)id;
     }

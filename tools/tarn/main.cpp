@@ -44,6 +44,7 @@ const char* kUsage =
     "  link --ou ID | --peer ID --links '{\"order\":[{\"gpo_id\":N,\"override\":0|1}]}'\n"
     "  order --ou ID | --peer ID               the policies that apply, most important first\n"
     "  evaluate --ou ID | --peer ID [--human] [--link-order JSON]   the effective policy\n"
+    "  evaluate --ou ID | --peer ID --explain [--json]   which policy won each set, and why\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
     "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"

@@ -8,21 +8,7 @@
 
 using namespace tarntest;
 
-class CliTest : public TarnTest {
-protected:
-    int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr) {
-        args.insert(args.begin(), {TARN_CLI_PATH, "--root", root_});
-        std::string out;
-        int rc = runProgram(args, &out);
-        if (pOut) {
-            Json::CharReaderBuilder b;
-            std::string errs;
-            std::istringstream in(out);
-            if (!Json::parseFromStream(b, in, pOut, &errs)) *pOut = Json::Value("<not json>");
-        }
-        return rc;
-    }
-};
+class CliTest : public TarnTest {};
 
 TEST_F(CliTest, OuCommandsPrintJson) {
     Json::Value j;

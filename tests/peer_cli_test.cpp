@@ -11,18 +11,6 @@ using namespace tarntest;
 
 class PeerCliTest : public TarnTest {
 protected:
-    int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr) {
-        args.insert(args.begin(), {TARN_CLI_PATH, "--root", root_});
-        std::string out;
-        int rc = runProgram(args, &out);
-        if (pOut) {
-            Json::CharReaderBuilder b;
-            std::string errs;
-            std::istringstream in(out);
-            if (!Json::parseFromStream(b, in, pOut, &errs)) *pOut = Json::Value("<not json>");
-        }
-        return rc;
-    }
     static std::vector<std::string> serials(const Json::Value& list) {
         std::vector<std::string> out;
         for (const Json::Value& j : list) out.push_back(j["sn"].asString());

@@ -125,6 +125,19 @@ std::string TarnTest::sqlValue(const std::string& query) {
     return value;
 }
 
+int TarnTest::tarn(std::vector<std::string> args, Json::Value* pOut) {
+    args.insert(args.begin(), {TARN_CLI_PATH, "--root", root_});
+    std::string out;
+    int rc = runProgram(args, &out);
+    if (pOut) {
+        Json::CharReaderBuilder b;
+        std::string errs;
+        std::istringstream in(out);
+        if (!Json::parseFromStream(b, in, pOut, &errs)) *pOut = Json::Value("<not json>");
+    }
+    return rc;
+}
+
 void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
     mkdir(dir.c_str(), 0755);

@@ -5,6 +5,7 @@
 #define TARN_TEST_H
 
 #include <gtest/gtest.h>
+#include <json/json.h>
 #include <sys/types.h>
 
 #include <string>
@@ -55,6 +56,9 @@ protected:
     /* Runs one SQL text on the main database outside the library. */
     void sql(const std::string& text);
     std::string sqlValue(const std::string& query);
+    /* Runs the tarn tool on this root; its exit status, and its stdout
+     * parsed as JSON into *pOut ("<not json>" when it is not). */
+    int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr);
     /* Installs an executable shell plug-in at the plug-in path "mod/hook". */
     void pluginInstall(const std::string& name, const std::string& body);
 

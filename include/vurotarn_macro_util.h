@@ -39,33 +39,32 @@ VUROTARN_API void VUROTARNTraceAction(const char* file, int line, const char* sz
 
 /* Argument check. The text is the condition after macro expansion, so NULL
  * reads "__null" as the compiler spells it. */
-#define VUROTARN_ARG_CHECK(lhs, op, rhs, failure)                                        \
-    do {                                                                                 \
-        if (!((lhs)op(rhs))) {                                                           \
-            VUROTARNArgCheckFail(__FILE__, __LINE__, VUROTARN_XSTR(lhs op rhs),          \
-                                 VUROTARNArgInt(rhs));                                   \
-            failure;                                                                     \
-        }                                                                                \
+#define VUROTARN_ARG_CHECK(lhs, op, rhs, failure)                               \
+    do {                                                                        \
+        if (!((lhs)op(rhs))) {                                                  \
+            VUROTARNArgCheckFail(__FILE__, __LINE__, VUROTARN_XSTR(lhs op rhs), \
+                                 VUROTARNArgInt(rhs));                          \
+            failure;                                                            \
+        }                                                                       \
     } while (0)
 
 /* The same check with the condition's text as written, unexpanded. */
-#define VUROTARN_ARG_CHECK_RAW(lhs, op, rhs, failure)                                    \
-    do {                                                                                 \
-        if (!((lhs)op(rhs))) {                                                           \
-            VUROTARNArgCheckFail(__FILE__, __LINE__, #lhs " " #op " " #rhs,              \
-                                 VUROTARNArgInt(rhs));                                   \
-            failure;                                                                     \
-        }                                                                                \
+#define VUROTARN_ARG_CHECK_RAW(lhs, op, rhs, failure)                                             \
+    do {                                                                                          \
+        if (!((lhs)op(rhs))) {                                                                    \
+            VUROTARNArgCheckFail(__FILE__, __LINE__, #lhs " " #op " " #rhs, VUROTARNArgInt(rhs)); \
+            failure;                                                                              \
+        }                                                                                         \
     } while (0)
 
 /* The same check with a text made by the caller (shared code that speaks
  * for several families, whose argument names differ). */
-#define VUROTARN_ARG_CHECK_TEXT(cond, szText, value, failure)                            \
-    do {                                                                                 \
-        if (!(cond)) {                                                                   \
-            VUROTARNArgCheckFail(__FILE__, __LINE__, (szText), (value));                 \
-            failure;                                                                     \
-        }                                                                                \
+#define VUROTARN_ARG_CHECK_TEXT(cond, szText, value, failure)            \
+    do {                                                                 \
+        if (!(cond)) {                                                   \
+            VUROTARNArgCheckFail(__FILE__, __LINE__, (szText), (value)); \
+            failure;                                                     \
+        }                                                                \
     } while (0)
 
 /* Plain operation message at LOG_ERR with the "file:line " prefix. */
@@ -87,8 +86,7 @@ VUROTARN_API void VUROTARNTraceAction(const char* file, int line, const char* sz
 
 /* Evaluates cond once; when it is false writes the condition trace. Gives
  * the truth of cond. */
-#define VUROTARN_CHECK(cond) \
-    ((cond) ? true : (VUROTARNTraceCond(__FILE__, __LINE__, #cond), false))
+#define VUROTARN_CHECK(cond) ((cond) ? true : (VUROTARNTraceCond(__FILE__, __LINE__, #cond), false))
 
 /* Privilege bracket: raise the effective ids to root around a piece of work
  * and put them back. Real and saved ids never change. */

@@ -18,18 +18,15 @@ VUROTARN_API BOOL VUROTARNIsAdminGroup(uid_t uid);
 VUROTARN_API BOOL VUROTARNIsAdminGroupByUidStr(const char* szUid);
 /* The groups of a user, as gids (blGid) or names, pushed on *ppGroupList. */
 VUROTARN_API int VUROTARNGetGroupListByUid(uid_t uid, PQLIBSZLIST* ppGroupList, BOOL blGid);
-VUROTARN_API int VUROTARNGetGroupListByUidStr(const char* szUid, PQLIBSZLIST* ppList,
-                                              BOOL blGid);
+VUROTARN_API int VUROTARNGetGroupListByUidStr(const char* szUid, PQLIBSZLIST* ppList, BOOL blGid);
 VUROTARN_API int VUROTARNDelegateListClassify(VURO_TARN_DELEGATE_LIST listDelegate,
-                                              VURO_TARN_OU** ppHeadOu,
-                                              VURO_TARN_PEER** ppHeadPeer,
+                                              VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
                                               VURO_TARN_GPO** ppHeadGpo);
 VUROTARN_API int VUROTARNListOneLevelByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
                                                VURO_TARN_PEER** ppHeadPeer,
                                                VURO_TARN_GPO** ppHeadGpo);
 VUROTARN_API int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
-                                           VURO_TARN_PEER** ppHeadPeer,
-                                           VURO_TARN_GPO** ppHeadGpo);
+                                           VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo);
 VUROTARN_API int VUROTARNListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu,
                                        VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo);
 VUROTARN_API int VUROTARNObjectListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu,

@@ -55,8 +55,8 @@ VUROTARN_API int VUROTARNOuDeleteMultiple(long* ids, size_t cID);
 VUROTARN_API int VUROTARNOuDeleteAll();
 VUROTARN_API int VUROTARNOuList(const PQLIBSZHASH pParms, VURO_TARN_OU_LIST* pOuList,
                                 size_t* pTotalCount);
-VUROTARN_API int VUROTARNOuListAll(VURO_TARN_OU_LIST* pOuList,
-                                   BOOL (*isKeep)(VURO_TARN_OU*, void*), void* private_data);
+VUROTARN_API int VUROTARNOuListAll(VURO_TARN_OU_LIST* pOuList, BOOL (*isKeep)(VURO_TARN_OU*, void*),
+                                   void* private_data);
 
 /* Hook layer */
 VUROTARN_API int VUROTARNOuPluginInit(VURO_TARN_OU_PLUGIN_ENV* pstEnvVar, const char* szPlugin,

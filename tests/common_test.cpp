@@ -90,8 +90,8 @@ TEST(Diagnostics, TraceShapesAndTerminalTwin) {
     close(fds[0]);
     std::string term(buf, n > 0 ? (size_t)n : 0);
 
-    std::string euidPid = "(euid=" + std::to_string(geteuid()) + ")(pid=" +
-                          std::to_string(getpid()) + ")";
+    std::string euidPid =
+        "(euid=" + std::to_string(geteuid()) + ")(pid=" + std::to_string(getpid()) + ")";
     const auto& lines = logLines();
     ASSERT_GE(lines.size(), 8u) << logDump();
     EXPECT_NE(std::string::npos, lines[0].text.find(euidPid + "get gpo failed, id=42\n"));
@@ -133,7 +133,8 @@ static int bracketRaisesAndRestores() {
     if (logCount("WARNING: setresgid(-1, 0, -1)") != 1) return 2;
     if (logCount("WARNING: setresuid(-1, 0, -1)") != 1) return 3;
     if (logLines()[0].priority != (LOG_AUTH | LOG_INFO)) return 4;
-    if (logLines()[0].text.find("WARNING: setresgid") == std::string::npos) return 5;  // group first
+    if (logLines()[0].text.find("WARNING: setresgid") == std::string::npos)
+        return 5;  // group first
     logClear();
     LEAVECriticalSection(priv);
     if (geteuid() != 65534 || getegid() != 65534 || errno != 0) return 6;
@@ -208,15 +209,17 @@ static std::string condition(std::initializer_list<std::pair<const char*, const 
 }
 
 TEST(SqlText, ConditionBuilder) {
-    EXPECT_EQ(" where  parent_id='3'  order by  \"name\"    COLLATE NOCASE DESC    limit '10'  "
-              "  offset '0'  ",
-              condition({{"sort_by", "name"},
-                         {"sort_direction", "DESC"},
-                         {"limit", "10"},
-                         {"offset", "0"},
-                         {"parent_id", "3"}}));
+    EXPECT_EQ(
+        " where  parent_id='3'  order by  \"name\"    COLLATE NOCASE DESC    limit '10'  "
+        "  offset '0'  ",
+        condition({{"sort_by", "name"},
+                   {"sort_direction", "DESC"},
+                   {"limit", "10"},
+                   {"offset", "0"},
+                   {"parent_id", "3"}}));
     EXPECT_EQ("", condition({}));
-    EXPECT_EQ(" order by  \"a\"   , b  ", condition({{"sort_by_no_escape", "b"}, {"sort_by", "a"}}));
+    EXPECT_EQ(" order by  \"a\"   , b  ",
+              condition({{"sort_by_no_escape", "b"}, {"sort_by", "a"}}));
     // No sort key: no "order by"; SQLite refuses it later.
     EXPECT_EQ("  COLLATE NOCASE ASC  ", condition({{"sort_direction", "ASC"}}));
     EXPECT_EQ("  limit 'ten'  ", condition({{"limit", "ten"}}));
@@ -274,8 +277,8 @@ static pid_t lockHolder(const std::string& dbPath, int holdMs, int* pReleaseFd) 
         sqlite3* db = nullptr;
         sqlite3_open(dbPath.c_str(), &db);
         char* err = nullptr;
-        if (sqlite3_exec(db, "BEGIN EXCLUSIVE; UPDATE ou SET pid=pid WHERE id=0;", nullptr,
-                         nullptr, &err) != SQLITE_OK) {
+        if (sqlite3_exec(db, "BEGIN EXCLUSIVE; UPDATE ou SET pid=pid WHERE id=0;", nullptr, nullptr,
+                         &err) != SQLITE_OK) {
             _exit(3);
         }
         (void)!write(ready[1], "x", 1);
@@ -338,8 +341,9 @@ TEST_F(SqlStepTest, OtherErrorsAreTracedAtOnceWithoutRetry) {
     EXPECT_EQ(-1, VUROTARNOuGet(1, &ou));
     EXPECT_EQ(1, execCount());
     EXPECT_EQ(0, sleepCount());
-    EXPECT_TRUE(logHas("Exec sql:[PRAGMA foreign_keys=ON;SELECT * FROM ou WHERE id=1 ;] error: "
-                       "no such table: ou"))
+    EXPECT_TRUE(
+        logHas("Exec sql:[PRAGMA foreign_keys=ON;SELECT * FROM ou WHERE id=1 ;] error: "
+               "no such table: ou"))
         << logDump();
 }
 
@@ -354,7 +358,8 @@ TEST_F(SqlStepTest, TransactionsNestAndCommitOnce) {
         execCountReset("TRANSACTION");
         if (VUROTARNBeginTranscation() != 0 || VUROTARNBeginTranscation() != 0) _exit(3);
         if (execCount() != 1) _exit(4);  // one BEGIN
-        if (sqlite3_exec(vurotarn_sqlite_db, "INSERT INTO ou(name) VALUES('txn')", 0, 0, 0)) _exit(5);
+        if (sqlite3_exec(vurotarn_sqlite_db, "INSERT INTO ou(name) VALUES('txn')", 0, 0, 0))
+            _exit(5);
         if (VUROTARNCommitTranscation() != 0 || execCount() != 1) _exit(6);  // no COMMIT yet
         if (sqlite3_get_autocommit(vurotarn_sqlite_db)) _exit(7);
         if (VUROTARNCommitTranscation() != 0 || execCount() != 2) _exit(8);

@@ -32,7 +32,6 @@ protected:
         VUROTARNDelegateListFree(&list);
         return ids;
     }
-
 };
 
 TEST_F(DelegateTest, WideIdsAreKeptWhole) {

@@ -138,8 +138,8 @@ TEST_F(GpoLinkTest, LinkTargetsAndRemoval) {
     EXPECT_EQ(-1, VUROTARNGpoDeleteAllByID(B + 100));  // no links, no row: Delete fails
     char out[64];
     EXPECT_EQ(-1, VUROTARNGpoDeleteGpoLinkById(1, "{}", out, sizeof(out)));
-    EXPECT_OK(VUROTARNGpoDeleteGpoLinkById(1, "{\"order\":[{\"id\":1},{\"id\":2}],\"x\":1}",
-                                           out, sizeof(out)));
+    EXPECT_OK(VUROTARNGpoDeleteGpoLinkById(1, "{\"order\":[{\"id\":1},{\"id\":2}],\"x\":1}", out,
+                                           sizeof(out)));
     EXPECT_STREQ("{\"order\":[{\"id\":2}],\"x\":1}", out);
 
     Json::Value req, data;

@@ -31,7 +31,6 @@ protected:
         VUROTARNGpoListFree(&list);
         return ids;
     }
-
 };
 
 TEST_F(GpoTest, OwnedByOusAndPeersAndListedByOwner) {

@@ -14,8 +14,9 @@ class OuTest : public TarnTest {
 protected:
     /* A plug-in that appends "<action> KEY=value ..." lines for every call. */
     void recordingPlugin(const std::string& hook) {
-        pluginInstall(hook, "{ echo \"== $1\"; env | grep -E '^(RESULT|Org_|New_|PLUGIN_)' | "
-                            "sort; } >> \"$VURO_SYSROOT/hooks.log\"\n");
+        pluginInstall(hook,
+                      "{ echo \"== $1\"; env | grep -E '^(RESULT|Org_|New_|PLUGIN_)' | "
+                      "sort; } >> \"$VURO_SYSROOT/hooks.log\"\n");
     }
 
     /* The recorded calls: one map of arguments per action, in call order. */
@@ -240,7 +241,11 @@ TEST_F(OuTest, ListsRunOppositeToTheQuery) {
 
     // A filter with no private data filters nothing; with data it does.
     ASSERT_OK(VUROTARNOuListAll(&list, keepNamesStartingWithB, nullptr));
-    EXPECT_EQ(5, [&] { int n = 0; for (auto p = list; p; p = p->pNext) n++; return n; }());
+    EXPECT_EQ(5, [&] {
+        int n = 0;
+        for (auto p = list; p; p = p->pNext) n++;
+        return n;
+    }());
     VUROTARNOuListFree(&list);
     ASSERT_OK(VUROTARNOuListAll(&list, keepNamesStartingWithB, (void*)"B"));
     EXPECT_EQ(c, list->id);

@@ -62,8 +62,9 @@ TEST_F(TreeTest, ChildrenOfOneNode) {
     EXPECT_EQ(-1, VUROTARNGetChildByID(1, 3, &ous, nullptr, nullptr));
     EXPECT_TRUE(logHas("Bad idType=3")) << logDump();
     EXPECT_EQ(-1, VUROTARNGetChildByID(1, 2, nullptr, nullptr, nullptr));
-    EXPECT_TRUE(logHas("Invaild Argument ((__null!=pListOu || __null!=pListPeer || "
-                       "__null!=pListGpo))"));
+    EXPECT_TRUE(
+        logHas("Invaild Argument ((__null!=pListOu || __null!=pListPeer || "
+               "__null!=pListGpo))"));
 }
 
 TEST_F(TreeTest, SubtreesBreadthFirstAndAppended) {

@@ -101,8 +101,8 @@ struct TreeWalk {
 };
 
 int treeOfPeer(long id, VURO_TARN_PEER** pListPeer, VURO_TARN_GPO** pListGpo, TreeWalk& walk) {
-    if (VUROTARN_STEP_FAILED(VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL,
-                                                  &walk.pGpoListHead))) {
+    if (VUROTARN_STEP_FAILED(
+            VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL, &walk.pGpoListHead))) {
         return -1;
     }
     if (pListPeer != nullptr) {
@@ -137,8 +137,7 @@ int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
         VURO_TARN_PEER* pPeerListTmp = nullptr;
         VURO_TARN_GPO* pGpoListTmp = nullptr;
         int r = VUROTARNGetChildByID(pOuCur->id, VURO_TARN_TYPE_OU, &pOuListTmp,
-                                     blPeers ? &pPeerListTmp : NULL,
-                                     blGpos ? &pGpoListTmp : NULL);
+                                     blPeers ? &pPeerListTmp : NULL, blGpos ? &pGpoListTmp : NULL);
         // Found lists go to the walk first, so a failure frees them with it.
         *ppTail = pOuListTmp;
         vurotarnListAppend(&walk.pPeerListHead, pPeerListTmp);
@@ -161,8 +160,8 @@ int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
         for (VURO_TARN_PEER* pPeerCur = walk.pPeerListHead; pPeerCur != nullptr;
              pPeerCur = pPeerCur->pNext) {
             VURO_TARN_GPO* pGpoListTmp = nullptr;
-            int r = VUROTARNGetChildByID(pPeerCur->id, VURO_TARN_TYPE_PEER, NULL, NULL,
-                                         &pGpoListTmp);
+            int r =
+                VUROTARNGetChildByID(pPeerCur->id, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoListTmp);
             vurotarnListAppend(&walk.pGpoListHead, pGpoListTmp);
             if (r < 0) {
                 VUROTARNTraceLocatedCond(

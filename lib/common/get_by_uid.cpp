@@ -76,8 +76,8 @@ cleanup:
     return ret;
 }
 
-int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
-                           VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
+int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
+                           VURO_TARN_GPO** ppHeadGpo) {
     VUROTARN_ARG_CHECK(NULL, !=, pHash, return -1);
     VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
                             kAnyListText, 0, return -1);
@@ -96,9 +96,8 @@ int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
     }
     int ret = 0;
     if (count > 0) {
-        ret = VUROTARNDelegateListClassify(listDelegate, ppHeadOu, ppHeadPeer, ppHeadGpo) < 0
-                  ? -1
-                  : 0;
+        ret = VUROTARNDelegateListClassify(listDelegate, ppHeadOu, ppHeadPeer, ppHeadGpo) < 0 ? -1
+                                                                                              : 0;
         if (ppHeadOu) vurotarnListUnique(ppHeadOu);
         if (ppHeadPeer) vurotarnListUnique(ppHeadPeer);
         if (ppHeadGpo) vurotarnListUnique(ppHeadGpo);
@@ -204,7 +203,8 @@ int VUROTARNListOneLevelByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
     ListHolder<VURO_TARN_PEER> userPeer, groupPeer;
     ListHolder<VURO_TARN_GPO> userGpo, groupGpo;
     if (listOneLevelByUGidHash(hashUser.get(), ppHeadOu ? &userOu.p : NULL,
-                               ppHeadPeer ? &userPeer.p : NULL, ppHeadGpo ? &userGpo.p : NULL) < 0 ||
+                               ppHeadPeer ? &userPeer.p : NULL,
+                               ppHeadGpo ? &userGpo.p : NULL) < 0 ||
         uidHash2GidHash(hashUser.get(), hashGroup.get()) < 0) {
         return -1;
     }
@@ -276,7 +276,8 @@ int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
     listFoundOu.handTo(ppHeadOu);
     if (ppHeadPeer != NULL || ppHeadGpo != NULL) {
         for (VURO_TARN_PEER* pPeer = listFoundPeer.p; pPeer != NULL; pPeer = pPeer->pNext) {
-            if (VUROTARN_STEP_FAILED(VUROTARNGetTreeByPeerObj(pPeer, NULL, ppHeadPeer, ppHeadGpo))) {
+            if (VUROTARN_STEP_FAILED(
+                    VUROTARNGetTreeByPeerObj(pPeer, NULL, ppHeadPeer, ppHeadGpo))) {
                 return -1;
             }
         }

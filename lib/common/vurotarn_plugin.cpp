@@ -6,8 +6,8 @@
 #include "vurotarn_plugin.h"
 
 static const VUROTARN_PLUGIN_MODULE_MAP VUROTARN_moduleMap[] = {
-    {"tarngpo", 1, 0},   {"tarnou", 1, 0},  {"tarnpeer", 1, 0}, {"tarndelegate", 1, 0},
-    {"tarnpkg", 1, 0},   {"tarnapp", 1, 0}, {NULL, -1, -1},
+    {"tarngpo", 1, 0}, {"tarnou", 1, 0},  {"tarnpeer", 1, 0}, {"tarndelegate", 1, 0},
+    {"tarnpkg", 1, 0}, {"tarnapp", 1, 0}, {NULL, -1, -1},
 };
 
 static const VUROTARN_PLUGIN_MODULE_MAP* pluginModuleFind(const char* szModule) {

@@ -65,11 +65,10 @@ std::string vurotarnFieldToText(const typename VurotarnMemberOf<decltype(M)>::Cl
     }
 }
 
-#define VUROTARN_FIELD(Rec, member, column, hook)                                        \
-    VurotarnField<Rec> {                                                                 \
-        column, hook,                                                                    \
-            std::is_same_v<decltype(Rec::member), std::string>,                          \
-            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>   \
+#define VUROTARN_FIELD(Rec, member, column, hook)                                      \
+    VurotarnField<Rec> {                                                               \
+        column, hook, std::is_same_v<decltype(Rec::member), std::string>,              \
+            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member> \
     }
 
 /* One operation message: a plain "file:line " line, or (for the families
@@ -142,8 +141,8 @@ struct VurotarnRecord {
 
     template <class V>
     static int itemSetValue(Rec* p, V val, V Rec::*member) {
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         p->*member = val;
         return 0;
     }
@@ -205,7 +204,7 @@ struct VurotarnRecord {
         pstEnvVar->iResult = 0;
         if (VUROTARNPluginInit(T::kModule, szPlugin, &pstEnvVar->pPlugin) < 0) {
             VUROTARN_REPORT(false, "Fail to init plugin [%s] " VUROTARN_ERRSTORE_FMT, T::kModule,
-                         VUROTARN_ERRSTORE_ARGS);
+                            VUROTARN_ERRSTORE_ARGS);
             return -1;
         }
         return 0;
@@ -307,8 +306,8 @@ struct VurotarnRecord {
     /* -- operation layer -- */
 
     static int create(Rec* p) {
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         Env* env = hooksBefore(T::kHookCreate, NULL, p);
         int result = 0;
         if (createSqlite(p) < 0) {
@@ -322,8 +321,8 @@ struct VurotarnRecord {
 
     static int set(Rec* p) {
         Rec tmp;
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         const bool blTrace = T::kSetReportsAsTrace;
         Env* env = NULL;
         int result = -1;
@@ -354,12 +353,13 @@ struct VurotarnRecord {
         int result = -1;
         if (get(id, &tmp) < 0) {
             VUROTARN_REPORT(false, "get %s failed. id:[%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
-                         T::idText(id).c_str(), VUROTARN_ERRSTORE_ARGS);
+                            T::idText(id).c_str(), VUROTARN_ERRSTORE_ARGS);
         } else {
             env = hooksBefore(T::kHookDelete, &tmp, NULL);
             result = 0;
             if (deleteSqlite(id) < 0) {
-                VUROTARN_REPORT(false, "Failed to delete %s, id = [%s]", T::kWord, T::idText(id).c_str());
+                VUROTARN_REPORT(false, "Failed to delete %s, id = [%s]", T::kWord,
+                                T::idText(id).c_str());
                 result = -1;
             }
         }
@@ -369,27 +369,27 @@ struct VurotarnRecord {
     }
 
     static int save(Rec* p) {
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         if (T::isNewId(p->id)) {
             if (create(p) < 0) {
                 VUROTARN_REPORT(false, "Create %s failed. " VUROTARN_ERRSTORE_FMT, T::kWord,
-                             VUROTARN_ERRSTORE_ARGS);
+                                VUROTARN_ERRSTORE_ARGS);
                 return -1;
             }
             return 0;
         }
         if (set(p) < 0) {
             VUROTARN_REPORT(false, "Set %s failed. [%s] " VUROTARN_ERRSTORE_FMT, T::kWord,
-                         T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
+                            T::idText(p->id).c_str(), VUROTARN_ERRSTORE_ARGS);
             return -1;
         }
         return 0;
     }
 
     static int get(Id id, Rec* p) {
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         int r = getMultipleSqlite(&id, 1, p);
         if (r < T::kGetFoundMin) {
             VUROTARN_REPORT(false, "Failed to get %s, id = [%s]", T::kWord, T::idText(id).c_str());
@@ -399,8 +399,8 @@ struct VurotarnRecord {
     }
 
     static int getMultiple(Id* ids, size_t cID, Rec* p) {
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         VUROTARN_ARG_CHECK(0, <, cID, return -1);
         int r = getMultipleSqlite(ids, cID, p);
         if (r < T::kGetFoundMin) {
@@ -411,9 +411,8 @@ struct VurotarnRecord {
     }
 
     static int createMultiple(Rec* pList) {
-        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
-                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
-                                return -1);
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
+                                0, return -1);
         for (Rec* p = pList; p != NULL; p = p->pNext) {
             if (create(p) < 0) {
                 return -1;
@@ -423,9 +422,8 @@ struct VurotarnRecord {
     }
 
     static int setMultiple(Rec* pList) {
-        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
-                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
-                                return -1);
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
+                                0, return -1);
         for (Rec* p = pList; p != NULL; p = p->pNext) {
             if (set(p) < 0) {
                 return -1;
@@ -473,9 +471,8 @@ struct VurotarnRecord {
     }
 
     static int listAll(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
-        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
-                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
-                                return -1);
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
+                                0, return -1);
         if (listAllSqlite(pList, isKeep, private_data) < 0) {
             VUROTARN_REPORT(false, "Failed to get list of %s.", T::kWord);
             return -1;
@@ -501,8 +498,8 @@ struct VurotarnRecord {
     static int createSqlite(Rec* p) {
         long pid = (long)getpid();
         VurotarnConnection db;
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         if constexpr (T::kKeyedUpsert) {
             return upsertSqlite(db, p);
         } else {
@@ -535,8 +532,7 @@ struct VurotarnRecord {
         } else {
             long pid = (long)getpid();
             VurotarnConnection db;
-            VUROTARN_ARG_CHECK_TEXT(p != NULL,
-                                    vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+            VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                     return -1);
             p->mtime = time(NULL);
             VurotarnSqlText sql(T::updateSql(*p, pid));
@@ -606,8 +602,8 @@ struct VurotarnRecord {
     /* 1 when a row was read into p, 0 when none, -1 on failure. */
     static int getMultipleSqlite(const Id* ids, size_t cID, Rec* p) {
         VurotarnConnection db;
-        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(),
-                                0, return -1);
+        VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
+                                return -1);
         VUROTARN_ARG_CHECK(0, <, cID, return -1);
         char szSQL[4096];
         sqlite3_snprintf(sizeof(szSQL), szSQL, "SELECT * FROM %s WHERE id=%s ", T::kTable,
@@ -643,9 +639,8 @@ struct VurotarnRecord {
     }
 
     static int listAllSqlite(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
-        VUROTARN_ARG_CHECK_TEXT(pList != NULL,
-                                vurotarnArgText("__null != ", T::kListArg).c_str(), 0,
-                                return -1);
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
+                                0, return -1);
         Rec* pHead = listByCondition("");
         if (isKeep != NULL && private_data != NULL) {
             Rec** ppLink = &pHead;
@@ -698,13 +693,13 @@ Json::Value vurotarnJsonParsed(const std::string& text);
 
 /* The checks every StructToJson makes of its JSON arguments; a null value
  * counts as both array and object. */
-#define VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, failure)                                 \
-    do {                                                                                    \
-        VUROTARN_ARG_CHECK_TEXT((jAdditional).isNull() || (jAdditional).isArray(),          \
-                                "true == jAdditional.isArray()", (jAdditional).isArray(),   \
-                                failure);                                                   \
-        VUROTARN_ARG_CHECK_TEXT((jRet).isNull() || (jRet).isObject(),                       \
-                                "true == jRet.isObject()", (jRet).isObject(), failure);     \
+#define VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, failure)                                      \
+    do {                                                                                         \
+        VUROTARN_ARG_CHECK_TEXT((jAdditional).isNull() || (jAdditional).isArray(),               \
+                                "true == jAdditional.isArray()", (jAdditional).isArray(),        \
+                                failure);                                                        \
+        VUROTARN_ARG_CHECK_TEXT((jRet).isNull() || (jRet).isObject(), "true == jRet.isObject()", \
+                                (jRet).isObject(), failure);                                     \
     } while (0)
 
 #endif

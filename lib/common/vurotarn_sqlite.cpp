@@ -57,8 +57,8 @@ static useconds_t sqlRetrySleepTime() {
     return (useconds_t)uSleep;
 }
 
-int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
-                    const char* szSQL, VUROTARN_SQL_CALLBACK callback, void* arg) {
+int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText, const char* szSQL,
+                    VUROTARN_SQL_CALLBACK callback, void* arg) {
     char* szErrMsg = NULL;
     if (*pDb == NULL && sqlOpenChecked(pDb, szDbPath, szOpenText) != 0) {
         return -1;
@@ -267,8 +267,7 @@ cleanup:
     return ret;
 }
 
-int VUROTARNSQLIn(const char* szColumnName, PQLIBSZLIST pList, char* szSqlCond,
-                  size_t nSqlCond) {
+int VUROTARNSQLIn(const char* szColumnName, PQLIBSZLIST pList, char* szSqlCond, size_t nSqlCond) {
     VUROTARN_ARG_CHECK(NULL, !=, szColumnName, return -1);
     VUROTARN_ARG_CHECK(NULL, !=, pList, return -1);
     VUROTARN_ARG_CHECK(NULL, !=, szSqlCond, return -1);

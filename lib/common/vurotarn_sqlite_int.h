@@ -16,8 +16,8 @@ typedef int (*VUROTARN_SQL_CALLBACK)(void*, int, char**, char**);
  * szDbPath first when it is NULL. "database is locked" is retried up to 101
  * runs with a random sleep between; any other error is traced at once.
  * 0 or -1. */
-int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
-                    const char* szSQL, VUROTARN_SQL_CALLBACK callback, void* arg);
+int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText, const char* szSQL,
+                    VUROTARN_SQL_CALLBACK callback, void* arg);
 
 /* One per-call connection: opened (inside the bracket, unchecked) when
  * constructed, closed (inside the bracket) when it goes out of scope. */

@@ -95,8 +95,7 @@ void VUROTARNTraceAction(const char* file, int line, const char* szAction, const
 
 /* ---- privilege bracket ---- */
 
-static void privFailed(const char* file, int line, const char* szName, int id,
-                       const char* szStep) {
+static void privFailed(const char* file, int line, const char* szName, int id, const char* szStep) {
     char szErr[1024];
     memset(szErr, 0, sizeof(szErr));
     const char* szText = strerror_r(errno, szErr, sizeof(szErr));
@@ -108,8 +107,7 @@ static void privFailed(const char* file, int line, const char* szName, int id,
 }
 
 static void privNote(const char* file, int line, const char* szName, int id) {
-    syslog(LOG_AUTH | LOG_INFO, "%s:%d WARNING: set%s(%d, %d, %d)", file, line, szName, -1, id,
-           -1);
+    syslog(LOG_AUTH | LOG_INFO, "%s:%d WARNING: set%s(%d, %d, %d)", file, line, szName, -1, id, -1);
 }
 
 void VUROTARNPrivEnter(VUROTARN_PRIV* pSaved, const char* file, int line) {

@@ -33,10 +33,14 @@ int get_name_by_ugid(unsigned long ugid, long user_type, char* szName, size_t cb
 
 const char* domainTypeText(AUTH_TYPE domainType) {
     switch (domainType) {
-        case AUTH_LOCAL: return "local";
-        case AUTH_DOMAIN: return "domain";
-        case AUTH_LDAP: return "ldap";
-        default: return NULL;
+        case AUTH_LOCAL:
+            return "local";
+        case AUTH_DOMAIN:
+            return "domain";
+        case AUTH_LDAP:
+            return "ldap";
+        default:
+            return NULL;
     }
 }
 
@@ -76,9 +80,9 @@ int VURODelegatePrepareExtraInfo(VURO_TARN_DELEGATE* pDelegate) {
     if (0 > get_name_by_ugid(pDelegate->ugid, pDelegate->user_type, szName, sizeof(szName)) ||
         0 == szName[0]) {
         // The cache stays: a deleted account keeps its last known name.
-        VUROTARN_TRACE_COND(0 > get_name_by_ugid(pDelegate->ugid, pDelegate->user_type,
-                                                 _SAS(szName)) ||
-                            0 == szName[0]);
+        VUROTARN_TRACE_COND(
+            0 > get_name_by_ugid(pDelegate->ugid, pDelegate->user_type, _SAS(szName)) ||
+            0 == szName[0]);
         return -1;
     }
     char szDomainName[4096] = {0};

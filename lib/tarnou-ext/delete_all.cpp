@@ -19,8 +19,8 @@ int ouDeleteWithDelegates(VURO_TARN_OU* pOuHead) {
         VURO_TARN_DELEGATE* pDelegateHead = NULL;
         int r = 0;
         if (VUROTARN_STEP_FAILED(VUROTARNOuItemGetID(&idOu, pOu)) ||
-            VUROTARN_STEP_FAILED(VUROTARNDelegateListByTarget(idOu, VURO_TARN_TYPE_OU,
-                                                              &pDelegateHead, &count))) {
+            VUROTARN_STEP_FAILED(
+                VUROTARNDelegateListByTarget(idOu, VURO_TARN_TYPE_OU, &pDelegateHead, &count))) {
             return -1;
         }
         for (VURO_TARN_DELEGATE* pDelegate = pDelegateHead; pDelegate && r == 0;
@@ -77,8 +77,8 @@ int VUROTARNPeerDeleteAllByID(long idPeer) {
     if (!VUROTARN_STEP_FAILED(
             VUROTARNGetChildByID(idPeer, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoHead)) &&
         !VUROTARN_STEP_FAILED(VUROTARNGpoDeleteList(pGpoHead)) &&
-        !VUROTARN_STEP_FAILED(VUROTARNDelegateListByTarget(idPeer, VURO_TARN_TYPE_PEER,
-                                                           &pDelegateList, &count)) &&
+        !VUROTARN_STEP_FAILED(
+            VUROTARNDelegateListByTarget(idPeer, VURO_TARN_TYPE_PEER, &pDelegateList, &count)) &&
         !VUROTARN_STEP_FAILED(VUROTARNDelegateDeleteList(pDelegateList)) &&
         !VUROTARN_STEP_FAILED(VUROTARNPeerDelete(idPeer))) {
         ret = 0;

@@ -42,8 +42,8 @@ VURO_EXPORT int QLIBCErrorGetLine(void);
 
 /* ---- string hash: keys and values copied in, enumerated in insertion order ---- */
 typedef struct _tag_qlib_sz_hash_ {
-    int nSize;        /* initial size asked for; not a limit */
-    int nItemHint;    /* second size value, carried to hashes of the same kind */
+    int nSize;     /* initial size asked for; not a limit */
+    int nItemHint; /* second size value, carried to hashes of the same kind */
     void* pImpl;
 } QLIBSZHASH, *PQLIBSZHASH;
 
@@ -75,9 +75,12 @@ VURO_EXPORT int QLIBCSzListRemoveAll(PQLIBSZLIST list);
 VURO_EXPORT int QLIBCSzListSortItems(PQLIBSZLIST list, int op);
 
 /* ---- key=value files; writes are atomic (temp file and rename) ---- */
-VURO_EXPORT int QLIBCFileGetKeyValue(const char* file, const char* key, char* buf, int size, int flag);
-VURO_EXPORT int QLIBCFileSetKeyValue(const char* file, const char* key, const char* value, int flag);
-VURO_EXPORT BOOL QLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flag);
+VURO_EXPORT int QLIBCFileGetKeyValue(const char* file, const char* key, char* buf, int size,
+                                     int flag);
+VURO_EXPORT int QLIBCFileSetKeyValue(const char* file, const char* key, const char* value,
+                                     int flag);
+VURO_EXPORT BOOL QLIBCFileCheckKeyValue(const char* file, const char* key, const char* value,
+                                        int flag);
 
 /* ---- processes: fork and execv, never a shell ---- */
 /* Runs argv[0] with argv, waits, and returns its exit status (0..255), or -1
@@ -131,8 +134,8 @@ VURO_EXPORT int VUROUserGroupList(const char* szUser, gid_t group, gid_t* groups
 /* Splits "user@domain": the domain into szDomain and the user into szUser
  * (either buffer may be NULL). Positive on success, 0 when the name has no
  * at sign or an empty part, negative on bad arguments. */
-VURO_EXPORT int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbDomain,
-                                  char* szUser, size_t cbUser);
+VURO_EXPORT int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbDomain, char* szUser,
+                                  size_t cbUser);
 /* 1 when the user is a member of the administrators group (primary or
  * listed), 0 when not, -1 when the user is unknown. */
 VURO_EXPORT int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved);

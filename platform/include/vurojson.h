@@ -16,7 +16,8 @@ VUROJSON_EXPORT bool fromFile(Json::Value& v, const std::string& path);
 /* Compact text, no line end, UTF-8 kept as it is. */
 VUROJSON_EXPORT std::string toString(const Json::Value& v);
 /* Index of the first element equal to item, or Json::Value::maxUInt. */
-VUROJSON_EXPORT Json::ArrayIndex searchArrayIndex(const Json::Value& array, const Json::Value& item);
+VUROJSON_EXPORT Json::ArrayIndex searchArrayIndex(const Json::Value& array,
+                                                  const Json::Value& item);
 }  // namespace vurojson
 
 #endif

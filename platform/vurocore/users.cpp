@@ -174,8 +174,8 @@ int VUROUserGetByUID(uid_t uid, PVURO_USER* ppUser) {
 
 int VUROUserGet(const char* szName, PVURO_USER* ppUser) {
     UserEntry e;
-    bool found = szName != NULL &&
-                 userFind([&](const UserEntry& u) { return u.name == szName; }, &e);
+    bool found =
+        szName != NULL && userFind([&](const UserEntry& u) { return u.name == szName; }, &e);
     return userOut(found, e, ppUser);
 }
 

@@ -46,8 +46,8 @@ int usleep(useconds_t usec) {
 
 int sqlite3_exec(sqlite3* db, const char* sql, int (*cb)(void*, int, char**, char**), void* arg,
                  char** errmsg) {
-    using ExecFn = int (*)(sqlite3*, const char*, int (*)(void*, int, char**, char**), void*,
-                           char**);
+    using ExecFn =
+        int (*)(sqlite3*, const char*, int (*)(void*, int, char**, char**), void*, char**);
     static ExecFn real = (ExecFn)dlsym(RTLD_NEXT, "sqlite3_exec");
     if (sql != nullptr && strstr(sql, gPiece.c_str()) != nullptr) {
         gExecs++;

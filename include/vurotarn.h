@@ -16,6 +16,7 @@
 #include "vurotarngpo_delegate.h"
 #include "vurotarngpo_evaluate.h"
 #include "vurotarngpo_link.h"
+#include "vurotarngpo_version.h"
 #include "vurotarnou.h"
 #include "vurotarnpeer.h"
 

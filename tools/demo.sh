@@ -70,6 +70,10 @@ tarn evaluate --peer "$nas1" --human
 step "Why: each set's winner, and why the others lost"
 tarn evaluate --peer "$nas1" --explain
 
+step "The same policy for a reader that knows Samba version 1 only"
+tarn convert --peer "$nas1" --set-map '{"Samba":1,"Quota":1}'
+tarn convert --peer "$nas1" --set-map '{"Samba":1,"Quota":1}' --report
+
 step "The lab server: the enforced Baseline wins Time even over the server's own link"
 tarn evaluate --peer "$nas2"
 

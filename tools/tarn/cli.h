@@ -95,6 +95,7 @@ int cmdCanManage(const Args& args);
 int cmdLink(const Args& args);
 int cmdOrder(const Args& args);
 int cmdEvaluate(const Args& args);
+int cmdConvert(const Args& args);
 int cmdDelegates(const std::string& verb, const Args& args);
 int cmdDeleteTree(const Args& args);
 

@@ -128,6 +128,126 @@ int cmdEvaluate(const Args& args) {
     return 0;
 }
 
+namespace {
+
+/* What one version step did to a set: keys dropped, added (with their
+ * defaults), and changed in value. */
+Json::Value setStepDiff(const Json::Value& jFrom, const Json::Value& jTo) {
+    Json::Value j;
+    j["dropped"] = Json::Value(Json::arrayValue);
+    j["added"] = Json::Value(Json::objectValue);
+    j["changed"] = Json::Value(Json::objectValue);
+    for (const std::string& key : jFrom.getMemberNames()) {
+        if (key == "vuro_set_version" || key == "gpo_id" || key == "gpo_name") continue;
+        if (!jTo.isMember(key)) {
+            j["dropped"].append(key);
+        } else if (jTo[key] != jFrom[key]) {
+            j["changed"][key]["from"] = jFrom[key];
+            j["changed"][key]["to"] = jTo[key];
+        }
+    }
+    for (const std::string& key : jTo.getMemberNames()) {
+        if (key == "vuro_set_version" || key == "gpo_id" || key == "gpo_name") continue;
+        if (!jFrom.isMember(key)) j["added"][key] = jTo[key];
+    }
+    return j;
+}
+
+/* Steps each set of the map one version at a time through the library's
+ * own converter, and diffs each step. */
+Json::Value convertReport(const Json::Value& jEffective, const Json::Value& jSetMap, bool blFetch) {
+    Json::Value jReport(Json::objectValue);
+    const Json::Value& jContent = jEffective["gpo_content"];
+    for (const std::string& set : jSetMap.getMemberNames()) {
+        if (!jContent.isMember(set) || !jContent[set].isObject()) continue;
+        int from = jContent[set]["vuro_set_version"].asInt();
+        int to = jSetMap[set].asInt();
+        if (blFetch && from <= to) to = from;  // a fetch passes older sets on unchanged
+        Json::Value jSteps(Json::arrayValue);
+        Json::Value jCur = jContent[set];
+        for (int v = from; v != to; v += to > from ? 1 : -1) {
+            int next = v + (to > from ? 1 : -1);
+            Json::Value jGpo;
+            jGpo["gpo_content"][set] = jCur;
+            Json::Value jOne;
+            jOne[set] = next;
+            Json::Value jStep;
+            jStep["from"] = v;
+            jStep["to"] = next;
+            if (VUROTARNGpoGetWithVersionConvert(jGpo, jOne) != 0) {
+                jStep["error"] = "no conversion";
+                jSteps.append(jStep);
+                break;
+            }
+            Json::Value jNext = jGpo["gpo_content"][set];
+            Json::Value jDiff = setStepDiff(jCur, jNext);
+            for (const char* key : {"dropped", "added", "changed"}) jStep[key] = jDiff[key];
+            jSteps.append(jStep);
+            jCur = jNext;
+        }
+        jReport[set] = jSteps;
+    }
+    return jReport;
+}
+
+void reportPrint(const Json::Value& jReport) {
+    for (const std::string& set : jReport.getMemberNames()) {
+        if (jReport[set].empty()) {
+            printf("%s: already at the wanted version\n", set.c_str());
+        }
+        for (const Json::Value& step : jReport[set]) {
+            printf("%s %d -> %d\n", set.c_str(), step["from"].asInt(), step["to"].asInt());
+            if (step.isMember("error")) printf("  %s\n", step["error"].asCString());
+            for (const Json::Value& k : step["dropped"]) printf("  dropped %s\n", k.asCString());
+            for (const std::string& k : step["added"].getMemberNames()) {
+                printf("  added   %s = %s\n", k.c_str(),
+                       vurojson::toString(step["added"][k]).c_str());
+            }
+            for (const std::string& k : step["changed"].getMemberNames()) {
+                printf("  changed %s: %s -> %s\n", k.c_str(),
+                       vurojson::toString(step["changed"][k]["from"]).c_str(),
+                       vurojson::toString(step["changed"][k]["to"]).c_str());
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int cmdConvert(const Args& args) {
+    long type = 0;
+    long id = nodeArgs(args, &type, "convert");
+    Json::Value jSetMap;
+    if (!args.has("set-map") || !vurojson::fromString(jSetMap, args.get("set-map")) ||
+        !jSetMap.isObject()) {
+        throw UsageError{"convert needs --set-map '{\"Samba\":2}'"};
+    }
+    Json::Value jEffective(Json::objectValue);
+    if (VUROTARNGpoGetEvaluate(id, type, jEffective, NULL) != 0) {
+        fail("cannot evaluate the policy of " + std::to_string(id));
+    }
+    Json::Value jGpo = jEffective;
+    Json::Value jSet = jSetMap;
+    bool blFetch = args.flag("fetch");
+    int r = blFetch ? VUROTARNGpoGetWithVersionConvertForFetch(jGpo, jSet)
+                    : VUROTARNGpoGetWithVersionConvert(jGpo, jSet);
+    if (r != 0) fail("cannot bring the policy of " + std::to_string(id) + " to the versions asked");
+    if (!args.flag("report")) {
+        printJson(jGpo);
+        return 0;
+    }
+    Json::Value jReport = convertReport(jEffective, jSetMap, blFetch);
+    if (args.flag("json")) {
+        Json::Value j;
+        j["result"] = jGpo;
+        j["report"] = jReport;
+        printJson(j);
+    } else {
+        reportPrint(jReport);
+    }
+    return 0;
+}
+
 int cmdDelegates(const std::string& verb, const Args& args) {
     long type = 0;
     long id = nodeArgs(args, &type, "delegates");

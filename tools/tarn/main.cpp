@@ -45,6 +45,8 @@ const char* kUsage =
     "  order --ou ID | --peer ID               the policies that apply, most important first\n"
     "  evaluate --ou ID | --peer ID [--human] [--link-order JSON]   the effective policy\n"
     "  evaluate --ou ID | --peer ID --explain [--json]   which policy won each set, and why\n"
+    "  convert --ou ID | --peer ID --set-map '{\"Samba\":2}' [--fetch] [--report [--json]]\n"
+    "                                          the effective policy at the set versions asked\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
     "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
@@ -91,6 +93,7 @@ int main(int argc, char** argv) {
         if (cmd == "link") return cmdLink(parseArgs(argc, argv, i + 1));
         if (cmd == "order") return cmdOrder(parseArgs(argc, argv, i + 1));
         if (cmd == "evaluate") return cmdEvaluate(parseArgs(argc, argv, i + 1));
+        if (cmd == "convert") return cmdConvert(parseArgs(argc, argv, i + 1));
         if (cmd == "delete-tree") return cmdDeleteTree(parseArgs(argc, argv, i + 1));
         if (i + 1 >= argc) {
             throw UsageError{"'" + cmd + "' needs a verb"};

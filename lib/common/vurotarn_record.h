@@ -83,6 +83,32 @@ inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
     return std::string(szLeft) + szRight;
 }
 
+/* What a family's traits hold unless they say otherwise: signed ids with -1
+ * for a record not stored yet, a missing row as a failed Get, hook values
+ * through 32-byte buffers, a plain UPDATE for Set with a change-log step,
+ * and a reset by construction. A family derives from it and adds its names,
+ * fields and SQL texts. */
+template <class R, class E>
+struct VurotarnTraitsBase {
+    using Rec = R;
+    using Id = long;
+    using Env = E;
+
+    static constexpr size_t kHookTextBuf = 32;
+    static constexpr size_t kHookNumBuf = 32;
+    static constexpr bool kKeyedUpsert = false;
+    static constexpr bool kLogOnSet = true;
+    static constexpr bool kSetReportsAsTrace = false;
+    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
+    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
+
+    static bool isNewId(Id id) { return id == -1; }
+    static bool isInvalidSetId(Id id) { return id < 0; }
+    static std::string idText(Id id) { return std::to_string(id); }
+    static void onAlloc(Rec&) {}
+    static void onClear(Rec& rec) { rec = Rec(); }
+};
+
 /* ---- the pattern ---- */
 
 template <class T>

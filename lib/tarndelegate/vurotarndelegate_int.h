@@ -6,11 +6,8 @@
 #include "common/vurotarn_record.h"
 #include "vurotarndelegate.h"
 
-struct VurotarnDelegateTraits {
-    using Rec = VURO_TARN_DELEGATE;
-    using Id = long;
-    using Env = VURO_TARN_DELEGATE_PLUGIN_ENV;
-
+struct VurotarnDelegateTraits
+    : VurotarnTraitsBase<VURO_TARN_DELEGATE, VURO_TARN_DELEGATE_PLUGIN_ENV> {
     static constexpr const char* kWord = "VURO_TARN_DELEGATE";
     static constexpr const char* kTable = "delegate";
     static constexpr const char* kRecArg = "pDelegate";
@@ -19,24 +16,12 @@ struct VurotarnDelegateTraits {
     static constexpr const char* kHookCreate = "tarndelegate/tarndelegate_create";
     static constexpr const char* kHookSet = "tarndelegate/tarndelegate_set";
     static constexpr const char* kHookDelete = "tarndelegate/tarndelegate_delete";
-    static constexpr size_t kHookTextBuf = 32;
-    static constexpr size_t kHookNumBuf = 32;
-    static constexpr bool kKeyedUpsert = false;
     // A rewrite refreshes the name cache; who holds a right changes only by
     // Create and Delete, which are logged.
     static constexpr bool kLogOnSet = false;
-    static constexpr bool kSetReportsAsTrace = false;
-    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
-    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNDelegateLog;
 
     static const VurotarnField<Rec> kFields[7];
-
-    static bool isNewId(Id id) { return id == -1; }
-    static bool isInvalidSetId(Id id) { return id < 0; }
-    static std::string idText(Id id) { return std::to_string(id); }
-    static void onAlloc(Rec&) {}
-    static void onClear(Rec& rec) { rec = Rec(); }
 
     static char* insertSql(const Rec& rec, long pid);
     static char* readBackInsertSql(const Rec& rec, long pid);

@@ -6,11 +6,7 @@
 #include "common/vurotarn_record.h"
 #include "vurotarngpo.h"
 
-struct VurotarnGpoTraits {
-    using Rec = VURO_TARN_GPO;
-    using Id = long;
-    using Env = VURO_TARN_GPO_PLUGIN_ENV;
-
+struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGIN_ENV> {
     static constexpr const char* kWord = "VURO_TARN_GPO";
     static constexpr const char* kTable = "gpo";
     static constexpr const char* kRecArg = "pGpo";
@@ -22,20 +18,10 @@ struct VurotarnGpoTraits {
     // Plug-ins see the whole policy text; numbers pass a 1024-byte buffer.
     static constexpr size_t kHookTextBuf = 0;
     static constexpr size_t kHookNumBuf = 1024;
-    static constexpr bool kKeyedUpsert = false;
-    static constexpr bool kLogOnSet = true;
-    static constexpr bool kSetReportsAsTrace = false;
     static constexpr const char* kSqlAllocFailText = "Failed to mprintf";
-    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNGpoLog;
 
     static const VurotarnField<Rec> kFields[8];
-
-    static bool isNewId(Id id) { return id == -1; }
-    static bool isInvalidSetId(Id id) { return id < 0; }
-    static std::string idText(Id id) { return std::to_string(id); }
-    static void onAlloc(Rec&) {}
-    static void onClear(Rec& rec) { rec = Rec(); }
 
     static char* insertSql(const Rec& rec, long pid);
     static char* readBackInsertSql(const Rec& rec, long pid);

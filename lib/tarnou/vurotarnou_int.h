@@ -6,11 +6,7 @@
 #include "common/vurotarn_record.h"
 #include "vurotarnou.h"
 
-struct VurotarnOuTraits {
-    using Rec = VURO_TARN_OU;
-    using Id = long;
-    using Env = VURO_TARN_OU_PLUGIN_ENV;
-
+struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_ENV> {
     static constexpr const char* kWord = "VURO_TARN_OU";
     static constexpr const char* kTable = "ou";
     static constexpr const char* kRecArg = "pOu";
@@ -19,22 +15,9 @@ struct VurotarnOuTraits {
     static constexpr const char* kHookCreate = "tarnou/tarnou_create";
     static constexpr const char* kHookSet = "tarnou/tarnou_set";
     static constexpr const char* kHookDelete = "tarnou/tarnou_delete";
-    static constexpr size_t kHookTextBuf = 32;
-    static constexpr size_t kHookNumBuf = 32;
-    static constexpr bool kKeyedUpsert = false;
-    static constexpr bool kLogOnSet = true;
-    static constexpr bool kSetReportsAsTrace = false;
-    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
-    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
 
     static const VurotarnField<Rec> kFields[8];
-
-    static bool isNewId(Id id) { return id == -1; }
-    static bool isInvalidSetId(Id id) { return id < 0; }
-    static std::string idText(Id id) { return std::to_string(id); }
-    static void onAlloc(Rec&) {}
-    static void onClear(Rec& rec) { rec = Rec(); }
 
     static char* insertSql(const Rec& rec, long pid);
     static char* readBackInsertSql(const Rec& rec, long pid);

@@ -6,11 +6,7 @@
 #include "common/vurotarn_record.h"
 #include "vurotarnpeer.h"
 
-struct VurotarnPeerTraits {
-    using Rec = VURO_TARN_PEER;
-    using Id = long;
-    using Env = VURO_TARN_PEER_PLUGIN_ENV;
-
+struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PLUGIN_ENV> {
     static constexpr const char* kWord = "VURO_TARN_PEER";
     static constexpr const char* kTable = "peer";
     static constexpr const char* kRecArg = "pPeer";
@@ -19,23 +15,12 @@ struct VurotarnPeerTraits {
     static constexpr const char* kHookCreate = "tarnpeer/tarnpeer_create";
     static constexpr const char* kHookSet = "tarnpeer/tarnpeer_set";
     static constexpr const char* kHookDelete = "tarnpeer/tarnpeer_delete";
-    static constexpr size_t kHookTextBuf = 32;
-    static constexpr size_t kHookNumBuf = 32;
     // The serial picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
-    static constexpr bool kLogOnSet = true;
     static constexpr bool kSetReportsAsTrace = true;
-    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
-    static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNPeerLog;
 
     static const VurotarnField<Rec> kFields[26];
-
-    static bool isNewId(Id id) { return id == -1; }
-    static bool isInvalidSetId(Id id) { return id < 0; }
-    static std::string idText(Id id) { return std::to_string(id); }
-    static void onAlloc(Rec&) {}
-    static void onClear(Rec& rec) { rec = Rec(); }
 
     static char* fullMatchSql(const Rec& rec);
     static char* keyQuerySql(const Rec& rec);

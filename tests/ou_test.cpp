@@ -317,3 +317,33 @@ TEST_F(OuTest, ItemAccessAndJson) {
     EXPECT_EQ(3, ou.parent_id);  // absent members stay
     EXPECT_EQ("[{\"id\":5}]", ou.str_linked_gpo);
 }
+
+TEST_F(OuTest, JsonOfTheWrongKindsNeverThrows) {
+    Json::Value in;
+    in["id"] = Json::Value(Json::objectValue);
+    in["name"] = Json::Value(Json::arrayValue);
+    in["parent_id"] = "7";
+    in["block_inheritance"] = true;
+    VURO_TARN_OU ou;
+    ASSERT_NO_THROW(EXPECT_OK(VUROTARNOuJsonToStruct(in, &ou)));
+    EXPECT_EQ(0, ou.id);
+    EXPECT_EQ("", ou.str_name);
+    EXPECT_EQ(7, ou.parent_id);
+    EXPECT_EQ(1, ou.block_inheritance);
+    Json::Value notObject(Json::arrayValue);
+    EXPECT_OK(VUROTARNOuJsonToStruct(notObject, &ou));
+
+    Json::Value d;
+    d["ugid"] = -1;
+    d["target_id"] = "12";
+    VURO_TARN_DELEGATE delegate;
+    ASSERT_NO_THROW(EXPECT_OK(VUROTARNDelegateJsonToStruct(d, &delegate)));
+    EXPECT_EQ(~0UL, delegate.ugid);
+    EXPECT_EQ(12, delegate.target_id);
+    Json::Value g;
+    g["id"] = Json::Value(Json::objectValue);
+    g["parent_type"] = Json::Value(Json::arrayValue);
+    VURO_TARN_GPO gpo;
+    ASSERT_NO_THROW(EXPECT_OK(VUROTARNGpoJsonToStruct(g, &gpo)));
+    EXPECT_EQ(0, gpo.id);
+}

@@ -2,6 +2,8 @@
  * the name cache of the user or group. */
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
+
 #include "tarndelegate/vurotarndelegate_int.h"
 
 int VUROTARNDelegateStructToJson(const VURO_TARN_DELEGATE* pDelegate,
@@ -29,23 +31,23 @@ int VUROTARNDelegateJsonToStruct(Json::Value& jVal, VURO_TARN_DELEGATE* pDelegat
         return 0;  // nothing present, nothing copied
     }
     if (jVal.isMember("id")) {
-        pDelegate->id = (long)jVal["id"].asInt64();
+        pDelegate->id = (long)vurotarnJsonInt64(jVal["id"]);
     }
     if (jVal.isMember("mtime")) {
-        pDelegate->mtime = (time_t)jVal["mtime"].asInt64();
+        pDelegate->mtime = (time_t)vurotarnJsonInt64(jVal["mtime"]);
     }
     if (jVal.isMember("user_type")) {
-        pDelegate->user_type = (long)jVal["user_type"].asInt64();
+        pDelegate->user_type = (long)vurotarnJsonInt64(jVal["user_type"]);
     }
     // A uid or gid may lie above any signed 32-bit number.
     if (jVal.isMember("ugid")) {
-        pDelegate->ugid = (unsigned long)jVal["ugid"].asUInt64();
+        pDelegate->ugid = (unsigned long)vurotarnJsonUInt64(jVal["ugid"]);
     }
     if (jVal.isMember("target_type")) {
-        pDelegate->target_type = (long)jVal["target_type"].asInt64();
+        pDelegate->target_type = (long)vurotarnJsonInt64(jVal["target_type"]);
     }
     if (jVal.isMember("target_id")) {
-        pDelegate->target_id = (long)jVal["target_id"].asInt64();
+        pDelegate->target_id = (long)vurotarnJsonInt64(jVal["target_id"]);
     }
     if (jVal.isMember("extra_info")) {
         pDelegate->str_extra_info = vurojson::toString(jVal["extra_info"]);

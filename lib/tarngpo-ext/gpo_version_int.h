@@ -10,19 +10,15 @@
 
 #include <json/json.h>
 
+#include "common/vurotarn_json_int.h"
+
 /* One row per set with a converter class: ROW(set name). A new converter
  * means a new class, its newXxxGpoConverter() and a row here. */
 #define VUROTARN_GPO_CONVERTER_LIST(ROW) ROW(Samba)
 
 namespace gpoversion {
 
-/* Text of a scalar; "" for null, objects and arrays. */
-inline std::string jsonStr(const Json::Value& v) {
-    if (v.isString() || v.isNumeric() || v.isBool()) {
-        return v.asString();
-    }
-    return "";
-}
+inline std::string jsonStr(const Json::Value& v) { return vurotarnJsonString(v); }
 
 /* Integer value; decimal text is read in base 10; anything else, or a value
  * out of int range, reads 0, which every caller treats as invalid. */

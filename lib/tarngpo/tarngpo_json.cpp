@@ -4,6 +4,8 @@
 
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
+
 #include "tarngpo/vurotarngpo_int.h"
 
 int VUROTARNGpoStructToJson(const VURO_TARN_GPO* pGpo, const Json::Value& jAdditional,
@@ -38,19 +40,19 @@ int VUROTARNGpoJsonToStruct(Json::Value& jVal, VURO_TARN_GPO* pGpo) {
     }
     if (jVal.isMember("id")) {
         // A number and a decimal string both name the policy.
-        pGpo->id = strtol(jVal["id"].asString().c_str(), NULL, 10);
+        pGpo->id = strtol(vurotarnJsonString(jVal["id"]).c_str(), NULL, 10);
     }
     if (jVal.isMember("name")) {
-        pGpo->str_name = jVal["name"].asString();
+        pGpo->str_name = vurotarnJsonString(jVal["name"]);
     }
     if (jVal.isMember("desc")) {
-        pGpo->str_desc = jVal["desc"].asString();
+        pGpo->str_desc = vurotarnJsonString(jVal["desc"]);
     }
     if (jVal.isMember("parent_id")) {
-        pGpo->parent_id = (long)jVal["parent_id"].asInt64();
+        pGpo->parent_id = (long)vurotarnJsonInt64(jVal["parent_id"]);
     }
     if (jVal.isMember("parent_type")) {
-        pGpo->parent_type = (long)jVal["parent_type"].asInt64();
+        pGpo->parent_type = (long)vurotarnJsonInt64(jVal["parent_type"]);
     }
     // An empty setting ({} or []) keeps the stored one.
     if (jVal.isMember("setting") && !jVal["setting"].empty()) {

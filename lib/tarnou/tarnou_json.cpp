@@ -2,6 +2,8 @@
  * JSON kept as text in the row. */
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
+
 #include "tarnou/vurotarnou_int.h"
 
 int VUROTARNOuStructToJson(const VURO_TARN_OU* pOu, const Json::Value& jAdditional,
@@ -38,22 +40,22 @@ int VUROTARNOuJsonToStruct(Json::Value& jVal, VURO_TARN_OU* pOu) {
         return 0;  // nothing present, nothing copied
     }
     if (jVal.isMember("id")) {
-        pOu->id = (long)jVal["id"].asInt64();
+        pOu->id = (long)vurotarnJsonInt64(jVal["id"]);
     }
     if (jVal.isMember("mtime")) {
-        pOu->mtime = (time_t)jVal["mtime"].asInt64();
+        pOu->mtime = (time_t)vurotarnJsonInt64(jVal["mtime"]);
     }
     if (jVal.isMember("parent_id")) {
-        pOu->parent_id = (long)jVal["parent_id"].asInt64();
+        pOu->parent_id = (long)vurotarnJsonInt64(jVal["parent_id"]);
     }
     if (jVal.isMember("block_inheritance")) {
-        pOu->block_inheritance = (long)jVal["block_inheritance"].asInt64();
+        pOu->block_inheritance = (long)vurotarnJsonInt64(jVal["block_inheritance"]);
     }
     if (jVal.isMember("name")) {
-        pOu->str_name = jVal["name"].asString();
+        pOu->str_name = vurotarnJsonString(jVal["name"]);
     }
     if (jVal.isMember("desc")) {
-        pOu->str_desc = jVal["desc"].asString();
+        pOu->str_desc = vurotarnJsonString(jVal["desc"]);
     }
     if (jVal.isMember("linked_gpo")) {
         pOu->str_linked_gpo = vurojson::toString(jVal["linked_gpo"]);

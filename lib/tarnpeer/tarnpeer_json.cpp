@@ -2,6 +2,8 @@
  * address are always given: a caller needs them to reach the server. */
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
+
 #include "tarnpeer/vurotarnpeer_int.h"
 
 int VUROTARNPeerStructToJson(const VURO_TARN_PEER* pPeer, const Json::Value& jAdditional,
@@ -98,13 +100,13 @@ int VUROTARNPeerJsonToStruct(Json::Value& jVal, VURO_TARN_PEER* pPeer) {
         {"relaypath", &VURO_TARN_PEER::str_relaypath},
     };
     for (const NumberKey& k : kNumbers) {
-        if (jVal.isMember(k.szKey)) pPeer->*k.member = (long)jVal[k.szKey].asInt64();
+        if (jVal.isMember(k.szKey)) pPeer->*k.member = (long)vurotarnJsonInt64(jVal[k.szKey]);
     }
     for (const TimeKey& k : kTimes) {
-        if (jVal.isMember(k.szKey)) pPeer->*k.member = (time_t)jVal[k.szKey].asInt64();
+        if (jVal.isMember(k.szKey)) pPeer->*k.member = (time_t)vurotarnJsonInt64(jVal[k.szKey]);
     }
     for (const TextKey& k : kTexts) {
-        if (jVal.isMember(k.szKey)) pPeer->*k.member = jVal[k.szKey].asString();
+        if (jVal.isMember(k.szKey)) pPeer->*k.member = vurotarnJsonString(jVal[k.szKey]);
     }
     // JSON members kept as text.
     if (jVal.isMember("linked_gpo")) {

@@ -5,6 +5,7 @@
 #define VUROCORE_H
 
 #include <stddef.h>
+#include <stdio.h>
 #include <sys/types.h>
 
 #ifdef __cplusplus
@@ -88,6 +89,44 @@ VURO_EXPORT BOOL QLIBCFileCheckKeyValue(const char* file, const char* key, const
 VURO_EXPORT int QLIBCExec(const char* path, char* const argv[]);
 VURO_EXPORT BOOL QLIBCProcAlive(pid_t pid);
 VURO_EXPORT pid_t QLIBCProcFork(void);
+/* Starts argv[0] (no shell) with its stdout readable through the returned
+ * stream ("r") or its stdin writable ("w"); NULL when it cannot start. */
+VURO_EXPORT FILE* QLIBCPopen(const char* path, char* const argv[], const char* mode);
+/* Closes the stream, waits for the program; its exit status, or -1. */
+VURO_EXPORT int QLIBCPclose(FILE* stream);
+
+/* ---- section files: "[section]" lines and key="value" lines ---- */
+/* Copies the value of key in section into szBuf (cut to cbBuf - 1 bytes);
+ * its length, or -1 when the file, the section or the key is missing. The
+ * parsed file is cached per path and kept while its size and mtime stay. */
+VURO_EXPORT int QLIBCFileGetSectionValue(const char* szFile, const char* szSection,
+                                         const char* szKey, char* szBuf, int cbBuf);
+
+/* ---- string helpers ---- */
+/* Pushes each non-empty token of szStr, split at any byte of szDelim, on
+ * *ppList; the number of tokens pushed, or -1. */
+VURO_EXPORT int QLIBCStrTok(const char* szStr, const char* szDelim, PQLIBSZLIST* ppList);
+/* Token number index (from 0) of szStr split at any byte of szDelim, empty
+ * tokens skipped, into szBuf; its length, or -1 when there is none. */
+VURO_EXPORT int QLIBCStrTokIndex(const char* szStr, const char* szDelim, int index, char* szBuf,
+                                 int cbBuf);
+/* Cuts every byte of szChars off both ends of szStr, in place; szStr. */
+VURO_EXPORT char* QLIBCStrTrim(char* szStr, const char* szChars);
+/* Replaces every occurrence of szFrom by szTo, left to right, never
+ * rescanning inserted text. The result goes to szOut, or back into szStr
+ * when szOut is NULL, cut to cbSize - 1 bytes. The number of replacements,
+ * or -1 on bad arguments. */
+VURO_EXPORT int QLIBCStrReplace(char* szStr, const char* szFrom, const char* szTo, char* szOut,
+                                int cbSize);
+
+/* ---- system log service ---- */
+#define LOG1_INFO 1
+#define LOG1_WARN 2
+#define LOG1_ERR 3
+/* Hands one event to the system log, tagged with the acting user taken from
+ * the environment variable USERNAME. 0, or -1 for a NULL text or an
+ * unknown priority. */
+VURO_EXPORT int VUROSyslogSend(int iFacility, int iPriority, const char* szText);
 
 /* ---- plug-ins: "<dir>/<name>" executables run with PRE or POST ---- */
 typedef enum { SDK_PLUGIN_PRE = 4, SDK_PLUGIN_POST = 5 } SDK_PLUGIN_ACTION;

@@ -59,7 +59,6 @@ static useconds_t sqlRetrySleepTime() {
 
 int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText, const char* szSQL,
                     VUROTARN_SQL_CALLBACK callback, void* arg) {
-    char* szErrMsg = NULL;
     if (*pDb == NULL && sqlOpenChecked(pDb, szDbPath, szOpenText) != 0) {
         return -1;
     }
@@ -72,18 +71,24 @@ int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
     }
     snprintf(szExecSQL, cbExec, "PRAGMA foreign_keys=ON;%s", szSQL);
 
+    int rc = vurotarnSqlExecRetry(*pDb, szExecSQL, callback, arg);
+    free(szExecSQL);
+    return rc;
+}
+
+int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK callback,
+                         void* arg) {
+    char* szErrMsg = NULL;
     int retry = 101;
     for (;;) {
         VUROTARN_PRIV priv;
         ENTERCriticalSection(priv);
-        int iRvSql = sqlite3_exec(*pDb, szExecSQL, callback, arg, &szErrMsg);
+        int iRvSql = sqlite3_exec(db, szSQL, callback, arg, &szErrMsg);
         LEAVECriticalSection(priv);
         if (iRvSql == 0) {
-            free(szExecSQL);
             return 0;
         }
         if (szErrMsg == NULL) {
-            free(szExecSQL);
             return -1;
         }
         if (strstr(szErrMsg, "database is locked") != NULL && --retry != 0) {
@@ -92,11 +97,10 @@ int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
             usleep(sqlRetrySleepTime());
             continue;
         }
-        VUROTARN_TRACE("Exec sql:[%s] error: %s\n", szExecSQL, szErrMsg);
+        VUROTARN_TRACE("Exec sql:[%s] error: %s\n", szSQL, szErrMsg);
         ENTERCriticalSection(priv);
         sqlite3_free(szErrMsg);
         LEAVECriticalSection(priv);
-        free(szExecSQL);
         return -1;
     }
 }

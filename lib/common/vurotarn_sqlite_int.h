@@ -19,6 +19,11 @@ typedef int (*VUROTARN_SQL_CALLBACK)(void*, int, char**, char**);
 int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText, const char* szSQL,
                     VUROTARN_SQL_CALLBACK callback, void* arg);
 
+/* The retry alone, on an open handle: "database is locked" is run again up
+ * to 101 times in all, with the random sleep between; other errors and the
+ * last failure are traced with the statement. 0 or -1. */
+int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK callback, void* arg);
+
 /* One per-call connection: opened (inside the bracket, unchecked) when
  * constructed, closed (inside the bracket) when it goes out of scope. */
 class VurotarnConnection {

@@ -2,6 +2,7 @@
 #ifndef VUROTARN_H
 #define VUROTARN_H
 
+#include "vurotarn_common.h"
 #include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_plugin.h"
@@ -18,6 +19,7 @@
 #include "vurotarngpo_link.h"
 #include "vurotarngpo_version.h"
 #include "vurotarnou.h"
+#include "vurotarnlog.h"
 #include "vurotarnpeer.h"
 
 #endif

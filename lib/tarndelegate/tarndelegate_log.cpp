@@ -1,12 +1,121 @@
-/* tarndelegate_log.cpp - change log of delegate writes. The event log does not
- * exist yet, so there is nothing to record: every write counts as logged. */
+/* tarndelegate_log.cpp - the change-log row of a delegate write: who was
+ * given which node. An edit carries the whole diff, as delegates have no
+ * fields an administrator types. */
+
 #include "tarndelegate/vurotarndelegate_int.h"
+#include "tarnlog/vurotarnlog_change_int.h"
+#include "vurojson.h"
+
+namespace {
+
+struct DelegateLogMap {
+    int status_no;
+    int action;
+    long user_type;
+    long target_type;
+    const char* szSection;
+    const char* szKey;
+};
+
+const DelegateLogMap VUROTARNDELEGATE_LOG_STRING_MAP[] = {
+    {0, 0, 8, 2, "log", "delegate_create_by_user_under_ou"},
+    {0, 1, 8, 2, "log", "delegate_edit_by_user_under_ou"},
+    {0, 2, 8, 2, "log", "delegate_delete_by_user_under_ou"},
+    {0, 0, 8, 1, "log", "delegate_create_by_user_under_peer"},
+    {0, 1, 8, 1, "log", "delegate_edit_by_user_under_peer"},
+    {0, 2, 8, 1, "log", "delegate_delete_by_user_under_peer"},
+    {0, 0, 9, 2, "log", "delegate_create_by_group_under_ou"},
+    {0, 1, 9, 2, "log", "delegate_edit_by_group_under_ou"},
+    {0, 2, 9, 2, "log", "delegate_delete_by_group_under_ou"},
+    {0, 0, 9, 1, "log", "delegate_create_by_group_under_peer"},
+    {0, 1, 9, 1, "log", "delegate_edit_by_group_under_peer"},
+    {0, 2, 9, 1, "log", "delegate_delete_by_group_under_peer"},
+    {-1, 0, 8, 2, "log", "delegate_create_by_user_under_ou_faield"},
+    {-1, 1, 8, 2, "log", "delegate_edit_by_user_under_ou_faield"},
+    {-1, 2, 8, 2, "log", "delegate_delete_by_user_under_ou_faield"},
+    {-1, 0, 8, 1, "log", "delegate_create_by_user_under_peer_faield"},
+    {-1, 1, 8, 1, "log", "delegate_edit_by_user_under_peer_faield"},
+    {-1, 2, 8, 1, "log", "delegate_delete_by_user_under_peer_faield"},
+    {-1, 0, 9, 2, "log", "delegate_create_by_group_under_ou_faield"},
+    {-1, 1, 9, 2, "log", "delegate_edit_by_group_under_ou_faield"},
+    {-1, 2, 9, 2, "log", "delegate_delete_by_group_under_ou_faield"},
+    {-1, 0, 9, 1, "log", "delegate_create_by_group_under_peer_faield"},
+    {-1, 1, 9, 1, "log", "delegate_edit_by_group_under_peer_faield"},
+    {-1, 2, 9, 1, "log", "delegate_delete_by_group_under_peer_faield"},
+};
+
+}  // namespace
+
+std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {
+    VUROTARN_ARG_CHECK(NULL, !=, pDelegate, return "");
+    if (pDelegate->user_type == VURO_TARN_TYPE_USER) {
+        PVURO_USER pUser = NULL;
+        if (VUROUserGetByUID((uid_t)pDelegate->ugid, &pUser) >= 0 && pUser != NULL) {
+            std::string name = pUser->szName;
+            VUROUserFree(pUser);
+            return name;
+        }
+        VUROTARN_LOG("Failed to get USER uid=[%lu],", pDelegate->ugid);
+        // A deleted user is still named by the name kept when delegating.
+        Json::Value jExtra;
+        vurojson::fromString(jExtra, pDelegate->str_extra_info);
+        if (jExtra.isObject() && jExtra.isMember("userNameCache")) {
+            return vurotarnLogValueText(jExtra["userNameCache"]);
+        }
+        return "uid:" + std::to_string(pDelegate->ugid);
+    }
+    PVURO_GROUP pGroup = NULL;
+    if (VUROGroupGetByGID((gid_t)pDelegate->ugid, &pGroup) >= 0 && pGroup != NULL) {
+        std::string name = pGroup->szName;
+        VUROGroupFree(pGroup);
+        return name;
+    }
+    VUROTARN_LOG("Failed to get GROUP gid=[%lu],", pDelegate->ugid);
+    return "<gid=" + std::to_string(pDelegate->ugid) + ">";
+}
+
+std::string VUROTARNDelegateGetTargetName(VURO_TARN_DELEGATE* pDelegate) {
+    VUROTARN_ARG_CHECK(NULL, !=, pDelegate, return "");
+    if (pDelegate->target_type == VURO_TARN_TYPE_OU) {
+        return vurotarnLogOuName(pDelegate->target_id, "%s:%d Failed to get target OU id=[%ld],");
+    }
+    return vurotarnLogPeerName(pDelegate->target_id, "%s:%d Failed to get target PEER id=[%ld],");
+}
 
 int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* pDelegate1,
                         VURO_TARN_DELEGATE* pDelegate2) {
-    (void)status_no;
-    (void)action;
-    (void)pDelegate1;
-    (void)pDelegate2;
-    return 0;
+    VUROTARN_ARG_CHECK(NULL, !=, pDelegate1, return -1);
+    VurotarnLogParams params;
+    if (!params.ok()) {
+        return -1;
+    }
+    params.push(VUROTARNDelegateGetUGName(pDelegate1));
+    params.push(VUROTARNDelegateGetTargetName(pDelegate1));
+    if (pDelegate2 != NULL) {
+        Json::Value j1, j2, jDiff;
+        if (VUROTARNDelegateStructToJson(pDelegate1, Json::Value(), j1) < 0 ||
+            VUROTARNDelegateStructToJson(pDelegate2, Json::Value(), j2) < 0) {
+            VUROTARN_LOG("Failed to convert VURO_TARN_DELEGATE to json");
+            return -1;
+        }
+        if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
+            VUROTARN_LOG("Failed to diff two json object.");
+            return -1;
+        }
+        params.push(vurojson::toString(jDiff));
+    }
+    for (const DelegateLogMap& m : VUROTARNDELEGATE_LOG_STRING_MAP) {
+        if (m.status_no == status_no && m.action == action &&
+            m.user_type == pDelegate1->user_type && m.target_type == pDelegate1->target_type) {
+            std::string parent = (pDelegate1->target_type == VURO_TARN_TYPE_OU ? "ou_" : "peer_") +
+                                 std::to_string(pDelegate1->target_id);
+            return vurotarnLogWrite(status_no, "delegate_" + std::to_string(pDelegate1->id), parent,
+                                    m.szSection, m.szKey, params, "VURO_TARN_DELEGATE");
+        }
+    }
+    VUROTARN_LOG(
+        "Failed to find proper log string of VURO_TARN_DELEGATE for status=[%d], "
+        "action=[%d]",
+        status_no, action);
+    return -1;
 }

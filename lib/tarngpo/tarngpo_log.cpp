@@ -1,11 +1,110 @@
-/* tarngpo_log.cpp - change log of gpo writes. The event log does not
- * exist yet, so there is nothing to record: every write counts as logged. */
+/* tarngpo_log.cpp - the change-log row of a policy write: the key by result,
+ * action and the kind of parent, and for an edit the fields that changed. */
 #include "tarngpo/vurotarngpo_int.h"
+#include "tarnlog/vurotarnlog_change_int.h"
+
+namespace {
+
+struct GpoLogMap {
+    int status_no;
+    int action;
+    long parent_type;
+    const char* szSection;
+    const char* szKey;
+};
+
+const GpoLogMap VUROTARNGPO_LOG_STRING_MAP[] = {
+    {0, 0, VURO_TARN_TYPE_OU, "log", "gpo_create_under_ou"},
+    {0, 1, VURO_TARN_TYPE_OU, "log", "gpo_edit_under_ou"},
+    {0, 2, VURO_TARN_TYPE_OU, "log", "gpo_delete_under_ou"},
+    {-1, 0, VURO_TARN_TYPE_OU, "log", "gpo_create_under_ou_failed"},
+    {-1, 1, VURO_TARN_TYPE_OU, "log", "gpo_edit_under_ou_failed"},
+    {-1, 2, VURO_TARN_TYPE_OU, "log", "gpo_delete_under_ou_failed"},
+    {0, 0, VURO_TARN_TYPE_PEER, "log", "gpo_create_under_peer"},
+    {0, 1, VURO_TARN_TYPE_PEER, "log", "gpo_edit_under_peer"},
+    {0, 2, VURO_TARN_TYPE_PEER, "log", "gpo_delete_under_peer"},
+    {-1, 0, VURO_TARN_TYPE_PEER, "log", "gpo_create_under_peer_failed"},
+    {-1, 1, VURO_TARN_TYPE_PEER, "log", "gpo_edit_under_peer_failed"},
+    {-1, 2, VURO_TARN_TYPE_PEER, "log", "gpo_delete_under_peer_failed"},
+};
+
+std::string place(const VURO_TARN_GPO* p) {
+    return p->parent_type == VURO_TARN_TYPE_PEER ? VUROTARNLogFormat_PEERValue(p->parent_id)
+                                                 : VUROTARNLogFormat_OUValue(p->parent_id);
+}
+
+/* The change text of an edit; -1 when the records cannot be compared. */
+int changeText(VURO_TARN_GPO* pGpo1, VURO_TARN_GPO* pGpo2, std::string& text) {
+    Json::Value j1, j2, jDiff;
+    if (VUROTARNGpoStructToJson(pGpo1, Json::Value(), j1) < 0 ||
+        VUROTARNGpoStructToJson(pGpo2, Json::Value(), j2) < 0) {
+        VUROTARN_LOG("Failed to convert VURO_TARN_GPO to json");
+        return -1;
+    }
+    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
+        VUROTARN_LOG("Failed to diff two json object.");
+        return -1;
+    }
+    bool moved = false;
+    for (const Json::Value& e : jDiff) {
+        std::string key = e["key"].asString();
+        if (key == "desc" || key == "name") {
+            vurotarnLogAppend(text, vurotarnLogFieldPiece(e));
+        } else if (key == "setting") {
+            // Settings are large; the row says that they changed, not how.
+            vurotarnLogAppend(text, "{log:setting}");
+        } else if (key == "parent_type" || key == "parent_id") {
+            moved = true;
+        }
+    }
+    if (moved) {
+        vurotarnLogAppend(text, "{log:location}: " + place(pGpo1) + " -> " + place(pGpo2));
+    }
+    return 0;
+}
+
+}  // namespace
 
 int VUROTARNGpoLog(int status_no, int action, VURO_TARN_GPO* pGpo1, VURO_TARN_GPO* pGpo2) {
-    (void)status_no;
-    (void)action;
-    (void)pGpo1;
-    (void)pGpo2;
-    return 0;
+    VUROTARN_ARG_CHECK(NULL, !=, pGpo1, return -1);
+    VurotarnLogParams params;
+    if (!params.ok()) {
+        return -1;
+    }
+    params.push(vurotarnLogNameOrId(pGpo1->str_name, pGpo1->id));
+    if (pGpo1->parent_type == VURO_TARN_TYPE_OU) {
+        params.push(vurotarnLogOuName(pGpo1->parent_id, "%s:%d Failed to get parent OU id=[%ld],"));
+    } else {
+        params.push(
+            vurotarnLogPeerName(pGpo1->parent_id, "%s:%d Failed to get parent PEER id=[%ld],"));
+    }
+    if (pGpo2 != NULL) {
+        std::string text;
+        if (changeText(pGpo1, pGpo2, text) < 0) {
+            return -1;
+        }
+        if (text.empty()) {
+            return 0;  // nothing a reader of the log would see changed
+        }
+        params.push(text);
+    }
+    const GpoLogMap* row = NULL;
+    for (const GpoLogMap& m : VUROTARNGPO_LOG_STRING_MAP) {
+        if (m.status_no == status_no && m.action == action && m.parent_type == pGpo1->parent_type) {
+            row = &m;
+            break;
+        }
+    }
+    if (row == NULL) {
+        VUROTARN_LOG(
+            "Failed to find proper log string of VURO_TARN_GPO for status=[%d], "
+            "action=[%d]",
+            status_no, action);
+        return -1;
+    }
+    std::string objId = "gpo_" + std::to_string(pGpo1->id);
+    std::string parentObjId = (pGpo1->parent_type == VURO_TARN_TYPE_OU ? "ou_" : "peer_") +
+                              std::to_string(pGpo1->parent_id);
+    return vurotarnLogWrite(status_no, objId, parentObjId, row->szSection, row->szKey, params,
+                            "VURO_TARN_GPO");
 }

@@ -1,11 +1,108 @@
-/* tarnou_log.cpp - change log of OU writes. The event log does not exist
- * yet, so there is nothing to record: every write counts as logged. */
+/* tarnou_log.cpp - the change-log row of an OU write. The root OU can only
+ * be edited, and its rows have keys of their own without a parent. */
+#include "tarnlog/vurotarnlog_change_int.h"
 #include "tarnou/vurotarnou_int.h"
 
-int VUROTARNOuLog(int status_no, int action, VURO_TARN_OU* pOu1, VURO_TARN_OU* pOu2) {
-    (void)status_no;
-    (void)action;
-    (void)pOu1;
-    (void)pOu2;
+namespace {
+
+struct OuLogMap {
+    int status_no;
+    int action;
+    const char* szSection;
+    const char* szKey;
+};
+
+const OuLogMap VUROTARNOU_LOG_STRING_MAP[] = {
+    {0, 0, "log", "ou_create"},       {0, 1, "log", "ou_edit"},
+    {0, 2, "log", "ou_delete"},       {-1, 0, "log", "ou_create_failed"},
+    {-1, 1, "log", "ou_edit_failed"}, {-1, 2, "log", "ou_delete_failed"},
+};
+
+/* The root has no parent to name: one parameter fewer. */
+const OuLogMap VUROTARNOU_ROOT_LOG_STRING_MAP[] = {
+    {0, 1, "log", "ou_edit_simple"},
+    {-1, 1, "log", "ou_edit_failed_simple"},
+};
+
+int changeText(VURO_TARN_OU* pOu1, VURO_TARN_OU* pOu2, std::string& text) {
+    Json::Value j1, j2, jDiff;
+    if (VUROTARNOuStructToJson(pOu1, Json::Value(), j1) < 0 ||
+        VUROTARNOuStructToJson(pOu2, Json::Value(), j2) < 0) {
+        VUROTARN_LOG("Failed to convert VURO_TARN_OU to json");
+        return -1;
+    }
+    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
+        VUROTARN_LOG("Failed to diff two json object.");
+        return -1;
+    }
+    for (const Json::Value& e : jDiff) {
+        std::string key = e["key"].asString();
+        const Json::Value& o = e["old_value"];
+        const Json::Value& n = e["new_value"];
+        if (key == "desc" || key == "name") {
+            vurotarnLogAppend(text, vurotarnLogFieldPiece(e));
+        } else if (key == "parent_id") {
+            vurotarnLogAppend(
+                text, "{log:location}: " + VUROTARNLogFormat_OUValue((long)o.asInt64()) + " -> " +
+                          VUROTARNLogFormat_OUValue((long)n.asInt64()));
+        } else if (key == "block_inheritance") {
+            vurotarnLogAppend(text, "{gpo_tree:chk_block_inheritance}: " +
+                                        VUROTARNLogFormat_CheckValue(o.asInt64() != 0) + " -> " +
+                                        VUROTARNLogFormat_CheckValue(n.asInt64() != 0));
+        } else if (key == "linked_gpo") {
+            vurotarnLogAppend(
+                text, "{gpo_tree:chk_gpo_link_parent}: " + VUROTARNLogFormat_LinkedGPOValue(o) +
+                          " -> " + VUROTARNLogFormat_LinkedGPOValue(n));
+        }
+    }
     return 0;
+}
+
+}  // namespace
+
+std::string VUROTARNOuGetObjID(VURO_TARN_OU* pOu) {
+    VUROTARN_ARG_CHECK(NULL, !=, pOu, return std::string());
+    return "ou_" + std::to_string(pOu->id);
+}
+
+int VUROTARNOuLog(int status_no, int action, VURO_TARN_OU* pOu1, VURO_TARN_OU* pOu2) {
+    VUROTARN_ARG_CHECK(NULL, !=, pOu1, return -1);
+    VurotarnLogParams params;
+    if (!params.ok()) {
+        return -1;
+    }
+    const bool root = pOu1->id == 0;
+    params.push(root ? "{gpo_tree:root_ou}" : vurotarnLogNameOrId(pOu1->str_name, pOu1->id));
+    if (!root) {
+        params.push(vurotarnLogOuName(pOu1->parent_id, "%s:%d Failed to get parent OU id=[%ld],"));
+    }
+    if (pOu2 != NULL) {
+        std::string text;
+        if (changeText(pOu1, pOu2, text) < 0) {
+            return -1;
+        }
+        if (text.empty()) {
+            return 0;  // nothing a reader of the log would see changed
+        }
+        params.push(text);
+    }
+    if (root) {
+        if (action != VUROTARN_LOG_ACTION_SET) {
+            VUROTARN_LOG("Can't create/delete ROOT. act=%d", action);
+            return -1;
+        }
+        const OuLogMap& m = VUROTARNOU_ROOT_LOG_STRING_MAP[status_no != 0 ? 1 : 0];
+        return vurotarnLogWrite(status_no, VUROTARNOuGetObjID(pOu1), "", m.szSection, m.szKey,
+                                params, "VURO_TARN_OU");
+    }
+    for (const OuLogMap& m : VUROTARNOU_LOG_STRING_MAP) {
+        if (m.status_no == status_no && m.action == action) {
+            return vurotarnLogWrite(status_no, VUROTARNOuGetObjID(pOu1),
+                                    "ou_" + std::to_string(pOu1->parent_id), m.szSection, m.szKey,
+                                    params, "VURO_TARN_OU");
+        }
+    }
+    VUROTARN_LOG("Failed to find proper log string of VURO_TARN_OU for status=[%d], action=[%d]",
+                 status_no, action);
+    return -1;
 }

@@ -1,11 +1,104 @@
-/* tarnpeer_log.cpp - change log of peer writes. The event log does not
- * exist yet, so there is nothing to record: every write counts as logged. */
+/* tarnpeer_log.cpp - the change-log row of a peer write. Status fields
+ * change all the time as servers come and go; only what an administrator
+ * changed is reported. */
+#include "tarnlog/vurotarnlog_change_int.h"
 #include "tarnpeer/vurotarnpeer_int.h"
 
-int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2) {
-    (void)status_no;
-    (void)action;
-    (void)pPeer1;
-    (void)pPeer2;
+namespace {
+
+struct PeerLogMap {
+    int status_no;
+    int action;
+    const char* szSection;
+    const char* szKey;
+};
+
+const PeerLogMap VUROTARNPEER_LOG_STRING_MAP[] = {
+    {0, 0, "log", "peer_join"},         {0, 1, "log", "peer_edit"},
+    {0, 2, "log", "peer_disjoin"},      {-1, 0, "log", "peer_join_failed"},
+    {-1, 1, "log", "peer_edit_failed"}, {-1, 2, "log", "peer_disjoin_failed"},
+};
+
+bool isFieldKey(const std::string& key) {
+    static const char* const kFields[] = {"desc", "sn",        "model",     "hostname",
+                                          "host", "http_port", "https_port"};
+    for (const char* f : kFields) {
+        if (key == f) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int changeText(VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2, std::string& text) {
+    Json::Value j1, j2, jDiff;
+    if (VUROTARNPeerStructToJson(pPeer1, Json::Value(), j1) < 0 ||
+        VUROTARNPeerStructToJson(pPeer2, Json::Value(), j2) < 0) {
+        VUROTARN_LOG("Failed to convert VURO_TARN_PEER to json");
+        return -1;
+    }
+    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
+        VUROTARN_LOG("Failed to diff two json object.");
+        return -1;
+    }
+    for (const Json::Value& e : jDiff) {
+        std::string key = e["key"].asString();
+        const Json::Value& o = e["old_value"];
+        const Json::Value& n = e["new_value"];
+        if (isFieldKey(key)) {
+            vurotarnLogAppend(text, vurotarnLogFieldPiece(e));
+        } else if (key == "parent_id") {
+            vurotarnLogAppend(
+                text, "{log:location}: " + VUROTARNLogFormat_OUValue((long)o.asInt64()) + " -> " +
+                          VUROTARNLogFormat_OUValue((long)n.asInt64()));
+        } else if (key == "block_inheritance") {
+            vurotarnLogAppend(text, "{gpo_tree:chk_block_inheritance}: " +
+                                        VUROTARNLogFormat_CheckValue(o.asInt64() != 0) + " -> " +
+                                        VUROTARNLogFormat_CheckValue(n.asInt64() != 0));
+        } else if (key == "linked_gpo") {
+            vurotarnLogAppend(
+                text, "{gpo_tree:chk_gpo_link_parent}: " + VUROTARNLogFormat_LinkedGPOValue(o) +
+                          " -> " + VUROTARNLogFormat_LinkedGPOValue(n));
+        }
+    }
+    // The version is a status field in the loop, yet an upgrade is news.
+    if (j1["version"] != j2["version"]) {
+        vurotarnLogAppend(text, "{server:version}: " + vurotarnLogValueText(j1["version"]) +
+                                    " -> " + vurotarnLogValueText(j2["version"]));
+    }
     return 0;
+}
+
+}  // namespace
+
+int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2) {
+    VUROTARN_ARG_CHECK(NULL, !=, pPeer1, return -1);
+    VurotarnLogParams params;
+    if (!params.ok()) {
+        return -1;
+    }
+    params.push(VUROTARNPeerGetName(pPeer1));
+    params.push(VUROTARNPeerGetParentName(pPeer1));
+    if (pPeer2 != NULL) {
+        std::string text;
+        if (changeText(pPeer1, pPeer2, text) < 0) {
+            return -1;
+        }
+        if (text.empty()) {
+            return 0;  // nothing a reader of the log would see changed
+        }
+        params.push(text);
+    }
+    for (const PeerLogMap& m : VUROTARNPEER_LOG_STRING_MAP) {
+        if (m.status_no == status_no && m.action == action) {
+            return vurotarnLogWrite(status_no, VUROTARNPeerGetObjID(pPeer1),
+                                    VUROTARNPeerGetParentObjID(pPeer1), m.szSection, m.szKey,
+                                    params, "VURO_TARN_PEER");
+        }
+    }
+    VUROTARN_LOG(
+        "Failed to find proper log string of VURO_TARN_PEER for status=[%d], "
+        "action=[%d]",
+        status_no, action);
+    return -1;
 }

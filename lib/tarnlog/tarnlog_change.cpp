@@ -1,0 +1,90 @@
+/* tarnlog_change.cpp - shared steps of the change-log writers. */
+#include "tarnlog/vurotarnlog_change_int.h"
+
+#include <syslog.h>
+
+#include "vurojson.h"
+#include "vurotarn_common.h"
+#include "vurotarn_macro_util.h"
+
+VurotarnLogParams::VurotarnLogParams() : list_(QLIBCSzListAlloc(1024)) {
+    if (list_ == NULL) {
+        VUROTARN_LOG("Failed to allocate list");
+    }
+}
+
+VurotarnLogParams::~VurotarnLogParams() { QLIBCSzListFree(list_); }
+
+void VurotarnLogParams::push(const std::string& text) {
+    if (list_ != NULL) {
+        QLIBCSzListPush(&list_, text.c_str());
+    }
+}
+
+std::string vurotarnLogNameOrId(const std::string& name, long id) {
+    return name.empty() ? "<id=" + std::to_string(id) + ">" : name;
+}
+
+std::string vurotarnLogOuName(long ouId, const char* szFailFmt) {
+    if (ouId == 0) {
+        return "{gpo_tree:root_ou}";
+    }
+    VURO_TARN_OU ou;
+    if (VUROTARNOuGet(ouId, &ou) < 0) {
+        syslog(LOG_ERR, szFailFmt, __FILE__, __LINE__, ouId);
+        return std::string();
+    }
+    return vurotarnLogNameOrId(ou.str_name, ou.id);
+}
+
+std::string vurotarnLogPeerName(long peerId, const char* szFailFmt) {
+    VURO_TARN_PEER peer;
+    if (VUROTARNPeerGet(peerId, &peer) < 0) {
+        syslog(LOG_ERR, szFailFmt, __FILE__, __LINE__, peerId);
+        return std::string();
+    }
+    return vurotarnLogNameOrId(peer.str_hostname, peer.id);
+}
+
+std::string vurotarnLogValueText(const Json::Value& v) {
+    if (v.isString()) {
+        return v.asString();
+    }
+    if (v.isNull()) {
+        return std::string();
+    }
+    if (v.isIntegral() || v.isDouble() || v.isBool()) {
+        return v.asString();
+    }
+    return vurojson::toString(v);
+}
+
+std::string vurotarnLogFieldPiece(const Json::Value& element) {
+    return "{log:" + element["key"].asString() +
+           "}: " + vurotarnLogValueText(element["old_value"]) + " -> " +
+           vurotarnLogValueText(element["new_value"]);
+}
+
+void vurotarnLogAppend(std::string& text, const std::string& piece) {
+    if (!text.empty()) {
+        text += ", ";
+    }
+    text += piece;
+}
+
+int vurotarnLogDiff(const Json::Value& j1, const Json::Value& j2, Json::Value& jDiff) {
+    jDiff = Json::Value(Json::arrayValue);
+    return VUROTARNJsonDiff(j1, j2, jDiff);
+}
+
+int vurotarnLogWrite(int status_no, const std::string& objId, const std::string& parentObjId,
+                     const char* szSection, const char* szKey, const VurotarnLogParams& params,
+                     const char* szWord) {
+    int level = status_no != 0 ? LOG_ERR : LOG_INFO;
+    if (VUROTARNLog(level, objId.c_str(), parentObjId.c_str(), szSection, szKey, params.get(),
+                    NULL) != 0) {
+        VUROTARN_LOG("Failed to log %s [%s]:[%s]", szWord, szSection, szKey);
+        return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,82 @@
+/* tarnlog_format.cpp - common values turned into message parameters:
+ * references for the string files where a word is language-bound, names
+ * read from the records where it is not. */
+#include <string.h>
+
+#include <string>
+
+#include "tarnlog/vurotarnlog_int.h"
+#include "vurotarn_macro_util.h"
+
+std::string VUROTARNLogFormat_StatusValue(int iStatus) {
+    static const char* const kStatus[] = {
+        "{server:status_unknown}",       "{server:status_offline}",
+        "{server:status_ready}",         "{server:status_offline}",
+        "{server:status_kelp_updating}", "{server:status_system_lost}",
+        "{server:status_booting}",       NULL,
+        "{server:status_booting}",       "{server:status_updating}",
+        "{server:status_offline}",       "{server:status_joining}",
+        "{server:status_disjoining}",    "{server:status_rebooting}",
+        "{server:status_shutdowning}",   "{server:status_cant_connect}",
+        "{server:status_hibernation}",
+    };
+    if (iStatus >= 0 && iStatus < (int)(sizeof(kStatus) / sizeof(kStatus[0])) &&
+        kStatus[iStatus] != NULL) {
+        return kStatus[iStatus];
+    }
+    return std::to_string(iStatus);
+}
+
+std::string VUROTARNLogFormat_CheckValue(int iEnable) {
+    return iEnable != 0 ? "{log:enable}" : "{log:disable}";
+}
+
+std::string VUROTARNLogFormat_OUValue(long int ID) {
+    VURO_TARN_OU ou;
+    if (VUROTARNOuGet(ID, &ou) < 0) {
+        VUROTARN_LOG("Failed to get OU id=[%ld]", ID);
+        return std::string();
+    }
+    return ou.str_name;
+}
+
+std::string VUROTARNLogFormat_PEERValue(long int ID) {
+    VURO_TARN_PEER peer;
+    if (VUROTARNPeerGet(ID, &peer) < 0) {
+        VUROTARN_LOG("Failed to get PEER id=[%ld]", ID);
+        return std::string();
+    }
+    return peer.str_hostname;
+}
+
+std::string VUROTARNLogFormat_LinkedGPOValue(const Json::Value& jLinkedGPO) {
+    std::string names;
+    if (!jLinkedGPO.isObject() || !jLinkedGPO.isMember("order") || !jLinkedGPO["order"].isArray()) {
+        return names;
+    }
+    for (const Json::Value& link : jLinkedGPO["order"]) {
+        if (!link.isObject() || !link.isMember("id")) {
+            continue;
+        }
+        long id = link["id"].isConvertibleTo(Json::intValue) || link["id"].isIntegral()
+                      ? (long)link["id"].asInt64()
+                      : -1;
+        VURO_TARN_GPO gpo;
+        std::string name;
+        if (id >= 0 && VUROTARNGpoGet(id, &gpo) == 0) {
+            name = gpo.str_name;
+        }
+        if (!names.empty()) {
+            names += ", ";
+        }
+        names += name;
+    }
+    return names;
+}
+
+std::string VUROTARNLogFormat_UptimeValue(int iUptime) {
+    char szBuf[16];
+    snprintf(szBuf, sizeof(szBuf), "%02d:%02d:%02d", iUptime / 3600, iUptime / 60 % 60,
+             iUptime % 60);
+    return szBuf;
+}

@@ -1,0 +1,68 @@
+/* tarnlog_msg.cpp - what callers of the log ask around it: the language
+ * mail goes out in, and the objects a user may read the log of. */
+#include <string.h>
+#include <syslog.h>
+
+#include <string>
+
+#include "tarnlog/vurotarnlog_int.h"
+#include "vurotarn_macro_util.h"
+
+#define VUROTARN_INFO_CONF_PATH "/etc/vuroinfo.conf"
+
+void VUROMsgGetLocalLang(char* szLang, int cbLang) {
+    if (szLang == NULL || cbLang <= 0) {
+        return;
+    }
+    memset(szLang, 0, (size_t)cbLang);
+    if (QLIBCFileGetKeyValue(VUROTARN_INFO_CONF_PATH, "maillang", szLang, cbLang, 0) <= 0 ||
+        strcmp(szLang, "def") == 0) {
+        snprintf(szLang, (size_t)cbLang, "%s", VUROTARNLOG_LANG_FALLBACK);
+    }
+}
+
+int VUROMsgGetObjIdByUser(const char* szUserName, char* szObjId, int cbObjId) {
+    uid_t uid = 0;
+    gid_t gid = 0;
+    if (szUserName == NULL || szObjId == NULL || cbObjId <= 0 ||
+        VUROUserGetUGID(szUserName, &uid, &gid) < 0) {
+        return -1;
+    }
+    char szArg[32];
+    snprintf(szArg, sizeof(szArg), "uid=%u", (unsigned)uid);
+    std::string tool = VUROSysPathStr(VUROTARNLOG_PEER_TOOL);
+    char* argv[] = {const_cast<char*>(tool.c_str()), const_cast<char*>("--listsnbyuid"), szArg,
+                    NULL};
+    FILE* fp = QLIBCPopen(tool.c_str(), argv, "r");
+    if (fp == NULL) {
+        syslog(LOG_ERR, "Failed to QLIBCPopen %s --listsnbyuid %s", VUROTARNLOG_PEER_TOOL, szArg);
+        return -1;
+    }
+    memset(szObjId, 0, (size_t)cbObjId);
+    size_t used = 0;
+    char szLine[64];
+    while (fgets(szLine, sizeof(szLine), fp) != NULL) {
+        size_t len = strlen(szLine);
+        if (len > 0 && szLine[len - 1] == '\n') {
+            szLine[--len] = '\0';
+        }
+        if (len == 0) {
+            continue;
+        }
+        if ((long)(used + len) > (long)cbObjId - 3) {
+            QLIBCPclose(fp);
+            return -1;
+        }
+        int n =
+            snprintf(szObjId + used, (size_t)cbObjId - used, used == 0 ? "'%s'" : ",'%s'", szLine);
+        if (n < 0 || (size_t)n >= (size_t)cbObjId - used) {
+            // The quotes did not fit: keep what was collected whole.
+            szObjId[used] = '\0';
+            QLIBCPclose(fp);
+            return -1;
+        }
+        used += (size_t)n;
+    }
+    QLIBCPclose(fp);
+    return 0;
+}

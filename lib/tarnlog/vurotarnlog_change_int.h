@@ -1,0 +1,60 @@
+/* vurotarnlog_change_int.h - the pieces the change-log writers of the
+ * record families share: the parameter list, names of tree nodes, the
+ * comparison of two records and the final write. */
+#ifndef VUROTARNLOG_CHANGE_INT_H
+#define VUROTARNLOG_CHANGE_INT_H
+
+#include <json/json.h>
+
+#include <string>
+
+#include "vurotarnlog.h"
+
+/* The message parameters; a list that could not be allocated is logged
+ * once ("Failed to allocate list") and reads as not ok. */
+class VurotarnLogParams {
+public:
+    VurotarnLogParams();
+    ~VurotarnLogParams();
+    VurotarnLogParams(const VurotarnLogParams&) = delete;
+    VurotarnLogParams& operator=(const VurotarnLogParams&) = delete;
+    bool ok() const { return list_ != NULL; }
+    void push(const std::string& text);
+    PQLIBSZLIST get() const { return list_; }
+
+private:
+    PQLIBSZLIST list_;
+};
+
+/* The name itself, or "<id=N>" when it is empty. */
+std::string vurotarnLogNameOrId(const std::string& name, long id);
+
+/* The display name of OU ouId: the root reference for 0, else its name or
+ * "<id=N>". When it cannot be read, szFailFmt ("... id=[%ld],") is logged
+ * and the name is empty. */
+std::string vurotarnLogOuName(long ouId, const char* szFailFmt);
+/* The same for a peer: its host name or "<id=N>". */
+std::string vurotarnLogPeerName(long peerId, const char* szFailFmt);
+
+/* A JSON member as message text: strings as they are, numbers in decimal,
+ * anything else as compact JSON. */
+std::string vurotarnLogValueText(const Json::Value& v);
+
+/* "{log:<key>}: old -> new" of one diff element. */
+std::string vurotarnLogFieldPiece(const Json::Value& element);
+
+/* Appends piece behind text with ", " between. */
+void vurotarnLogAppend(std::string& text, const std::string& piece);
+
+/* The one-level diff of two family JSON objects (VUROTARNJsonDiff); the
+ * empty array when they agree. 0 or -1. */
+int vurotarnLogDiff(const Json::Value& j1, const Json::Value& j2, Json::Value& jDiff);
+
+/* The last step of every writer: the row through VUROTARNLog, at level 3
+ * for a failed write and 6 otherwise. szWord names the record type in the
+ * failure message. 0 or -1. */
+int vurotarnLogWrite(int status_no, const std::string& objId, const std::string& parentObjId,
+                     const char* szSection, const char* szKey, const VurotarnLogParams& params,
+                     const char* szWord);
+
+#endif

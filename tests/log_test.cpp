@@ -1,0 +1,507 @@
+/* log_test.cpp - the event log: records and levels, the store with its
+ * rotation and filtered lists, and the expansion of a message into every
+ * language's text. */
+#include <sqlite3.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include <string>
+#include <vector>
+
+#include "tarn_test.h"
+#include "vurotarn.h"
+
+using namespace tarntest;
+
+namespace {
+
+/* Owns a list hash of filter keys. */
+struct Parms {
+    PQLIBSZHASH p = QLIBCSzHashAlloc(16);
+    ~Parms() { QLIBCSzHashFree(p); }
+    Parms& set(const char* key, const char* value) {
+        QLIBCSzHashSetValue(&p, key, value);
+        return *this;
+    }
+};
+
+/* Owns a parameter list. */
+struct Params {
+    PQLIBSZLIST p = QLIBCSzListAlloc(8);
+    explicit Params(std::initializer_list<const char*> items) {
+        for (const char* s : items) QLIBCSzListPush(&p, s);
+    }
+    ~Params() { QLIBCSzListFree(p); }
+};
+
+}  // namespace
+
+class LogTest : public TarnTest {
+protected:
+    void TearDown() override {
+        unsetenv("VURO_WEBAPI_USERNAME");
+        TarnTest::TearDown();
+    }
+
+    int rows_ = 0;
+
+    std::string logDb() const { return sys(VUROTARNLOG_DB_PATH); }
+
+    /* One value of the log database, read outside the library. */
+    std::string logValue(const std::string& query) {
+        sqlite3* db = nullptr;
+        std::string out;
+        if (sqlite3_open(logDb().c_str(), &db) == SQLITE_OK) {
+            sqlite3_exec(
+                db, query.c_str(),
+                [](void* arg, int, char** v, char**) {
+                    *static_cast<std::string*>(arg) = v[0] ? v[0] : "NULL";
+                    return 0;
+                },
+                &out, nullptr);
+        }
+        sqlite3_close(db);
+        return out;
+    }
+
+    long addRow(int level, const char* obj, const char* parent, const char* user, const char* enu,
+                const char* ger = "") {
+        VURO_TARNLOG log;
+        log.level = level;
+        // Distinct times: rows equal in every looked-up field share an id.
+        log.happen_time = 1000 + rows_++;
+        log.str_obj_id = obj;
+        log.str_parent_obj_id = parent;
+        log.str_username = user;
+        log.str_enu = enu;
+        log.str_ger = ger;
+        EXPECT_OK(VUROTARNLogCreate(&log));
+        return log.id;
+    }
+
+    /* The ids of a list, in list order. */
+    static std::vector<long> ids(const VURO_TARNLOG* p) {
+        std::vector<long> out;
+        for (; p != nullptr; p = p->pNext) out.push_back(p->id);
+        return out;
+    }
+
+    std::vector<long> listIds(Parms& parms, size_t* total = nullptr) {
+        VURO_TARNLOG_LIST list = nullptr;
+        int n = VUROTARNLogList(parms.p, &list, total, nullptr, nullptr, nullptr);
+        std::vector<long> out = ids(list);
+        EXPECT_EQ((int)out.size(), n);
+        VUROTARNLogListFree(&list);
+        return out;
+    }
+
+    /* Adds a section of the test's own to the English and German files. */
+    void testStrings(const std::string& enu, const std::string& ger) {
+        for (auto& [lang, text] : {std::pair<std::string, std::string>{"enu", enu}, {"ger", ger}}) {
+            std::string path = sys("/var/packages/TARN/target/ui/texts/" + lang + "/strings");
+            writeFile(path, readFile(path) + "\n[t]\n" + text);
+        }
+    }
+};
+
+TEST_F(LogTest, RecordsLevelsAndJson) {
+    EXPECT_EQ("info", VUROTARNLevelIntToStr(8));
+    EXPECT_EQ("crit", VUROTARNLevelIntToStr(2));
+    EXPECT_EQ("Information", VUROTARNLevelIntToRevealStr(-1));
+    EXPECT_EQ("Warning", VUROTARNLevelIntToRevealStr(5));
+    EXPECT_EQ(6, VUROTARNLevelStrToInt("ERR"));
+    EXPECT_EQ(3, VUROTARNLevelStrToInt("err"));
+    EXPECT_EQ(6, VUROTARNLevelStrToInt(""));
+
+    VURO_TARNLOG* p = VUROTARNLogAlloc();
+    ASSERT_NE(nullptr, p);
+    EXPECT_EQ(-1, p->id);
+    EXPECT_EQ(6, p->level);
+    // Only the field of that index changes; index 20 is refused.
+    EXPECT_OK(VUROTARNLogItemSetLog(p, 19, "trk text"));
+    EXPECT_OK(VUROTARNLogItemSetLog(p, 4, "enu text"));
+    EXPECT_EQ(-1, VUROTARNLogItemSetLog(p, 20, "nowhere"));
+    Json::Value j = VUROTARNLogStructToJson(p);
+    EXPECT_EQ("trk text", j["trk"].asString());
+    EXPECT_EQ("enu text", j["enu"].asString());
+    for (const char* lang : {"chs", "sve", "fre", "ger"}) EXPECT_EQ("", j[lang].asString());
+    EXPECT_EQ(4294967295u, j["user_id"].asUInt64());
+
+    // The user id keeps the low 32 bits and reads back unsigned.
+    time_t uid = 0;
+    EXPECT_OK(VUROTARNLogItemSetUserId(p, (time_t)0x100000007LL));
+    EXPECT_OK(VUROTARNLogItemGetUserId(&uid, p));
+    EXPECT_EQ(7, uid);
+    EXPECT_OK(VUROTARNLogItemSetUserId(p, (time_t)-1));
+    EXPECT_OK(VUROTARNLogItemGetUserId(&uid, p));
+    EXPECT_EQ(4294967295LL, (long long)uid);
+
+    // Strings are cut to the buffer; bad arguments set ERR_BAD_PARAMETERS.
+    char buf[4];
+    EXPECT_OK(VUROTARNLogItemSetObjId(p, "ou_12345"));
+    EXPECT_OK(VUROTARNLogItemGetObjId(buf, sizeof(buf), p));
+    EXPECT_STREQ("ou_", buf);
+    QLIBCErrSetEx(0, nullptr, 0);
+    EXPECT_EQ(-1, VUROTARNLogItemGetObjId(buf, 0, p));
+    EXPECT_EQ(ERR_BAD_PARAMETERS, QLIBCErrGet());
+    EXPECT_EQ(-1, VUROTARNLogItemSetUsername(p, nullptr));
+
+    EXPECT_OK(VUROTARNLogItemSetExtraInfo(p, "{}"));
+    j = VUROTARNLogStructToJson(p);
+    EXPECT_TRUE(j["extra_info"].isObject());
+    EXPECT_EQ(0u, j["extra_info"].size());
+    EXPECT_TRUE(VUROTARNLogStructToJson(nullptr).isNull());
+
+    // Clear releases the chain behind the record (LeakSanitizer would see
+    // a leak) and keeps the level.
+    p->level = 3;
+    p->pNext = VUROTARNLogAlloc();
+    p->pNext->pNext = VUROTARNLogAlloc();
+    p->id = 9;
+    EXPECT_OK(VUROTARNLogClear(p));
+    EXPECT_EQ(nullptr, p->pNext);
+    EXPECT_EQ(3, p->level);
+    EXPECT_EQ(-1, p->id);
+    EXPECT_EQ("", p->str_trk);
+    EXPECT_EQ(-1, VUROTARNLogClear(nullptr));
+    VUROTARNLogFree(p);
+}
+
+TEST_F(LogTest, StoreMadeOnFirstUseAndRowsKept) {
+    struct stat st;
+    ASSERT_NE(0, stat(logDb().c_str(), &st));
+    long id = addRow(4, "ou_1", "ou_0", "alice", "hello", "hallo");
+    ASSERT_EQ(0, stat(logDb().c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 0777);
+    EXPECT_EQ(0u, st.st_uid);
+    // A later write leaves a changed mode alone.
+    chmod(logDb().c_str(), 0640);
+    addRow(6, "ou_2", "ou_0", "bob", "again");
+    stat(logDb().c_str(), &st);
+    EXPECT_EQ(0640u, st.st_mode & 0777);
+    EXPECT_EQ(std::to_string(getpid()), logValue("SELECT pid FROM log WHERE id=1"));
+    EXPECT_EQ("4294967295", logValue("SELECT user_id FROM log WHERE id=1"));
+
+    VURO_TARNLOG log;
+    ASSERT_OK(VUROTARNLogGetByID(id, &log));
+    EXPECT_TRUE(log.available);
+    EXPECT_EQ(4, log.level);
+    EXPECT_EQ("hallo", log.str_ger);
+    EXPECT_EQ("alice", log.str_username);
+
+    // A missing row is no failure, and the record stays as it was.
+    VURO_TARNLOG missing;
+    missing.str_obj_id = "kept";
+    ASSERT_OK(VUROTARNLogGetByID(999, &missing));
+    EXPECT_FALSE(missing.available);
+    EXPECT_EQ("kept", missing.str_obj_id);
+
+    // Set rewrites the plain fields, never the level or the texts.
+    log.level = 1;
+    log.str_ger = "changed";
+    log.str_username = "carol";
+    ASSERT_OK(VUROTARNLogSet(&log));
+    VURO_TARNLOG back;
+    ASSERT_OK(VUROTARNLogGetByID(id, &back));
+    EXPECT_EQ("carol", back.str_username);
+    EXPECT_EQ(4, back.level);
+    EXPECT_EQ("hallo", back.str_ger);
+
+    VURO_TARNLOG ghost;
+    ghost.id = 999;
+    QLIBCErrSetEx(0, nullptr, 0);
+    EXPECT_EQ(-1, VUROTARNLogSet(&ghost));
+    EXPECT_EQ(ERR_WRITE_FAILED, QLIBCErrGet());
+    ghost.id = -5;
+    EXPECT_EQ(-1, VUROTARNLogSet(&ghost));
+    EXPECT_TRUE(logHas("Invalid id: [-5]"));
+
+    // Two equal rows from one process in one second: both stored, both
+    // report the first one's id.
+    VURO_TARNLOG twin1, twin2;
+    twin1.happen_time = twin2.happen_time = 5;
+    twin1.str_obj_id = twin2.str_obj_id = "peer_4";
+    ASSERT_OK(VUROTARNLogCreate(&twin1));
+    ASSERT_OK(VUROTARNLogCreate(&twin2));
+    EXPECT_EQ(twin1.id, twin2.id);
+    EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log WHERE obj_id='peer_4'"));
+
+    EXPECT_OK(VUROTARNLogDeleteByID(999));
+    EXPECT_OK(VUROTARNLogDeleteByID(id));
+    EXPECT_EQ("3", logValue("SELECT COUNT(*) FROM log"));
+    EXPECT_OK(VUROTARNLogDeleteByID(-1));
+    EXPECT_EQ("0", logValue("SELECT COUNT(*) FROM log"));
+
+    // An empty table lists nothing and leaves the caller's list alone.
+    VURO_TARNLOG_LIST list = nullptr;
+    EXPECT_EQ(0, VUROTARNLogListAll(&list, nullptr));
+    EXPECT_EQ(nullptr, list);
+}
+
+TEST_F(LogTest, RotationKeepsLogLimitRows) {
+    ASSERT_OK(VUROTARNSetConf("log_limit", "3"));
+    for (int i = 1; i <= 4; i++) addRow(6, "ou_1", "", "", "row");
+    EXPECT_EQ("2,3,4", logValue("SELECT group_concat(id) FROM (SELECT id FROM log ORDER BY id)"));
+    // Lowering the limit trims the excess at the next write.
+    ASSERT_OK(VUROTARNSetConf("log_limit", "1"));
+    long last = addRow(6, "ou_1", "", "", "row");
+    EXPECT_EQ(std::to_string(last), logValue("SELECT group_concat(id) FROM log"));
+    // A limit that is not a positive number never empties the table.
+    ASSERT_OK(VUROTARNSetConf("log_limit", "none"));
+    addRow(6, "ou_1", "", "", "row");
+    EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log"));
+
+    // List all with a filter: kept rows only, released rest.
+    static long keep;
+    keep = last;
+    VURO_TARNLOG_LIST list = nullptr;
+    EXPECT_EQ(1, VUROTARNLogListAll(&list, [](VURO_TARNLOG* p) -> BOOL { return p->id == keep; }));
+    EXPECT_EQ(std::vector<long>{last}, ids(list));
+    VUROTARNLogListFree(&list);
+}
+
+TEST_F(LogTest, ListFiltersCountsSortAndPages) {
+    addRow(3, "ou_1", "ou_0", "alice", "Deleted Sales", "Sales geloescht");        // 1
+    addRow(6, "peer_2", "ou_1", "bob", "Server joined", "Server beigetreten");     // 2
+    addRow(4, "gpo_3", "ou_5", "alice", "Policy moved", "Richtlinie verschoben");  // 3
+    addRow(6, "ou_7", "ou_0", "carol", "Created Sales", "Sales erstellt");         // 4
+    addRow(7, "ou_8", "ou_7", "salesbot", "Touched", "Beruehrt");                  // 5
+
+    // Without sort the list runs against rowid order.
+    Parms none;
+    size_t total = 0;
+    EXPECT_EQ((std::vector<long>{5, 4, 3, 2, 1}), listIds(none, &total));
+    EXPECT_EQ(5u, total);
+
+    Parms objs;
+    objs.set("obj_id", "'ou_1','ou_7'");
+    EXPECT_EQ((std::vector<long>{5, 4, 2, 1}), listIds(objs));
+
+    // The word searches the user name, the language's text, or both.
+    Parms user, action, all, message, wordOnly;
+    user.set("filter_word", "sales").set("filter_field", "username").set("lang", "enu");
+    EXPECT_EQ(std::vector<long>{5}, listIds(user));
+    action.set("filter_word", "Sales").set("filter_field", "action").set("lang", "ger");
+    EXPECT_EQ((std::vector<long>{4, 1}), listIds(action));
+    all.set("filter_word", "sales").set("filter_field", "all").set("lang", "enu");
+    EXPECT_EQ((std::vector<long>{5, 4, 1}), listIds(all));
+    message.set("filter_word", "Sales").set("filter_field", "message").set("lang", "enu");
+    EXPECT_TRUE(listIds(message).empty());
+    wordOnly.set("filter_word", "nothing-like-this");
+    EXPECT_EQ(5u, listIds(wordOnly).size());
+
+    // Quotes in the word stay inside the LIKE text.
+    Parms quote;
+    quote.set("filter_word", "x' OR '1'='1").set("filter_field", "all").set("lang", "enu");
+    EXPECT_TRUE(listIds(quote).empty());
+
+    // Counts per group, under the filter, whatever the page.
+    Parms counted;
+    counted.set("obj_id", "'ou_1','ou_7'").set("limit", "1");
+    VURO_TARNLOG_LIST list = nullptr;
+    size_t err = 9, warn = 9, info = 9;
+    EXPECT_EQ(1, VUROTARNLogList(counted.p, &list, &total, &err, &warn, &info));
+    EXPECT_EQ(4u, total);
+    EXPECT_EQ(1u, err);
+    EXPECT_EQ(0u, warn);
+    EXPECT_EQ(3u, info);
+    VUROTARNLogListFree(&list);
+    // One group pointer missing: no group counts at all.
+    err = warn = 9;
+    EXPECT_EQ(5, VUROTARNLogList(none.p, &list, &total, &err, &warn, nullptr));
+    EXPECT_EQ(9u, err);
+    EXPECT_EQ(9u, warn);
+    VUROTARNLogListFree(&list);
+
+    // Sorting by "action" sorts by the language's column; the list then
+    // runs against that order.
+    Parms byGer;
+    byGer.set("sort_by", "action").set("lang", "ger").set("sort_direction", "desc");
+    // ger descending: Server, Sales g, Sales e, Richtlinie, Beruehrt
+    EXPECT_EQ((std::vector<long>{5, 3, 4, 1, 2}), listIds(byGer));
+
+    Parms page;
+    page.set("sort_by", "id").set("sort_direction", "DESC").set("limit", "2").set("offset", "1");
+    EXPECT_EQ((std::vector<long>{3, 4}), listIds(page, &total));
+    EXPECT_EQ(5u, total);
+    Parms offsetOnly, dirOnly, unlimited;
+    offsetOnly.set("offset", "3");
+    EXPECT_EQ(5u, listIds(offsetOnly).size());
+    dirOnly.set("sort_direction", "desc");
+    EXPECT_EQ((std::vector<long>{5, 4, 3, 2, 1}), listIds(dirOnly));
+    unlimited.set("limit", "-1");
+    EXPECT_EQ(5u, listIds(unlimited).size());
+
+    // Print hands each row to the callback, with the address of the hash.
+    struct Seen {
+        std::vector<std::string> obj;
+    };
+    static Seen seen;
+    static PQLIBSZHASH expected;
+    expected = objs.p;
+    seen.obj.clear();
+    ASSERT_OK(VUROTARNLogPrint(objs.p, &total, [](void* arg, int n, char** v, char** c) {
+        EXPECT_EQ(expected, *static_cast<PQLIBSZHASH*>(arg));
+        for (int i = 0; i < n; i++) {
+            if (std::string(c[i]) == "obj_id") seen.obj.push_back(v[i]);
+        }
+        return 0;
+    }));
+    EXPECT_EQ(4u, total);
+    EXPECT_EQ((std::vector<std::string>{"ou_1", "peer_2", "ou_7", "ou_8"}), seen.obj);
+}
+
+TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
+    testStrings(
+        "two=\"A {0} B {1}\"\nword=\"Ready\"\nother=\"Other\"\nonlyenu=\"English {0}\"\n"
+        "loop=\"{t:loop}\"\n",
+        "two=\"X {0} Y {1}\"\nword=\"Bereit\"\nother=\"Anderes\"\nloop=\"{t:loop}\"\n");
+    VURO_TARNLOG log;
+
+    // One parameter for two placeholders: {1} stays.
+    Params one{"p0"};
+    ASSERT_OK(ConvertLog("t", "two", one.p, &log));
+    EXPECT_EQ("A p0 B {1}", log.str_enu);
+    EXPECT_EQ("X p0 Y {1}", log.str_ger);
+    // Languages whose file lacks the key fall back to English.
+    EXPECT_EQ("A p0 B {1}", log.str_jpn);
+    ASSERT_OK(ConvertLog("t", "two", nullptr, &log));
+    EXPECT_EQ("X {0} Y {1}", log.str_ger);
+
+    // Substitution runs upward into the growing text; references resolve
+    // in each language, both brace references of a parameter, only the
+    // first text call, and a missing key leaves its bare name.
+    Params refs{"<{1}>",
+                "{t:word}/{t:other} VURO.VDK.TARN._T( 't' , \"other\" ) "
+                "VURO.VDK.TARN._T(t,word) {t:nokey}"};
+    ASSERT_OK(ConvertLog("t", "two", refs.p, &log));
+    EXPECT_EQ(
+        "A <Ready/Other Other VURO.VDK.TARN._T(t,word) nokey> B "
+        "Ready/Other Other VURO.VDK.TARN._T(t,word) nokey",
+        log.str_enu);
+    EXPECT_EQ(
+        "X <Bereit/Anderes Anderes VURO.VDK.TARN._T(t,word) nokey> Y "
+        "Bereit/Anderes Anderes VURO.VDK.TARN._T(t,word) nokey",
+        log.str_ger);
+    // Any text of the reference's shape is one: a name such as this reads
+    // as section "1}-{t", which no file has, so the bare key stands.
+    Params shaped{"{1}-{t:word}"};
+    ASSERT_OK(ConvertLog("t", "two", shaped.p, &log));
+    EXPECT_EQ("A word B {1}", log.str_enu);
+
+    // German lacks "onlyenu": its text and its references are English.
+    Params ref{"{t:word}"};
+    ASSERT_OK(ConvertLog("t", "onlyenu", ref.p, &log));
+    EXPECT_EQ("English Ready", log.str_ger);
+    // A reference whose value refers to itself ends.
+    Params loop{"{t:loop}"};
+    ASSERT_OK(ConvertLog("t", "two", loop.p, &log));
+    EXPECT_EQ(-1, ConvertLog("t", "absent", nullptr, &log));
+
+    char sec[64], key[64], tpl[64];
+    EXPECT_EQ(-1, CheckSectionKey_tpl1("{no colon}", sec, key, 8));
+    EXPECT_EQ(-1, CheckSectionKey_tpl1("{longsection:k}", sec, key, 8));
+    EXPECT_EQ(0, CheckSectionKey_tpl1("a {s:k} b", sec, key, 8));
+    EXPECT_STREQ("s", sec);
+    EXPECT_EQ(-1, CheckSectionKey_tpl2("VURO.VDK.TARN._T(s, k)", sec, key, tpl, 16));
+    EXPECT_TRUE(logHas("Char string length not enough"));
+    EXPECT_EQ(-1, CheckSectionKey_tpl2("VURO.VDK.TARN._T( ,k)", sec, key, tpl, 64));
+
+    EXPECT_EQ("Bereit", VUROTARNConverStr("t", "word", "ger"));
+    EXPECT_EQ("English {0}", VUROTARNConverStr("t", "onlyenu", "ger"));
+    EXPECT_EQ("", VUROTARNConverStr("t", "absent", "ger"));
+
+    EXPECT_EQ("7", VUROTARNLogFormat_StatusValue(7));
+    EXPECT_EQ("-1", VUROTARNLogFormat_StatusValue(-1));
+    EXPECT_EQ("{server:status_offline}", VUROTARNLogFormat_StatusValue(10));
+    EXPECT_EQ("{server:status_hibernation}", VUROTARNLogFormat_StatusValue(16));
+    EXPECT_EQ("17", VUROTARNLogFormat_StatusValue(17));
+    EXPECT_EQ("25:01:01", VUROTARNLogFormat_UptimeValue(90061));
+    EXPECT_EQ("{log:enable}", VUROTARNLogFormat_CheckValue(-3));
+}
+
+TEST_F(LogTest, WritingARowStoresAndSendsIt) {
+    testStrings("two=\"A {0} B {1}\"\n", "two=\"X {0} Y {1}\"\n");
+    Params params{"{server:status_ready}", "plain"};
+    logClear();
+    // Level 0 is stored as 6 and still sent as an error.
+    ASSERT_OK(VUROTARNLog(0, "ou_3", nullptr, "t", "two", params.p, "{\"k\":1}"));
+    VURO_TARNLOG log;
+    ASSERT_OK(VUROTARNLogGetByID(1, &log));
+    EXPECT_EQ(6, log.level);
+    EXPECT_EQ("ou_3", log.str_obj_id);
+    EXPECT_EQ("", log.str_parent_obj_id);
+    EXPECT_EQ("", log.str_username);
+    EXPECT_EQ("A Ready B plain", log.str_enu);
+    EXPECT_EQ("X " + VUROTARNConverStr("server", "status_ready", "ger") + " Y plain", log.str_ger);
+    EXPECT_EQ(1, VUROTARNLogStructToJson(&log)["extra_info"]["k"].asInt());
+    ASSERT_FALSE(logLines().empty());
+    bool sent = false;
+    for (const LogLine& l : logLines()) {
+        if (l.text.find("A Ready B plain") != std::string::npos) {
+            sent = true;
+            EXPECT_EQ(LOG_ERR, l.priority & 7);
+        }
+    }
+    EXPECT_TRUE(sent) << logDump();
+
+    setenv("VURO_WEBAPI_USERNAME", "alice", 1);
+    ASSERT_OK(VUROTARNLog(6, "ou_3", "ou_0", "t", "two", params.p, nullptr));
+    // A filled record is not filled again: clear it before reuse.
+    ASSERT_OK(VUROTARNLogGetByID(2, &log));
+    EXPECT_EQ("", log.str_username);
+    VUROTARNLogClear(&log);
+    ASSERT_OK(VUROTARNLogGetByID(2, &log));
+    EXPECT_EQ("alice", log.str_username);
+    EXPECT_STREQ("alice", getenv("USERNAME"));
+
+    // A key in no file: no row.
+    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", "t", "absent", params.p, nullptr));
+    EXPECT_TRUE(logHas("conver t:absent string failed."));
+    EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log"));
+    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", nullptr, "two", params.p, nullptr));
+    EXPECT_TRUE(logHas("(__null != szSection)"));
+}
+
+TEST_F(LogTest, ObjectsAUserMaySeeAndTheMailLanguage) {
+    writeFile(
+        sys("/etc/passwd"),
+        "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\nbob:x:2002:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), "users:x:100:\nadministrators:x:101:\n");
+    sql("INSERT INTO ou(id, name, parent_id) VALUES (1,'A',0),(2,'B',1);"
+        "INSERT INTO peer(id, sn, parent_id) VALUES (5,'SN5',2);"
+        "INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (8,2001,2,2);");
+    char buf[256] = "junk";
+    ASSERT_OK(VUROMsgGetObjIdByUser("alice", buf, sizeof(buf)));
+    EXPECT_STREQ("'ou_2','peer_5'", buf);
+    ASSERT_OK(VUROMsgGetObjIdByUser("bob", buf, sizeof(buf)));
+    EXPECT_STREQ("", buf);
+    EXPECT_EQ(-1, VUROMsgGetObjIdByUser("nobody-here", buf, sizeof(buf)));
+    // Too small: what fitted stays, and the call fails.
+    char small[12];
+    EXPECT_EQ(-1, VUROMsgGetObjIdByUser("alice", small, sizeof(small)));
+    EXPECT_STREQ("'ou_2'", small);
+
+    // The ids feed the filter as they are.
+    addRow(6, "gpo_9", "ou_2", "", "under B");
+    addRow(6, "ou_1", "ou_0", "", "A itself");
+    ASSERT_OK(VUROMsgGetObjIdByUser("alice", buf, sizeof(buf)));
+    Parms parms;
+    parms.set("obj_id", buf);
+    VURO_TARNLOG_LIST list = nullptr;
+    EXPECT_EQ(1, VUROTARNLogList(parms.p, &list, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_NE(nullptr, list);
+    EXPECT_EQ("gpo_9", list->str_obj_id);
+    VUROTARNLogListFree(&list);
+
+    char lang[8];
+    VUROMsgGetLocalLang(lang, sizeof(lang));
+    EXPECT_STREQ("enu", lang);
+    ASSERT_OK(QLIBCFileSetKeyValue("/etc/vuroinfo.conf", "maillang", "def", 0));
+    VUROMsgGetLocalLang(lang, sizeof(lang));
+    EXPECT_STREQ("enu", lang);
+    ASSERT_OK(QLIBCFileSetKeyValue("/etc/vuroinfo.conf", "maillang", "ger", 0));
+    VUROMsgGetLocalLang(lang, sizeof(lang));
+    EXPECT_STREQ("ger", lang);
+}

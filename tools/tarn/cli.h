@@ -56,6 +56,8 @@ public:
     ListQuery(const ListQuery&) = delete;
     ListQuery& operator=(const ListQuery&) = delete;
     PQLIBSZHASH hash() const { return pHash_; }
+    /* For adding keys that no option maps to one to one. */
+    PQLIBSZHASH* hashRef() { return &pHash_; }
 
 private:
     PQLIBSZHASH pHash_;
@@ -98,6 +100,7 @@ int cmdEvaluate(const Args& args);
 int cmdConvert(const Args& args);
 int cmdDelegates(const std::string& verb, const Args& args);
 int cmdDeleteTree(const Args& args);
+int cmdLog(const std::string& verb, const Args& args);
 
 }  // namespace tarncli
 

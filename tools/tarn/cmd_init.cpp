@@ -130,6 +130,16 @@ int cmdInit(const Args& args) {
             0) {
         fail("cannot write " + conf);
     }
+    // The helper the event log runs lies beside this tool; the root gets a
+    // link to it, so it runs against the same libraries.
+    std::string peerTool = executableDir() + "/vurotarnpeer";
+    std::string peerLink = VUROSysPathStr(VUROTARNLOG_PEER_TOOL);
+    if (access(peerTool.c_str(), X_OK) == 0) {
+        unlink(peerLink.c_str());
+        if (symlink(peerTool.c_str(), peerLink.c_str()) != 0) {
+            fail("cannot link " + peerLink);
+        }
+    }
     Json::Value j;
     j["root"] = getenv("VURO_SYSROOT") ? getenv("VURO_SYSROOT") : "/";
     j["db"] = dbPath;

@@ -14,7 +14,7 @@ using namespace tarncli;
 namespace {
 
 const char* kUsage =
-    "usage: tarn [-v] [--root DIR] COMMAND ...\n"
+    "usage: tarn [-v] [--root DIR] [--user NAME] COMMAND ...\n"
     "  init [--data DIR]                      lay out a complete system root\n"
     "  ou create --name N [--desc D] [--parent ID] [--block 0|1]\n"
     "            [--linked-gpo JSON] [--extra JSON]\n"
@@ -49,6 +49,10 @@ const char* kUsage =
     "                                          the effective policy at the set versions asked\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
     "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
+    "  log list [--lang L] [--word W --field all|username|action] [--obj-id \"'ou_1','peer_2'\"]\n"
+    "           [--for-user NAME] [--human] [--all-langs] [LIST OPTIONS]\n"
+    "  log get ID | clear                     the event log\n"
+    "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "The root is --root, else $VURO_SYSROOT.\n";
 
@@ -62,6 +66,8 @@ int main(int argc, char** argv) {
             std::string a = argv[i];
             if (a == "-v") {
                 verbose = true;
+            } else if (a == "--user" && i + 1 < argc) {
+                setenv("VURO_WEBAPI_USERNAME", argv[++i], 1);
             } else if (a == "--root" && i + 1 < argc) {
                 setenv("VURO_SYSROOT", argv[++i], 1);
             } else if (a == "-h" || a == "--help") {
@@ -78,6 +84,13 @@ int main(int argc, char** argv) {
             throw UsageError{"no command"};
         }
         std::string cmd = argv[i];
+        // "--user NAME" anywhere: the acting user of the event log rows
+        // that the command's writes leave.
+        for (int j = i + 1; j + 1 < argc; j++) {
+            if (std::string(argv[j]) == "--user") {
+                setenv("VURO_WEBAPI_USERNAME", argv[j + 1], 1);
+            }
+        }
         if (cmd == "init") {
             // "init --root DIR" reads naturally too.
             Args args = parseArgs(argc, argv, i + 1);
@@ -105,6 +118,7 @@ int main(int argc, char** argv) {
         if (cmd == "gpo") return cmdGpo(verb, args);
         if (cmd == "delegate") return cmdDelegate(verb, args);
         if (cmd == "delegates") return cmdDelegates(verb, args);
+        if (cmd == "log") return cmdLog(verb, args);
         throw UsageError{"unknown command '" + cmd + "'"};
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);

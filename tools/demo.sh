@@ -31,8 +31,8 @@ eng=$(tarn ou create --name "Engineering" --parent "$hq" --extra '{"cost_center"
 lab=$(tarn ou create --name "Test lab" --parent "$eng" | id_of)
 echo "Headquarters=$hq Sales=$sales Engineering=$eng Test lab=$lab"
 
-step "Rename Sales and let it block inherited policies"
-tarn ou set "$sales" --name "Sales EU" --block 1
+step "Rename Sales and let it block inherited policies (acting user: alice)"
+tarn --user alice ou set "$sales" --name "Sales EU" --block 1
 
 step "The OUs under Headquarters"
 tarn ou list --parent "$hq"
@@ -44,7 +44,9 @@ nas2=$(tarn peer create --sn 2140ABC002 --hostname nas-lab-1 --host 127.0.0.2 --
 again=$(tarn peer create --sn 2140ABC001 --hostname nas-eu-1 --host 127.0.0.1 --http-port 5000 \
     --parent "$sales" | id_of)
 echo "nas-eu-1=$nas1 nas-lab-1=$nas2, stored again: id $again"
+# Status changes leave no event log row; an upgrade does.
 tarn peer set "$nas1" --status 2 --status-by-server 2 >/dev/null
+tarn --user alice peer set "$nas1" --version 7.2 >/dev/null
 tarn peer list --parent "$sales"
 
 step "Policies owned by an OU and by a server"
@@ -117,3 +119,16 @@ if tarn -v ou set 999 --name nobody; then
     exit 1
 fi
 echo "(refused, as it should be)"
+
+step "The event log of all this, in English"
+tarn log list --lang enu --human
+
+step "The same rows in German"
+tarn log list --lang ger --human
+
+step "What alice may read of it: the rows of the nodes delegated to her"
+tarn log list --for-user alice --lang enu --human
+
+step "Counts per severity, and a search for Sales"
+tarn log list --limit 0 | grep -E '"(total|error|warning|information)"'
+tarn log list --word Sales --field all --lang enu --human

@@ -101,12 +101,18 @@ struct VurotarnTraitsBase {
     static constexpr bool kSetReportsAsTrace = false;
     static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
     static constexpr int kGetFoundMin = 1;  // no row is a failed Get
+    // Reads: "SELECT * FROM <table>" unless a family reads through a join,
+    // and the id column as the WHERE of a read by id names it.
+    static constexpr const char* kSelectFrom = nullptr;
+    static constexpr const char* kIdColumn = "id";
 
     static bool isNewId(Id id) { return id == -1; }
     static bool isInvalidSetId(Id id) { return id < 0; }
     static std::string idText(Id id) { return std::to_string(id); }
     static void onAlloc(Rec&) {}
     static void onClear(Rec& rec) { rec = Rec(); }
+    // After a row was deleted, before the POST hook: what else goes with it.
+    static void onDeleted(Id) {}
 };
 
 /* ---- the pattern ---- */
@@ -387,6 +393,8 @@ struct VurotarnRecord {
                 VUROTARN_REPORT(false, "Failed to delete %s, id = [%s]", T::kWord,
                                 T::idText(id).c_str());
                 result = -1;
+            } else {
+                T::onDeleted(id);
             }
         }
         changeLog(result, VUROTARN_LOG_ACTION_DELETE, &tmp, NULL, "delete", id);
@@ -632,11 +640,11 @@ struct VurotarnRecord {
                                 return -1);
         VUROTARN_ARG_CHECK(0, <, cID, return -1);
         char szSQL[4096];
-        sqlite3_snprintf(sizeof(szSQL), szSQL, "SELECT * FROM %s WHERE id=%s ", T::kTable,
-                         T::idText(ids[0]).c_str());
+        sqlite3_snprintf(sizeof(szSQL), szSQL, "%s WHERE %s=%s ", selectFrom().c_str(),
+                         T::kIdColumn, T::idText(ids[0]).c_str());
         for (size_t i = 1; i < cID; i++) {
             size_t len = strlen(szSQL);
-            sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, " OR id=%s ",
+            sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, " OR %s=%s ", T::kIdColumn,
                              T::idText(ids[i]).c_str());
         }
         size_t len = strlen(szSQL);
@@ -649,8 +657,15 @@ struct VurotarnRecord {
 
     /* "SELECT * FROM <table> <condition>;" into a list, reversed by the
      * fill. A failed step gives what was collected, usually nothing. */
+    static std::string selectFrom() {
+        if (T::kSelectFrom != nullptr) {
+            return T::kSelectFrom;
+        }
+        return std::string("SELECT * FROM ") + T::kTable;
+    }
+
     static Rec* listByCondition(const char* szCondition) {
-        std::string text = std::string("SELECT * FROM ") + T::kTable;
+        std::string text = selectFrom();
         if (szCondition != NULL && szCondition[0] != '\0') {
             text += std::string(" ") + szCondition;
         }

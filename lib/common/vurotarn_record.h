@@ -105,6 +105,8 @@ struct VurotarnTraitsBase {
     // and the id column as the WHERE of a read by id names it.
     static constexpr const char* kSelectFrom = nullptr;
     static constexpr const char* kIdColumn = "id";
+    // The family's change-log writer; none for the inventory families.
+    static constexpr int (*kLog)(int, int, R*, R*) = nullptr;
 
     static bool isNewId(Id id) { return id == -1; }
     static bool isInvalidSetId(Id id) { return id < 0; }
@@ -329,7 +331,9 @@ struct VurotarnRecord {
 
     static void changeLog(int result, int action, Rec* p1, Rec* p2, const char* szAction, Id id,
                           bool blTrace = false) {
-        if (T::kLog != NULL && T::kLog(result, action, p1, p2) < 0) {
+        if constexpr (T::kLog == nullptr) {
+            (void)result, (void)action, (void)p1, (void)p2, (void)szAction, (void)id, (void)blTrace;
+        } else if (T::kLog(result, action, p1, p2) < 0) {
             VUROTARN_REPORT(blTrace, "Failed to record %s action of %s in db. id=[%s]", szAction,
                             T::kWord, T::idText(id).c_str());
         }

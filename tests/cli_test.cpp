@@ -154,3 +154,52 @@ TEST_F(CliTest, PolicyEngineCommands) {
     ASSERT_EQ(0, tarn({"delete-tree", "--sn", "S1"}));
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM peer"));
 }
+
+TEST_F(CliTest, EventLogOfTheToolsOwnWrites) {
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), "users:x:100:\nadministrators:x:101:\n");
+    Json::Value j;
+    ASSERT_EQ(0, tarn({"--user", "alice", "ou", "create", "--name", "Sales"}, &j));
+    std::string sales = std::to_string(j["id"].asInt64());
+    ASSERT_EQ(0, tarn({"ou", "create", "--name", "Lab", "--user", "bob"}, &j));
+    ASSERT_EQ(0, tarn({"ou", "set", sales, "--block", "1"}));
+    ASSERT_EQ(0, tarn({"delegates", "set", "--ou", sales, "--users", "alice"}));
+    EXPECT_EQ(1, tarn({"ou", "delete", "4242"}));  // a failed write leaves an error row
+
+    // Newest first, in German, with the counts of the whole selection.
+    ASSERT_EQ(0, tarn({"log", "list", "--lang", "ger", "--desc-order"}, &j));
+    EXPECT_EQ(5u, j["total"].asUInt());
+    EXPECT_EQ(1u, j["error"].asUInt());
+    EXPECT_EQ(4u, j["information"].asUInt());
+    ASSERT_EQ(5u, j["items"].size());
+    EXPECT_EQ("err", j["items"][0]["level_name"].asString());
+    EXPECT_NE(std::string::npos,
+              j["items"][2]["message"].asString().find("Vererbung blockieren: Deaktiviert"))
+        << j["items"][2];
+    EXPECT_EQ("bob", j["items"][3]["username"].asString());
+    EXPECT_EQ("alice", j["items"][4]["username"].asString());
+
+    // Paging keeps the total; a word searches names and the language's text.
+    ASSERT_EQ(0, tarn({"log", "list", "--limit", "2", "--offset", "1"}, &j));
+    EXPECT_EQ(5u, j["total"].asUInt());
+    ASSERT_EQ(2u, j["items"].size());
+    ASSERT_EQ(0, tarn({"log", "list", "--word", "Lab", "--field", "all", "--lang", "enu"}, &j));
+    ASSERT_EQ(1u, j["items"].size());
+    EXPECT_EQ("Created OU Lab under Root OU.", j["items"][0]["message"].asString());
+
+    // alice reads only the rows of what was delegated to her.
+    ASSERT_EQ(0, tarn({"log", "list", "--for-user", "alice"}, &j));
+    for (const Json::Value& row : j["items"]) {
+        EXPECT_TRUE(row["obj_id"].asString() == "ou_" + sales ||
+                    row["parent_obj_id"].asString() == "ou_" + sales)
+            << row;
+    }
+    EXPECT_EQ(3u, j["items"].size());
+
+    ASSERT_EQ(0, tarn({"log", "get", "1", "--all-langs"}, &j));
+    EXPECT_EQ("alice", j["username"].asString());
+    EXPECT_FALSE(j["jpn"].asString().empty());
+    ASSERT_EQ(0, tarn({"log", "clear"}));
+    ASSERT_EQ(0, tarn({"log", "list"}, &j));
+    EXPECT_EQ(0u, j["total"].asUInt());
+}

@@ -227,9 +227,13 @@ TEST(SqlText, ConditionBuilder) {
     EXPECT_EQ(" where  id>1  and  name='O''Neil' ",
               condition({{"SQLWHERE", "id>1"}, {"name", "O'Neil"}}));
     EXPECT_EQ(" where  a='b' ", condition({{"a", "b"}}));
-    // Filters are cut silently; the sort suffix is refused when it won't fit.
-    EXPECT_EQ(" where  a=", condition({{"a", "b"}}, 11));
+    // A filter or sort suffix that won't fit is refused: a filter cut short
+    // could select other rows.
     int r = 0;
+    logClear();
+    condition({{"a", "b"}}, 11, &r);
+    EXPECT_EQ(-1, r);
+    EXPECT_TRUE(logHas("szSQL buffer is not big enough, size=11")) << logDump();
     logClear();
     condition({{"a", "b"}, {"sort_by", "name"}}, 16, &r);
     EXPECT_EQ(-1, r);
@@ -250,8 +254,13 @@ TEST(SqlText, InClauseAndLikeEscape) {
     EXPECT_EQ(0, VUROTARNSQLIn("sn", list, buf, sizeof(buf)));
     EXPECT_STREQ(" sn in ('A1','B''2') ", buf);
     char small[12];
-    EXPECT_EQ(0, VUROTARNSQLIn("sn", list, small, sizeof(small)));  // cut, not failed
+    // Cut: reported, and left with an open quote that SQLite refuses, never
+    // a shorter list of another meaning.
+    EXPECT_EQ(-1, VUROTARNSQLIn("sn", list, small, sizeof(small)));
     EXPECT_STREQ(" sn in ('A1", small);
+    char exact[21];  // room for the closing parenthesis, not the blank
+    EXPECT_EQ(-1, VUROTARNSQLIn("sn", list, exact, sizeof(exact)));
+    EXPECT_STREQ(" sn in ('A1','B''2''", exact);
     QLIBCSzListFree(list);
 
     char* out = (char*)malloc(2);

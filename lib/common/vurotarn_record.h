@@ -643,16 +643,18 @@ struct VurotarnRecord {
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                 return -1);
         VUROTARN_ARG_CHECK(0, <, cID, return -1);
-        char szSQL[4096];
-        sqlite3_snprintf(sizeof(szSQL), szSQL, "%s WHERE %s=%s ", selectFrom().c_str(),
-                         T::kIdColumn, T::idText(ids[0]).c_str());
+        // The ids go whole into the 4096-byte statement or not at all: a
+        // list cut at a digit would read another row.
+        std::string text = selectFrom() + " WHERE " + T::kIdColumn + "=" + T::idText(ids[0]) + " ";
         for (size_t i = 1; i < cID; i++) {
-            size_t len = strlen(szSQL);
-            sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, " OR %s=%s ", T::kIdColumn,
-                             T::idText(ids[i]).c_str());
+            text += std::string(" OR ") + T::kIdColumn + "=" + T::idText(ids[i]) + " ";
         }
-        size_t len = strlen(szSQL);
-        sqlite3_snprintf((int)(sizeof(szSQL) - len), szSQL + len, ";");
+        text += ";";
+        char szSQL[4096] = {0};
+        if (!vurotarnSqlAppendCut(szSQL, sizeof(szSQL), text)) {
+            VUROTARN_REPORT(false, "%llu ids do not fit one statement", (unsigned long long)cID);
+            return -1;
+        }
         if (db.exec(szSQL, fillOne, p) != 0) {
             return -1;
         }
@@ -674,9 +676,10 @@ struct VurotarnRecord {
             text += std::string(" ") + szCondition;
         }
         text += ";";
-        // A 4096-byte statement buffer: a longer text loses its end.
-        char szSQL[4096];
-        snprintf(szSQL, sizeof(szSQL), "%s", text.c_str());
+        // A 4096-byte statement buffer: a longer text loses its end and is
+        // spoilt, so that SQLite refuses it rather than read other rows.
+        char szSQL[4096] = {0};
+        vurotarnSqlAppendCut(szSQL, sizeof(szSQL), text);
         Rec* pHead = NULL;
         VurotarnConnection db;
         db.exec(szSQL, fillList, &pHead);

@@ -186,15 +186,38 @@ static const VurotarnSqlKeyFormat szSqlKeyOrder[] = {
     {"offset", " offset %Q "},
 };
 
-/* Appends text behind what szBuf holds, cut at the buffer's end. */
-static void appendCut(char* szBuf, size_t cbBuf, const std::string& text) {
+void vurotarnSqlSpoil(char* szBuf) {
     size_t len = strlen(szBuf);
-    if (len + 1 >= cbBuf) {
+    if (len == 0) {
         return;
     }
-    size_t n = std::min(text.size(), cbBuf - len - 1);
-    memcpy(szBuf + len, text.data(), n);
-    szBuf[len + n] = '\0';
+    size_t quotes = 0;
+    for (size_t i = 0; i < len; i++) {
+        quotes += szBuf[i] == '\'';
+    }
+    if (quotes % 2 == 0) {
+        szBuf[len - 1] = szBuf[len - 1] == '\'' ? ' ' : '\'';
+    }
+}
+
+bool vurotarnSqlAppendCut(char* szBuf, size_t cbBuf, const std::string& text) {
+    size_t len = strlen(szBuf);
+    if (len + text.size() < cbBuf) {
+        memcpy(szBuf + len, text.c_str(), text.size() + 1);
+        return true;
+    }
+    if (len + 1 < cbBuf) {
+        size_t n = cbBuf - len - 1;
+        memcpy(szBuf + len, text.data(), n);
+        szBuf[len + n] = '\0';
+    }
+    vurotarnSqlSpoil(szBuf);
+    return false;
+}
+
+/* Appends behind what szBuf holds; false when the text was cut. */
+static bool appendCut(char* szBuf, size_t cbBuf, const std::string& text) {
+    return vurotarnSqlAppendCut(szBuf, cbBuf, text);
 }
 
 int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQL) {
@@ -243,25 +266,28 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
     for (int i = 0; i < pKeys->nItem; i++) {
         const char* szKey = pKeys->pszItem[i];
         const char* szValue = QLIBCSzHashGetValue(pParms, szKey);
-        appendCut(szSQL, nSQL, i == 0 ? " where " : " and ");
+        std::string piece = i == 0 ? " where " : " and ";
         if (strcasecmp(szKey, "sqlWhere") == 0) {
-            appendCut(szSQL, nSQL, " " + std::string(szValue) + " ");
+            piece += " " + std::string(szValue) + " ";
         } else {
             char* szCond = sqlite3_mprintf(" %s='%q' ", szKey, szValue);
             if (szCond == NULL) {
                 goto cleanup;
             }
-            appendCut(szSQL, nSQL, szCond);
+            piece += szCond;
             sqlite3_free(szCond);
         }
-    }
-    if (szSQL2[0] != '\0') {
-        size_t len = strlen(szSQL);
-        if (nSQL - len < strlen(szSQL2)) {
+        // A filter cut short could select other rows: refuse it.
+        if (!appendCut(szSQL, nSQL, piece)) {
             VUROTARN_LOG("szSQL buffer is not big enough, size=%lld", (long long)nSQL);
             goto cleanup;
         }
-        appendCut(szSQL, nSQL, szSQL2);
+    }
+    if (szSQL2[0] != '\0') {
+        if (!appendCut(szSQL, nSQL, szSQL2)) {
+            VUROTARN_LOG("szSQL buffer is not big enough, size=%lld", (long long)nSQL);
+            goto cleanup;
+        }
     }
     ret = 0;
 
@@ -279,13 +305,24 @@ int VUROTARNSQLIn(const char* szColumnName, PQLIBSZLIST pList, char* szSqlCond, 
     if (pList->nItem <= 0) {
         return 0;
     }
-    sqlite3_snprintf((int)nSqlCond, szSqlCond, " %s in ('%q'", szColumnName, pList->pszItem[0]);
-    for (int i = 1; i < pList->nItem; i++) {
-        size_t len = strlen(szSqlCond);
-        sqlite3_snprintf((int)(nSqlCond - len), szSqlCond + len, ",'%q'", pList->pszItem[i]);
+    szSqlCond[0] = '\0';
+    bool whole = true;
+    for (int i = 0; i < pList->nItem && whole; i++) {
+        char* szItem = i == 0 ? sqlite3_mprintf(" %s in ('%q'", szColumnName, pList->pszItem[0])
+                              : sqlite3_mprintf(",'%q'", pList->pszItem[i]);
+        if (szItem == NULL) {
+            return -1;
+        }
+        whole = appendCut(szSqlCond, nSqlCond, szItem);
+        sqlite3_free(szItem);
     }
-    size_t len = strlen(szSqlCond);
-    sqlite3_snprintf((int)(nSqlCond - len), szSqlCond + len, ") ");
+    // A list one item short is a valid statement that means something
+    // else: a cut list is spoilt for SQLite and reported.
+    if (!whole || !appendCut(szSqlCond, nSqlCond, ") ")) {
+        VUROTARN_LOG("IN list of %d items does not fit %llu bytes", pList->nItem,
+                     (unsigned long long)nSqlCond);
+        return -1;
+    }
     return 0;
 }
 

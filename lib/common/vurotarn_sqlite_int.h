@@ -24,6 +24,15 @@ int vurotarnSqlStep(sqlite3** pDb, const char* szDbPath, const char* szOpenText,
  * last failure are traced with the statement. 0 or -1. */
 int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK callback, void* arg);
 
+/* A text cut at its buffer's end may still be valid SQL of another meaning
+ * (an IN list one id short, a literal closed early at a doubled quote).
+ * After a cut the text is left with an odd number of single quotes, so that
+ * SQLite refuses it. */
+void vurotarnSqlSpoil(char* szBuf);
+/* Appends text behind what szBuf holds; when it does not fit, what fits is
+ * kept, the buffer is spoilt and the result is false. */
+bool vurotarnSqlAppendCut(char* szBuf, size_t cbBuf, const std::string& text);
+
 /* One per-call connection: opened (inside the bracket, unchecked) when
  * constructed, closed (inside the bracket) when it goes out of scope. */
 class VurotarnConnection {

@@ -175,10 +175,11 @@ static int countCallback(void* arg, int argc, char** argv, char**) {
 
 static size_t VUROTARNLogDBRecordGetCount(sqlite3* db, const char* szCondition) {
     VUROTARN_ARG_CHECK(NULL, !=, db, return 0);
-    char szSQL[VUROTARNLOG_SQL_MAX];
+    char szSQL[VUROTARNLOG_SQL_MAX] = {0};
     bool cond = szCondition != NULL && szCondition[0] != '\0';
-    snprintf(szSQL, sizeof(szSQL), "SELECT COUNT(*) FROM log%s%s;", cond ? " " : "",
-             cond ? szCondition : "");
+    vurotarnSqlAppendCut(szSQL, sizeof(szSQL),
+                         std::string("SELECT COUNT(*) FROM log") + (cond ? " " : "") +
+                             (cond ? szCondition : "") + ";");
     size_t count = 0;
     if (vurotarnSqlExecRetry(db, szSQL, countCallback, &count) != 0) {
         VUROTARN_LOG("Failed to count VURO_TARNLOG records");
@@ -428,13 +429,17 @@ static int tarnlog_sqlite_list_all(VURO_TARNLOG_LIST* pTARNLogList, BOOL (*isKee
 }
 
 /* Appends a formatted piece behind what the condition holds, cut at its
- * size. */
+ * size; a cut condition is spoilt so that SQLite refuses it rather than
+ * select other rows. */
 template <typename... Args>
 static void condAppend(char* szCond, const char* szFormat, Args... args) {
-    size_t len = strlen(szCond);
-    if (len + 1 < VUROTARNLOG_SQL_MAX) {
-        sqlite3_snprintf((int)(VUROTARNLOG_SQL_MAX - len), szCond + len, szFormat, args...);
+    char* szPiece = sqlite3_mprintf(szFormat, args...);
+    if (szPiece == NULL) {
+        vurotarnSqlSpoil(szCond);
+        return;
     }
+    vurotarnSqlAppendCut(szCond, VUROTARNLOG_SQL_MAX, szPiece);
+    sqlite3_free(szPiece);
 }
 
 int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
@@ -483,13 +488,15 @@ int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
     }
     if (pErrCount != NULL && pWarnCount != NULL && pInfoCount != NULL) {
         const char* base = szCond[0] != '\0' ? szCond : " WHERE 1 ";
-        char szGroup[VUROTARNLOG_SQL_MAX];
-        sqlite3_snprintf(sizeof(szGroup), szGroup, "%s  AND 0 <= level AND level <= 3 ", base);
-        *pErrCount = VUROTARNLogDBRecordGetCount(db.get(), szGroup);
-        sqlite3_snprintf(sizeof(szGroup), szGroup, "%s  AND 4 <= level AND level <= 5 ", base);
-        *pWarnCount = VUROTARNLogDBRecordGetCount(db.get(), szGroup);
-        sqlite3_snprintf(sizeof(szGroup), szGroup, "%s  AND 6 <= level AND level <= 7 ", base);
-        *pInfoCount = VUROTARNLogDBRecordGetCount(db.get(), szGroup);
+        const char* kGroups[] = {"  AND 0 <= level AND level <= 3 ",
+                                 "  AND 4 <= level AND level <= 5 ",
+                                 "  AND 6 <= level AND level <= 7 "};
+        size_t* counts[] = {pErrCount, pWarnCount, pInfoCount};
+        for (int g = 0; g < 3; g++) {
+            char szGroup[VUROTARNLOG_SQL_MAX] = {0};
+            vurotarnSqlAppendCut(szGroup, sizeof(szGroup), std::string(base) + kGroups[g]);
+            *counts[g] = VUROTARNLogDBRecordGetCount(db.get(), szGroup);
+        }
     }
     if (szSortBy != NULL) {
         if (strcmp(szSortBy, "action") == 0) {

@@ -5,9 +5,10 @@ int VUROTARNPeerGetBySN_sqlite(const char* szSN, VURO_TARN_PEER* pPeer) {
     VurotarnConnection db;
     VUROTARN_ARG_CHECK(NULL, !=, pPeer, return -1);
     VUROTARN_ARG_CHECK_RAW(szSN, !=, NULL, return -1);
-    char szSQL[4096];
-    sqlite3_snprintf(sizeof(szSQL), szSQL, "SELECT * FROM peer WHERE sn='%q';", szSN);
-    if (db.exec(szSQL, VurotarnPeer::fillOne, pPeer) != 0) {
+    // No length limit: a serial cut short inside its quotes could name
+    // another server.
+    VurotarnSqlText sql(sqlite3_mprintf("SELECT * FROM peer WHERE sn='%q';", szSN));
+    if (!sql || db.exec(sql.get(), VurotarnPeer::fillOne, pPeer) != 0) {
         return -1;
     }
     return pPeer->available ? 1 : 0;

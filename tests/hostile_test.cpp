@@ -1,0 +1,223 @@
+/* hostile_test.cpp - user input passed through by the web handlers: texts
+ * that look like SQL, format strings, references of the string files or
+ * broken UTF-8, huge settings, long id lists and ids at their limits. Each
+ * must come back as it went in and never change what a statement means. */
+#include <limits.h>
+#include <sqlite3.h>
+
+#include <string>
+#include <vector>
+
+#include "tarn_test.h"
+#include "vurojson.h"
+#include "vurotarn.h"
+
+using namespace tarntest;
+
+namespace {
+
+const std::vector<std::string>& hostileTexts() {
+    static const std::vector<std::string> texts = {
+        "O'Brien \"quoted\" ''",
+        "x' OR '1'='1",
+        "100%_done %s %n %d %%",
+        "back\\slash\\ \\' \\\"",
+        "{server:status_ready}",
+        "VURO.VDK.TARN._T('log','name')",
+        "; DROP TABLE ou; --",
+        "\xff\xfe broken \xc3( utf-8 \xe2\x82",
+        "line\nbreak\ttab\r",
+        std::string(5000, 'q') + "'",
+    };
+    return texts;
+}
+
+/* Owns a condition hash. */
+struct Hash {
+    PQLIBSZHASH p = QLIBCSzHashAlloc(16);
+    ~Hash() { QLIBCSzHashFree(p); }
+    Hash& set(const char* key, const std::string& value) {
+        QLIBCSzHashSetValue(&p, key, value.c_str());
+        return *this;
+    }
+};
+
+}  // namespace
+
+class HostileTest : public TarnTest {
+protected:
+    std::string logValue(const std::string& query) {
+        sqlite3* db = nullptr;
+        std::string out;
+        if (sqlite3_open(sys(VUROTARNLOG_DB_PATH).c_str(), &db) == SQLITE_OK) {
+            sqlite3_exec(
+                db, query.c_str(),
+                [](void* arg, int, char** v, char**) {
+                    *static_cast<std::string*>(arg) = v[0] ? v[0] : "NULL";
+                    return 0;
+                },
+                &out, nullptr);
+        }
+        sqlite3_close(db);
+        return out;
+    }
+};
+
+TEST_F(HostileTest, TextsRoundTripThroughEveryFamily) {
+    int i = 0;
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE("text #" + std::to_string(i));
+        std::string unique = text + "#" + std::to_string(i++);
+
+        VURO_TARN_OU ou;
+        ou.str_name = unique;
+        ou.str_desc = text;
+        ASSERT_OK(VUROTARNOuCreate(&ou));
+        VURO_TARN_OU back;
+        ASSERT_OK(VUROTARNOuGet(ou.id, &back));
+        EXPECT_EQ(unique, back.str_name);
+        EXPECT_EQ(text, back.str_desc);
+        // A filter on the text finds this row and no other.
+        VURO_TARN_OU_LIST list = nullptr;
+        Hash byName;
+        byName.set("name", unique);
+        size_t total = 0;
+        if (unique.size() < 3000) {
+            ASSERT_OK(VUROTARNOuList(byName.p, &list, &total));
+            ASSERT_EQ(1u, total);
+            EXPECT_EQ(ou.id, list->id);
+            VUROTARNOuListFree(&list);
+        } else {
+            // Too long for a condition: refused, never run cut short.
+            EXPECT_EQ(-1, VUROTARNOuList(byName.p, &list, &total));
+            EXPECT_EQ(nullptr, list);
+        }
+
+        VURO_TARN_PEER peer;
+        peer.str_sn = unique;
+        peer.str_hostname = text;
+        peer.parent_id = ou.id;
+        ASSERT_OK(VUROTARNPeerCreate(&peer));
+        VURO_TARN_PEER peerBack;
+        ASSERT_OK(VUROTARNPeerGetBySN(unique.c_str(), &peerBack));
+        EXPECT_EQ(peer.id, peerBack.id);
+        EXPECT_EQ(text, peerBack.str_hostname);
+        // One quote fewer at the end: another serial, not found.
+        VURO_TARN_PEER none;
+        EXPECT_EQ(-1, VUROTARNPeerGetBySN((unique + "'").c_str(), &none));
+
+        VURO_TARN_GPO gpo;
+        gpo.str_name = text;
+        gpo.parent_type = VURO_TARN_TYPE_PEER;
+        gpo.parent_id = peer.id;
+        Json::Value setting;
+        setting["gpo_content"]["Samba"]["vuro_set_version"] = 1;
+        setting["gpo_content"]["Samba"]["comment"] = text.find('\xff') == std::string::npos
+                                                         ? text
+                                                         : std::string("valid only");
+        gpo.str_setting = vurojson::toString(setting);
+        ASSERT_OK(VUROTARNGpoCreate(&gpo));
+        VURO_TARN_GPO gpoBack;
+        ASSERT_OK(VUROTARNGpoGet(gpo.id, &gpoBack));
+        EXPECT_EQ(text, gpoBack.str_name);
+        EXPECT_EQ(gpo.str_setting, gpoBack.str_setting);
+
+        // The event log rows keep the texts as stored; names shaped like a
+        // reference are read as one, which is how the log is worded.
+        EXPECT_EQ("1", logValue("SELECT COUNT(*) FROM log WHERE obj_id='gpo_" +
+                                std::to_string(gpo.id) + "'"));
+    }
+    EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
+    // Every OU is still there: no text was run as SQL.
+    EXPECT_EQ(std::to_string(hostileTexts().size() + 1), sqlValue("SELECT COUNT(*) FROM ou"));
+
+    // Searches of the log with such words run as searches.
+    for (const std::string& text : hostileTexts()) {
+        Hash h;
+        h.set("filter_word", text).set("filter_field", "all").set("lang", "enu");
+        h.set("sort_by", text).set("sort_direction", text).set("limit", text);
+        VURO_TARNLOG_LIST list = nullptr;
+        size_t total = 0;
+        EXPECT_LE(0, VUROTARNLogList(h.p, &list, &total, nullptr, nullptr, nullptr));
+        VUROTARNLogListFree(&list);
+    }
+}
+
+TEST_F(HostileTest, MegabyteSettingsAndIdsAtTheirLimits) {
+    VURO_TARN_GPO gpo;
+    gpo.str_name = "big";
+    gpo.parent_type = VURO_TARN_TYPE_OU;
+    gpo.parent_id = 0;
+    Json::Value setting;
+    setting["gpo_content"]["Big"]["vuro_set_version"] = 1;
+    setting["gpo_content"]["Big"]["blob"] = std::string(1 << 20, 'z') + "'\"%";
+    gpo.str_setting = vurojson::toString(setting);
+    ASSERT_OK(VUROTARNGpoCreate(&gpo));
+    gpo.str_name = "big edited";
+    ASSERT_OK(VUROTARNGpoSet(&gpo));
+    VURO_TARN_GPO back;
+    ASSERT_OK(VUROTARNGpoGet(gpo.id, &back));
+    EXPECT_EQ(gpo.str_setting.size(), back.str_setting.size());
+    EXPECT_EQ(gpo.str_setting, back.str_setting);
+    Json::Value j(Json::objectValue);
+    ASSERT_OK(VUROTARNGpoGetEvaluate(0, VURO_TARN_TYPE_OU, j, nullptr));
+
+    for (long id : {-1L, -2L, LONG_MIN, LONG_MAX, 4242L}) {
+        SCOPED_TRACE(id);
+        VURO_TARN_OU ou;
+        EXPECT_EQ(-1, VUROTARNOuGet(id, &ou));
+        EXPECT_EQ(-1, VUROTARNOuDelete(id));
+        VURO_TARN_PEER peer;
+        EXPECT_EQ(-1, VUROTARNPeerGet(id, &peer));
+        Json::Value jGpo(Json::objectValue);
+        EXPECT_EQ(-1, VUROTARNGpoGetEvaluate(id, VURO_TARN_TYPE_OU, jGpo, nullptr));
+        VURO_TARNLOG log;
+        EXPECT_OK(VUROTARNLogGetByID(id, &log));
+        EXPECT_FALSE(log.available);
+    }
+    // The root can be read and not removed.
+    VURO_TARN_OU root;
+    ASSERT_OK(VUROTARNOuGet(0, &root));
+    EXPECT_EQ("1", sqlValue("SELECT COUNT(*) FROM ou WHERE id=0"));
+}
+
+TEST_F(HostileTest, LongIdListsAreReadWholeOrNotAtAll) {
+    sql("INSERT INTO ou(id, name, parent_id) VALUES (7, 'seven', 0), (123456, 'big', 0);");
+    // Thousands of ids: the statement cannot hold them all, and a list cut
+    // short at a digit must not read another row.
+    std::vector<long> ids(3000, 999999999);
+    ids[0] = 123456;
+    ids.push_back(7);
+    VURO_TARN_OU ou;
+    int rc = VUROTARNOuGetMultiple(ids.data(), ids.size(), &ou);
+    if (rc == 0) {
+        EXPECT_TRUE(ou.id == 123456 || ou.id == 7) << ou.id;
+    }
+    ids.assign(1000, 1234567);  // cut after "id=1" would read OU 1
+    sql("INSERT INTO ou(id, name, parent_id) VALUES (1, 'one', 0), (12, 'twelve', 0);");
+    VURO_TARN_OU other;
+    rc = VUROTARNOuGetMultiple(ids.data(), ids.size(), &other);
+    EXPECT_FALSE(rc == 0 && other.available) << "read OU " << other.id;
+
+    // A user in very many groups: every delegated group counts, or the view
+    // fails; it never quietly drops groups.
+    std::string group = "users:x:100:\n";
+    for (int g = 0; g < 900; g++) {
+        group += "group" + std::to_string(g) + ":x:" + std::to_string(100000 + g) + ":many\n";
+    }
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\nmany:x:3000:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), group);
+    sql("INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (9, 100899, 2, 12);");
+    VURO_TARN_OU* ous = nullptr;
+    VURO_TARN_PEER* peers = nullptr;
+    VURO_TARN_GPO* gpos = nullptr;
+    rc = VUROTARNListTreeByUid(3000, &ous, &peers, &gpos);
+    if (rc == 0) {
+        bool seen = false;
+        for (VURO_TARN_OU* p = ous; p != nullptr; p = p->pNext) seen = seen || p->id == 12;
+        EXPECT_TRUE(seen) << "the last group's delegation was dropped";
+    }
+    VUROTARNOuListFree(&ous);
+    VUROTARNPeerListFree(&peers);
+    VUROTARNGpoListFree(&gpos);
+}

@@ -1,0 +1,160 @@
+/* stress_bench.cpp - writes per second with eight processes writing at
+ * once, each write with its event log row, beside eight processes issuing
+ * the bare statements of such a write: the cost of the library's locking
+ * story (per-call connections, retry with random sleeps) under contention. */
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "bench_support.h"
+#include "vurotarn.h"
+
+using namespace tarnbench;
+
+namespace {
+
+const int kProcesses = 8;
+const int kWritesEach = 25;
+
+/* The string files, so that every write is worded as in production, and
+ * the log database with its table as the first write makes it. Once, in the
+ * root that runWithRatios made. */
+void setupOnce() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    std::filesystem::create_directories(sysroot() + "/var/packages/TARN/etc");
+    std::filesystem::copy(std::string(TARN_SOURCE_DIR) + "/data/ui",
+                          sysroot() + "/var/packages/TARN/target/ui",
+                          std::filesystem::copy_options::recursive |
+                              std::filesystem::copy_options::overwrite_existing);
+    VUROTARNSetConf("log_limit", "100000");
+    VURO_TARNLOG first;
+    VUROTARNLogCreate(&first);
+}
+
+/* Runs body(process, n) kWritesEach times in each of kProcesses children;
+ * the wall time of the whole, or -1 when a child failed. */
+template <typename Body>
+double runProcesses(Body body) {
+    auto start = std::chrono::steady_clock::now();
+    std::vector<pid_t> pids;
+    for (int w = 0; w < kProcesses; w++) {
+        pid_t pid = fork();
+        if (pid == 0) {
+            int failed = 0;
+            for (int n = 0; n < kWritesEach; n++) failed += body(w, n) != 0;
+            _exit(failed == 0 ? 0 : 1);
+        }
+        pids.push_back(pid);
+    }
+    bool ok = true;
+    for (pid_t pid : pids) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        ok = ok && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return ok ? secs : -1;
+}
+
+/* One iteration is every process's steps; its time is given per write,
+ * and the writes per second of all processes together as a counter. */
+void report(benchmark::State& state, double secs, double& totalSecs) {
+    if (secs < 0) {
+        state.SkipWithError("a writer failed");
+        return;
+    }
+    totalSecs += secs;
+    state.SetIterationTime(secs / (kProcesses * kWritesEach * 2));
+}
+
+void writesPerSecond(benchmark::State& state, double totalSecs) {
+    if (totalSecs > 0) {
+        state.counters["writes_per_s"] =
+            (double)state.iterations() * kProcesses * kWritesEach * 2 / totalSecs;
+    }
+}
+
+std::string ouName(int w, int n) { return "w" + std::to_string(w) + "-" + std::to_string(n); }
+
+void BM_ConcurrentWrites(benchmark::State& state) {
+    static int round = 0;
+    double total = 0;
+    setupOnce();
+    for (auto _ : state) {
+        int r = round++;
+        double secs = runProcesses([r](int w, int n) {
+            VURO_TARN_OU ou;
+            ou.str_name = "r" + std::to_string(r) + ouName(w, n);
+            if (VUROTARNOuCreate(&ou) != 0) return -1;
+            ou.str_name += " renamed";
+            return VUROTARNOuSet(&ou);
+        });
+        report(state, secs, total);  // two writes per step
+    }
+    writesPerSecond(state, total);
+}
+
+/* What one logged write must issue at least: the row with its read-back on
+ * the main database, the event row with its look-up and count on the log
+ * database, each on a connection of its own. */
+int bareWrite(const std::string& name) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(dbPath().c_str(), &db) != SQLITE_OK) return -1;
+    sqlite3_busy_timeout(db, 60000);
+    char* sql = sqlite3_mprintf(
+        "INSERT INTO ou (mtime, name, \"desc\", parent_id, block_inheritance, linked_gpo, "
+        "extra_info) VALUES (1, '%q', '', 0, 0, '', '');"
+        "SELECT id FROM ou WHERE name='%q';",
+        name.c_str(), name.c_str());
+    char* err = nullptr;
+    int rc = sqlite3_exec(db, sql, nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) fprintf(stderr, "bare write: %s\n", err ? err : "?");
+    sqlite3_free(err);
+    sqlite3_free(sql);
+    sqlite3_close(db);
+    if (rc != SQLITE_OK) return -1;
+    std::string logPath = sysroot() + VUROTARNLOG_DB_PATH;
+    if (sqlite3_open(logPath.c_str(), &db) != SQLITE_OK) return -1;
+    sqlite3_busy_timeout(db, 60000);
+    sql = sqlite3_mprintf(
+        "INSERT INTO log (happen_time, level, user_id, obj_id, parent_obj_id, username, enu, "
+        "ger, extra_info, pid) VALUES (1, 6, 4294967295, '%q', 'ou_0', '', '%q', '%q', '', 1);"
+        "SELECT id FROM log WHERE obj_id='%q' AND pid=1;SELECT COUNT(*) FROM log;",
+        name.c_str(), name.c_str(), name.c_str(), name.c_str());
+    rc = sqlite3_exec(db, sql, nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) fprintf(stderr, "bare log write: %s\n", err ? err : "?");
+    sqlite3_free(err);
+    sqlite3_free(sql);
+    sqlite3_close(db);
+    return rc == SQLITE_OK ? 0 : -1;
+}
+
+void BM_BareConcurrentWrites(benchmark::State& state) {
+    static int round = 0;
+    double total = 0;
+    setupOnce();
+    for (auto _ : state) {
+        int r = round++;
+        double secs = runProcesses([r](int w, int n) {
+            std::string name = "bare r" + std::to_string(r) + ouName(w, n);
+            return bareWrite(name) == 0 && bareWrite(name + " renamed") == 0 ? 0 : -1;
+        });
+        report(state, secs, total);
+    }
+    writesPerSecond(state, total);
+}
+
+BENCHMARK(BM_ConcurrentWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BareConcurrentWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return runWithRatios(argc, argv,
+                         {{"BM_ConcurrentWrites/iterations:3/manual_time",
+                           "BM_BareConcurrentWrites/iterations:3/manual_time", 3.0}});
+}

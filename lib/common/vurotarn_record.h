@@ -106,7 +106,10 @@ struct VurotarnTraitsBase {
     static constexpr const char* kSelectFrom = nullptr;
     static constexpr const char* kIdColumn = "id";
     // The family's change-log writer; none for the inventory families.
-    static constexpr int (*kLog)(int, int, R*, R*) = nullptr;
+    // A family with a writer declares kLog as a pointer to it. The absent
+    // writer is known by its type: comparing a function's address with
+    // nullptr is no constant expression under -fsanitize=undefined.
+    static constexpr std::nullptr_t kLog = nullptr;
 
     static bool isNewId(Id id) { return id == -1; }
     static bool isInvalidSetId(Id id) { return id < 0; }
@@ -155,12 +158,14 @@ struct VurotarnRecord {
 
     /* -- item getters and setters -- */
 
-    template <class V>
-    static int itemGetValue(V* pVal, const Rec* p, V Rec::*member) {
+    // The declared type of a getter or setter may differ from the field's
+    // (ids kept unsigned, passed as long int); the value is converted.
+    template <class V, class M>
+    static int itemGetValue(V* pVal, const Rec* p, M Rec::*member) {
         VUROTARN_ARG_CHECK(NULL, !=, pVal, return -1);
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("NULL != ", T::kRecArg).c_str(), 0,
                                 return -1);
-        *pVal = p->*member;
+        *pVal = (V)(p->*member);
         return 0;
     }
 
@@ -173,11 +178,11 @@ struct VurotarnRecord {
         return 0;
     }
 
-    template <class V>
-    static int itemSetValue(Rec* p, V val, V Rec::*member) {
+    template <class V, class M>
+    static int itemSetValue(Rec* p, V val, M Rec::*member) {
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                 return -1);
-        p->*member = val;
+        p->*member = (M)val;
         return 0;
     }
 
@@ -331,7 +336,7 @@ struct VurotarnRecord {
 
     static void changeLog(int result, int action, Rec* p1, Rec* p2, const char* szAction, Id id,
                           bool blTrace = false) {
-        if constexpr (T::kLog == nullptr) {
+        if constexpr (std::is_null_pointer_v<std::decay_t<decltype(T::kLog)>>) {
             (void)result, (void)action, (void)p1, (void)p2, (void)szAction, (void)id, (void)blTrace;
         } else if (T::kLog(result, action, p1, p2) < 0) {
             VUROTARN_REPORT(blTrace, "Failed to record %s action of %s in db. id=[%s]", szAction,

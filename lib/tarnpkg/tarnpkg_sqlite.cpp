@@ -1,0 +1,155 @@
+/* tarnpkg_sqlite.cpp - storage of packages in table "package": the family's
+ * fields, its SQL texts and its storage functions over the shared record
+ * pattern. Reads join the peer table for the owning server's name, model,
+ * version and status. */
+#include "tarnpkg/vurotarnpkg_int.h"
+
+namespace {
+
+/* A column of the join read into the embedded peer; never passed to a hook. */
+template <auto M>
+VurotarnField<VURO_TARN_PKG> peerJoinField(const char* szColumn) {
+    return VurotarnField<VURO_TARN_PKG>{
+        szColumn, NULL, std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
+        [](VURO_TARN_PKG& r, const char* v) { vurotarnFieldFromColumn<M>(r.peer, v); },
+        [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); }};
+}
+
+}  // namespace
+
+#define PKG_FIELD(member, column, hook) VUROTARN_FIELD(VURO_TARN_PKG, member, column, hook)
+
+const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
+    PKG_FIELD(id, "id", "ID"),
+    PKG_FIELD(mtime, "mtime", "ModifiedTime"),
+    // The owner is the embedded peer's id.
+    VurotarnField<VURO_TARN_PKG>{
+        "peer_id", "PeerID", false,
+        [](VURO_TARN_PKG& r, const char* v) { r.peer.id = strtoll(v, NULL, 10); },
+        [](const VURO_TARN_PKG& r) { return std::to_string(r.peer.id); }},
+    PKG_FIELD(str_pkg_id, "pkg_id", "PkgID"),
+    PKG_FIELD(str_pkg_name_enu, "pkg_name_enu", "PkgName"),
+    PKG_FIELD(str_pkg_name_cht, "pkg_name_cht", NULL),
+    PKG_FIELD(str_pkg_name_chs, "pkg_name_chs", NULL),
+    PKG_FIELD(str_pkg_name_krn, "pkg_name_krn", NULL),
+    PKG_FIELD(str_pkg_name_ger, "pkg_name_ger", NULL),
+    PKG_FIELD(str_pkg_name_fre, "pkg_name_fre", NULL),
+    PKG_FIELD(str_pkg_name_ita, "pkg_name_ita", NULL),
+    PKG_FIELD(str_pkg_name_spn, "pkg_name_spn", NULL),
+    PKG_FIELD(str_pkg_name_jpn, "pkg_name_jpn", NULL),
+    PKG_FIELD(str_pkg_name_dan, "pkg_name_dan", NULL),
+    PKG_FIELD(str_pkg_name_nor, "pkg_name_nor", NULL),
+    PKG_FIELD(str_pkg_name_sve, "pkg_name_sve", NULL),
+    PKG_FIELD(str_pkg_name_nld, "pkg_name_nld", NULL),
+    PKG_FIELD(str_pkg_name_rus, "pkg_name_rus", NULL),
+    PKG_FIELD(str_pkg_name_plk, "pkg_name_plk", NULL),
+    PKG_FIELD(str_pkg_name_ptb, "pkg_name_ptb", NULL),
+    PKG_FIELD(str_pkg_name_ptg, "pkg_name_ptg", NULL),
+    PKG_FIELD(str_pkg_name_hun, "pkg_name_hun", NULL),
+    PKG_FIELD(str_pkg_name_trk, "pkg_name_trk", NULL),
+    PKG_FIELD(str_pkg_name_csy, "pkg_name_csy", NULL),
+    PKG_FIELD(str_pkg_version, "pkg_version", "Version"),
+    PKG_FIELD(str_pkg_new_version, "pkg_new_version", NULL),
+    PKG_FIELD(pkg_status, "pkg_status", NULL),
+    PKG_FIELD(pkg_install_status, "pkg_install_status", NULL),
+    PKG_FIELD(beta, "beta", NULL),
+    PKG_FIELD(str_install_dependent_packages, "install_dependent_packages", NULL),
+    PKG_FIELD(str_install_conflict_packages, "install_conflict_packages", NULL),
+    PKG_FIELD(startable, "startable", NULL),
+    PKG_FIELD(silent_install, "silent_install", NULL),
+    PKG_FIELD(silent_upgrade, "silent_upgrade", NULL),
+    PKG_FIELD(silent_uninstall, "silent_uninstall", NULL),
+    PKG_FIELD(upgradable, "upgradable", NULL),
+    PKG_FIELD(upgradable_mtime, "upgradable_mtime", NULL),
+    PKG_FIELD(str_filter, "filter", NULL),
+    PKG_FIELD(str_extra_info, "extra_info", NULL),
+    peerJoinField<&VURO_TARN_PEER::str_hostname>("hostname"),
+    peerJoinField<&VURO_TARN_PEER::str_model>("model"),
+    peerJoinField<&VURO_TARN_PEER::str_version>("version"),
+    peerJoinField<&VURO_TARN_PEER::status>("status"),
+};
+
+char* VurotarnPkgTraits::fullMatchSql(const Rec& r) {
+    return sqlite3_mprintf(
+        "SELECT id FROM package WHERE peer_id=%llu AND pkg_id='%q' AND pkg_name_enu='%q' AND "
+        "pkg_name_cht='%q' AND pkg_version='%q' AND pkg_new_version='%q' AND pkg_status=%u AND "
+        "pkg_install_status=%u AND upgradable=%d AND upgradable_mtime=%ld AND extra_info='%q';",
+        (unsigned long long)r.peer.id, r.str_pkg_id.c_str(), r.str_pkg_name_enu.c_str(),
+        r.str_pkg_name_cht.c_str(), r.str_pkg_version.c_str(), r.str_pkg_new_version.c_str(),
+        r.pkg_status, r.pkg_install_status, r.upgradable, (long)r.upgradable_mtime,
+        r.str_extra_info.c_str());
+}
+
+char* VurotarnPkgTraits::keyQuerySql(const Rec& r) {
+    return sqlite3_mprintf("SELECT id FROM package WHERE peer_id=%llu AND pkg_id='%q'",
+                           (unsigned long long)r.peer.id, r.str_pkg_id.c_str());
+}
+
+char* VurotarnPkgTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
+    return sqlite3_mprintf(
+        "INSERT OR REPLACE INTO package ( id, mtime, peer_id, pkg_id, pkg_name_enu, pkg_name_cht, "
+        "pkg_name_chs, pkg_name_krn, pkg_name_ger, pkg_name_fre, pkg_name_ita, pkg_name_spn, "
+        "pkg_name_jpn, pkg_name_dan, pkg_name_nor, pkg_name_sve, pkg_name_nld, pkg_name_rus, "
+        "pkg_name_plk, pkg_name_ptb, pkg_name_ptg, pkg_name_hun, pkg_name_trk, pkg_name_csy, "
+        "pkg_version, pkg_new_version, pkg_status, pkg_install_status, beta, "
+        "install_dependent_packages, install_conflict_packages, startable, silent_install, "
+        "silent_upgrade, silent_uninstall, upgradable, upgradable_mtime, filter, extra_info) "
+        "VALUES ( (%s), %ld, %llu, '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', "
+        "'%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', %u, %u, "
+        "%d, '%q', '%q', %d, %d, %d, %d, %d, %ld, '%q', '%q');",
+        szKeyQuery, (long)r.mtime, (unsigned long long)r.peer.id, r.str_pkg_id.c_str(),
+        r.str_pkg_name_enu.c_str(), r.str_pkg_name_cht.c_str(), r.str_pkg_name_chs.c_str(),
+        r.str_pkg_name_krn.c_str(), r.str_pkg_name_ger.c_str(), r.str_pkg_name_fre.c_str(),
+        r.str_pkg_name_ita.c_str(), r.str_pkg_name_spn.c_str(), r.str_pkg_name_jpn.c_str(),
+        r.str_pkg_name_dan.c_str(), r.str_pkg_name_nor.c_str(), r.str_pkg_name_sve.c_str(),
+        r.str_pkg_name_nld.c_str(), r.str_pkg_name_rus.c_str(), r.str_pkg_name_plk.c_str(),
+        r.str_pkg_name_ptb.c_str(), r.str_pkg_name_ptg.c_str(), r.str_pkg_name_hun.c_str(),
+        r.str_pkg_name_trk.c_str(), r.str_pkg_name_csy.c_str(), r.str_pkg_version.c_str(),
+        r.str_pkg_new_version.c_str(), r.pkg_status, r.pkg_install_status, r.beta,
+        r.str_install_dependent_packages.c_str(), r.str_install_conflict_packages.c_str(),
+        r.startable, r.silent_install, r.silent_upgrade, r.silent_uninstall, r.upgradable,
+        (long)r.upgradable_mtime, r.str_filter.c_str(), r.str_extra_info.c_str());
+}
+
+int VUROTARNPkgCreate_sqlite(VURO_TARN_PKG* pPkg) { return VurotarnPkg::createSqlite(pPkg); }
+
+int VUROTARNPkgSet_sqlite(VURO_TARN_PKG* pPkg) { return VurotarnPkg::setSqlite(pPkg); }
+
+int VUROTARNPkgDelete_sqlite(unsigned long long id) { return VurotarnPkg::deleteSqlite(id); }
+
+int VUROTARNPkgGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_PKG* pPkg) {
+    return VurotarnPkg::getMultipleSqlite(ids, cID, pPkg);
+}
+
+int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
+    VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
+    char szCondition[4096] = "";
+    if (pParms != NULL &&
+        VUROTARNSQLConditionCreate(pParms, szCondition, sizeof(szCondition)) < 0) {
+        return -1;
+    }
+    std::string sql = VurotarnPkg::selectFrom() + " " + szCondition + ";";
+    VurotarnConnection db;
+    if (db.exec(sql.c_str(), VurotarnPkg::fillOne, pPkg) != 0) {
+        return -1;
+    }
+    return pPkg->available ? 1 : 0;
+}
+
+int VUROTARNPkgList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG_LIST* pPkgList,
+                           size_t* pTotalCount) {
+    return VurotarnPkg::listSqlite(pParms, pPkgList, pTotalCount);
+}
+
+int VUROTARNPkgListAll_sqlite(VURO_TARN_PKG_LIST* pPkgList, BOOL (*isKeep)(VURO_TARN_PKG*, void*),
+                              void* private_data) {
+    return VurotarnPkg::listAllSqlite(pPkgList, isKeep, private_data);
+}
+
+int VUROTARNPkgFillOne(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnPkg::fillOne(parm, n_column, column_value, column_name);
+}
+
+int VUROTARNPkgFillList(void* parm, int n_column, char** column_value, char** column_name) {
+    return VurotarnPkg::fillList(parm, n_column, column_value, column_name);
+}

@@ -1,0 +1,65 @@
+/* vurotarnapp_int.h - the application family's traits for the record
+ * pattern, its storage functions and the removal of an application's icons,
+ * which only the family itself calls. */
+#ifndef VUROTARNAPP_INT_H
+#define VUROTARNAPP_INT_H
+
+#include "common/vurotarn_record.h"
+#include "vurotarnapp.h"
+
+/* Removes the icons of one application:
+ * /var/packages/TARN/target/peerinfo/<id>/apps below the system root, where
+ * id is the APPLICATION's row id (what VUROTARNAppDelete passes). The icons
+ * of an application live under its own row id and a row belongs to exactly
+ * one peer, so one removal never reaches another application's or another
+ * peer's icons. 0, or -1 with a condition trace when rm cannot run. */
+int VUROTARNAppIcoDeleten(unsigned long long id);
+
+struct VurotarnAppTraits : VurotarnTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGIN_ENV> {
+    using Id = unsigned long long;
+
+    static constexpr const char* kWord = "VURO_TARN_APP";
+    static constexpr const char* kTable = "app";
+    static constexpr const char* kRecArg = "pApp";
+    static constexpr const char* kListArg = "pAppList";
+    static constexpr const char* kModule = "tarnapp";
+    static constexpr const char* kHookCreate = "tarnapp/tarnapp_create";
+    static constexpr const char* kHookSet = "tarnapp/tarnapp_set";
+    static constexpr const char* kHookDelete = "tarnapp/tarnapp_delete";
+    // (peer_id, app_id) picks the row: Set is the same upsert as Create.
+    static constexpr bool kKeyedUpsert = true;
+    static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+
+    static const VurotarnField<Rec> kFields[32];
+
+    static bool isNewId(Id id) { return id == ~0ULL; }
+    static bool isInvalidSetId(Id id) { return id == ~0ULL; }
+    static std::string idText(Id id) { return std::to_string(id); }
+    static void onDeleted(Id id) { VUROTARNAppIcoDeleten(id); }
+
+    static char* fullMatchSql(const Rec& rec);
+    static char* keyQuerySql(const Rec& rec);
+    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
+};
+
+using VurotarnApp = VurotarnRecord<VurotarnAppTraits>;
+
+/* The twenty language codes with the name field of each, in column order. */
+struct VurotarnAppLangName {
+    const char* szLang;
+    std::string VURO_TARN_APP::*member;
+};
+extern const VurotarnAppLangName kVurotarnAppLangNames[20];
+
+int VUROTARNAppCreate_sqlite(VURO_TARN_APP* pApp);
+int VUROTARNAppSet_sqlite(VURO_TARN_APP* pApp);
+int VUROTARNAppDelete_sqlite(unsigned long long id);
+int VUROTARNAppGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_APP* pApp);
+int VUROTARNAppList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_APP_LIST* pAppList,
+                           size_t* pTotalCount);
+int VUROTARNAppListAll_sqlite(VURO_TARN_APP_LIST* pAppList, BOOL (*isKeep)(VURO_TARN_APP*, void*),
+                              void* private_data);
+int VUROTARNAppFillOne(void* parm, int n_column, char** column_value, char** column_name);
+int VUROTARNAppFillList(void* parm, int n_column, char** column_value, char** column_name);
+
+#endif

@@ -11,6 +11,7 @@
 #include "vurotarn_type.h"
 #include "vurotarn_uid.h"
 #include "vurotarn_delete.h"
+#include "vurotarnapp.h"
 #include "vurotarndelegate.h"
 #include "vurotarndelegate_target.h"
 #include "vurotarngpo.h"
@@ -18,8 +19,10 @@
 #include "vurotarngpo_evaluate.h"
 #include "vurotarngpo_link.h"
 #include "vurotarngpo_version.h"
+#include "vurotarninfo.h"
 #include "vurotarnou.h"
 #include "vurotarnlog.h"
 #include "vurotarnpeer.h"
+#include "vurotarnpkg.h"
 
 #endif

@@ -101,6 +101,10 @@ int cmdConvert(const Args& args);
 int cmdDelegates(const std::string& verb, const Args& args);
 int cmdDeleteTree(const Args& args);
 int cmdLog(const std::string& verb, const Args& args);
+int cmdPkg(const std::string& verb, const Args& args);
+int cmdPkgClean(const Args& args);
+int cmdApp(const std::string& verb, const Args& args);
+int cmdInfo(const std::string& verb, const Args& args);
 
 }  // namespace tarncli
 

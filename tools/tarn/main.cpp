@@ -29,6 +29,12 @@ const char* kUsage =
     "  peer get ID | get-by-sn SN | delete ID\n"
     "  peer set ID [create's options] [--status N] [--status-by-server N]\n"
     "  peer list [--parent ID] [--sn SN] [LIST OPTIONS]\n"
+    "  pkg set --peer ID --pkg-id X [--name-enu N] [--name-LANG N ...] [--version V]\n"
+    "          [--new-version V] [--status N] [--install-status N] [--beta 0|1] [--extra JSON]\n"
+    "  pkg get ID [--lang L] | get-by --peer ID --pkg-id X [--lang L] | delete ID\n"
+    "  pkg list [--peer ID] [--lang L] [LIST OPTIONS]\n"
+    "  pkg log --peer ID --pkg-id X --key KEY [--level N] [--lang L]   an event-log row\n"
+    "  pkg-clean                               trim the package file store\n"
     "  gpo create --name N --parent-type ou|peer --parent ID [--desc D]\n"
     "             [--setting JSON] [--extra JSON]\n"
     "  gpo get ID | set ID [create's options] | delete ID\n"
@@ -52,6 +58,15 @@ const char* kUsage =
     "  log list [--lang L] [--word W --field all|username|action] [--obj-id \"'ou_1','peer_2'\"]\n"
     "           [--for-user NAME] [--human] [--all-langs] [LIST OPTIONS]\n"
     "  log get ID | clear                     the event log\n"
+    "  app set --peer ID --app-id X [--name-enu N] [--name-<lang> N ...] [--version V]\n"
+    "          [--protocol P] [--port N] [--url U] [--window-param T] [--is-package 0|1]\n"
+    "          [--icon-mtime N] [--extra JSON]   one row per peer and application id\n"
+    "  app get ID [--lang L] | delete ID\n"
+    "  app list [--peer ID] [--lang L] [LIST OPTIONS]\n"
+    "  info set --peer ID [--general JSON] [--network JSON] [--hdd-info JSON]\n"
+    "           [--vol-info JSON] [--session JSON] [--define JSON] [--storage-info JSON]\n"
+    "  info get ID | get-by-peer PEER_ID | delete ID\n"
+    "  info list [--sn SN]                    what the peers reported, one row per peer\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "The root is --root, else $VURO_SYSROOT.\n";
@@ -108,6 +123,7 @@ int main(int argc, char** argv) {
         if (cmd == "evaluate") return cmdEvaluate(parseArgs(argc, argv, i + 1));
         if (cmd == "convert") return cmdConvert(parseArgs(argc, argv, i + 1));
         if (cmd == "delete-tree") return cmdDeleteTree(parseArgs(argc, argv, i + 1));
+        if (cmd == "pkg-clean") return cmdPkgClean(parseArgs(argc, argv, i + 1));
         if (i + 1 >= argc) {
             throw UsageError{"'" + cmd + "' needs a verb"};
         }
@@ -119,6 +135,9 @@ int main(int argc, char** argv) {
         if (cmd == "delegate") return cmdDelegate(verb, args);
         if (cmd == "delegates") return cmdDelegates(verb, args);
         if (cmd == "log") return cmdLog(verb, args);
+        if (cmd == "pkg") return cmdPkg(verb, args);
+        if (cmd == "app") return cmdApp(verb, args);
+        if (cmd == "info") return cmdInfo(verb, args);
         throw UsageError{"unknown command '" + cmd + "'"};
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);

@@ -49,6 +49,31 @@ tarn peer set "$nas1" --status 2 --status-by-server 2 >/dev/null
 tarn --user alice peer set "$nas1" --version 7.2 >/dev/null
 tarn peer list --parent "$sales"
 
+step "Inventory: nas-eu-1's packages, shown in German (English where no German name is stored)"
+tarn pkg set --peer "$nas1" --pkg-id FileStation --name-enu "File Station" --name-ger "Dateistation" \
+    --version 1.2-0410 --status 2 >/dev/null
+tarn pkg set --peer "$nas1" --pkg-id Backup --name-enu "Backup Vault" --version 3.0 --status 3 >/dev/null
+tarn pkg list --peer "$nas1" --lang ger | grep -E '"(pkg_name|pkg_version|pkg_status)" :'
+tarn --user alice pkg log --peer "$nas1" --pkg-id FileStation --key pkg_install --lang ger >/dev/null
+tarn app set --peer "$nas1" --app-id photos --name-enu "Photos" --protocol https --port 5001 \
+    --url /photo >/dev/null
+tarn app list --peer "$nas1" --lang ger | grep -E '"(name|port)" :'
+tarn info set --peer "$nas1" --general '{"cpu":"4 cores","ram_mb":8192}' \
+    --storage-info '{"volumes":1,"free_gb":512}' >/dev/null
+tarn info get-by-peer "$nas1" | grep -E '"(cpu|free_gb)" :'
+
+step "The package file store: entries of server kinds no peer has go, and pool files no entry holds"
+mkdir -p "$ROOT/volume1" "$ROOT/etc/vuro"
+echo /volume1 > "$ROOT/etc/vuro/volumes.conf"
+store="$ROOT/volume1/@tmp/tarnpkg.tmp"
+mkdir -p "$store/bdl/FileStation" "$store/peer/RS819/42000" "$store/peer/DS120/1000"
+echo payload > "$store/bdl/FileStation/FileStation-1.2.spk"
+echo orphan > "$store/bdl/FileStation/FileStation-0.9.spk"
+ln "$store/bdl/FileStation/FileStation-1.2.spk" "$store/peer/RS819/42000/FileStation.spk"
+tarn peer set "$nas1" --model RS819 --buildnum 42000 >/dev/null
+tarn pkg-clean
+( cd "$store" && find . -type f | sort )
+
 step "Policies owned by an OU and by a server"
 baseline=$(tarn gpo create --name "Baseline" --parent-type ou --parent "$hq" \
     --setting '{"gpo_content":{"Samba":{"vuro_set_version":3,"smb_encrypt_transport":1},"Time":{"vuro_set_version":1,"ntp":"pool.example"}}}' | id_of)

@@ -27,6 +27,7 @@ void peerApplyOptions(const Args& args, VURO_TARN_PEER* pPeer) {
         {"http-port", VUROTARNPeerItemSetHttpPort},
         {"https-port", VUROTARNPeerItemSetHttpsPort},
         {"block", VUROTARNPeerItemSetBlockInheritance},
+        {"buildnum", VUROTARNPeerItemSetBuildNum},
     };
     for (const TextOption& o : kTexts) {
         if (args.has(o.szOption)) o.set(pPeer, args.get(o.szOption).c_str());

@@ -24,7 +24,7 @@ const char* kUsage =
     "  ou delete ID\n"
     "  ou list [--parent ID] [LIST OPTIONS]\n"
     "  peer create --sn SN [--hostname H] [--host ADDR] [--model M] [--version V]\n"
-    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1]\n"
+    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1] [--buildnum N]\n"
     "              [--extra JSON] [--linked-gpo JSON]\n"
     "  peer get ID | get-by-sn SN | delete ID\n"
     "  peer set ID [create's options] [--status N] [--status-by-server N]\n"

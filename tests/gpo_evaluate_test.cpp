@@ -121,3 +121,22 @@ TEST_F(EvaluateTest, ExplainNamesWinnersAndWhyTheOthersLost) {
     ASSERT_EQ(1u, j["unreadable_links"].size());
     EXPECT_EQ(11, j["unreadable_links"][0]["node_id"].asInt());
 }
+
+TEST_F(EvaluateTest, OrderTextMembersOfTheWrongKind) {
+    // A caller's order text: decimal text is an id, anything else is id 0,
+    // which no policy has; neither throws.
+    Json::Value j(Json::objectValue);
+    char text[] = "[{\"id\":\"5\"}]";
+    ASSERT_OK(VUROTARNGpoGetEvaluate(1, VURO_TARN_TYPE_OU, j, text));
+    EXPECT_EQ(5, j["gpo_content"]["X"]["gpo_id"].asInt());
+    for (std::string odd : {"[{\"id\":[4]}]", "[{\"id\":{}}]", "[{\"id\":1e300}]"}) {
+        Json::Value k(Json::objectValue);
+        EXPECT_EQ(-1, VUROTARNGpoGetEvaluate(1, VURO_TARN_TYPE_OU, k, &odd[0])) << odd;
+    }
+    // The same in a stored link text, through the explanation.
+    sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":{}},{\"id\":5,\"override\":\"x\"}]}' "
+        "WHERE id=1");
+    Json::Value jExplain;
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(1, VURO_TARN_TYPE_OU, jExplain));
+    EXPECT_EQ(5, jExplain["sets"]["X"]["winner"]["gpo_id"].asInt());
+}

@@ -152,3 +152,33 @@ TEST_F(GpoLinkTest, LinkTargetsAndRemoval) {
     VUROTARNHttpReqToJsonForLinkedGpo(plain, data);
     EXPECT_EQ(5, data["linked_gpo"].asInt());
 }
+
+TEST_F(GpoLinkTest, LinkTextsThatMustNotThrow) {
+    // Ids and flags that are no integers read as 0: no such policy, a plain
+    // link; decimal text reads as its number. None of them throws.
+    sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":{}},{\"id\":1e300},{\"id\":\"8\"},"
+        "{\"id\":4,\"override\":\"yes\"},{\"id\":[1]}]}' WHERE id=1;"
+        "UPDATE peer SET linked_gpo='{\"order\":[{\"id\":6,\"override\":1e300},"
+        "{\"id\":7,\"override\":4294967297}]}' WHERE id=7;");
+    // G's flag is neither 0 nor 1 (not cut to the int 1): it drops out.
+    EXPECT_EQ((std::vector<long>{A, F, E, H, D, B}), orderIds(7, VURO_TARN_TYPE_PEER));
+    Json::Value jExplain;
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(7, VURO_TARN_TYPE_PEER, jExplain));
+    EXPECT_EQ(6u, jExplain["order"].size());
+
+    char out[128];
+    ASSERT_OK(VUROTARNGpoDeleteGpoLinkById(
+        1, "{\"order\":[{\"id\":\"1\"},{\"id\":{}},{\"id\":\"x\"},{\"id\":2}]}", out, sizeof(out)));
+    EXPECT_STREQ("{\"order\":[{\"id\":{}},{\"id\":\"x\"},{\"id\":2}]}", out);
+
+    // Nested deeper than the JSON reader's limit: unreadable, like any
+    // text that does not parse.
+    std::string deep(1001, '[');
+    sql("UPDATE ou SET linked_gpo='" + deep + "' WHERE id=1");
+    int r = 0;
+    orderIds(7, VURO_TARN_TYPE_PEER, &r);
+    EXPECT_EQ(-1, r);
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(7, VURO_TARN_TYPE_PEER, jExplain));
+    EXPECT_EQ(1, jExplain["unreadable_links"][0]["node_id"].asInt());
+    EXPECT_EQ(-1, VUROTARNGpoDeleteGpoLinkById(1, deep.c_str(), out, sizeof(out)));
+}

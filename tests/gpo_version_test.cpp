@@ -250,3 +250,31 @@ TEST_F(VersionTest, FetchNeverRaisesASet) {
     Json::Value null;
     ASSERT_OK(VUROTARNGpoGetWithVersionConvertForFetch(null, jSet));
 }
+
+TEST_F(VersionTest, StoredVersionsAtTheEdgesOfInt) {
+    // A stored version of INT_MAX brought down to 3: refused at the first
+    // step, with no overflow on the way (the sanitizer build aborts on one).
+    Json::Value jGpo = parse(R"({"gpo_content":{"Samba":{"vuro_set_version":2147483647}}})");
+    Json::Value jSet = parse(R"({"Samba":3})");
+    EXPECT_EQ(-1, VUROTARNGpoGetWithVersionConvert(jGpo, jSet));
+    std::unique_ptr<GpoConverter> pConv(newSambaGpoConverter());
+    Json::Value high = parse(R"({"vuro_set_version":2147483647})");
+    EXPECT_FALSE(pConv->convert(high, 2147483646));
+    EXPECT_FALSE(pConv->convert(high, 3));
+    Json::Value low = parse(R"({"vuro_set_version":-2147483648})");
+    EXPECT_FALSE(pConv->convert(low, 2));
+    EXPECT_FALSE(pConv->convert(low, -2147483647));
+    EXPECT_EQ(parse(R"({"vuro_set_version":-2147483648})"), low);
+}
+
+TEST_F(VersionTest, TableNestedBeyondTheReadersLimit) {
+    // Damaged like a table that does not parse: read without a throw, and
+    // the converter built on it refuses its work.
+    writeFile(sys(kTable), std::string(1001, '[') + std::string(1001, ']'));
+    Json::Value jConfig;
+    EXPECT_EQ(0, uiConfigFileToJson(kTable, jConfig));
+    EXPECT_FALSE(GetUIVersion(0).isMember("Samba"));
+    std::unique_ptr<GpoConverter> pConv(newSambaGpoConverter());
+    Json::Value set = parse(R"({"vuro_set_version":2})");
+    EXPECT_FALSE(pConv->convert(set, 3));
+}

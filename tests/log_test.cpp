@@ -3,6 +3,7 @@
  * language's text. */
 #include <sqlite3.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -504,4 +505,34 @@ TEST_F(LogTest, ObjectsAUserMaySeeAndTheMailLanguage) {
     ASSERT_OK(QLIBCFileSetKeyValue("/etc/vuroinfo.conf", "maillang", "ger", 0));
     VUROMsgGetLocalLang(lang, sizeof(lang));
     EXPECT_STREQ("ger", lang);
+}
+
+TEST_F(LogTest, TextCallThatExactlyFillsItsBuffer) {
+    // 21 bytes of call: its terminator needs a 22nd, beyond a buffer of 21.
+    const char* call = "VURO.VDK.TARN._T(s,k)";
+    char sec[64], key[64], tpl[32];
+    memset(tpl, 'Z', sizeof(tpl));
+    logClear();
+    EXPECT_EQ(-1, CheckSectionKey_tpl2(call, sec, key, tpl, 21));
+    EXPECT_EQ('Z', tpl[21]);
+    EXPECT_TRUE(logHas("Char string length not enough")) << logDump();
+    ASSERT_OK(CheckSectionKey_tpl2(call, sec, key, tpl, 22));
+    EXPECT_STREQ(call, tpl);
+    EXPECT_STREQ("k", key);
+
+    // The same edge inside a parameter: a 512-byte call is left as it is.
+    testStrings("word=\"Ready\"\n", "word=\"Bereit\"\n");
+    std::string param = "VURO.VDK.TARN._T(t,";
+    param += std::string(512 - param.size() - 1, 'k') + ")";
+    ASSERT_EQ(512u, param.size());
+    Params params{param.c_str()};
+    std::string file = "/var/packages/TARN/target/ui/texts/enu/strings";
+    char val[4096];
+    ParamGet(params.p, 0, file.c_str(), val, sizeof(val));
+    EXPECT_EQ(param, val);
+    // One byte shorter fits: the unknown key stands for itself.
+    param.erase(19, 1);
+    Params shorter{param.c_str()};
+    ParamGet(shorter.p, 0, file.c_str(), val, sizeof(val));
+    EXPECT_EQ(std::string(510 - 19, 'k'), val);
 }

@@ -19,7 +19,11 @@ inline std::string vurotarnJsonString(const Json::Value& v) {
 inline long long vurotarnJsonInt64(const Json::Value& v) {
     if (v.isInt64()) return v.asInt64();
     if (v.isUInt64()) return (long long)v.asUInt64();
-    if (v.isDouble()) return (long long)v.asDouble();
+    if (v.isDouble()) {
+        // Out of range (1e300) the cast is undefined: such a number reads 0.
+        double d = v.asDouble();
+        return d >= -9223372036854775808.0 && d < 9223372036854775808.0 ? (long long)d : 0;
+    }
     if (v.isBool()) return v.asBool() ? 1 : 0;
     if (v.isString()) return strtoll(v.asCString(), NULL, 10);
     return 0;

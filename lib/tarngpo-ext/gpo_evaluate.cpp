@@ -5,6 +5,7 @@
 
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarngpo_evaluate.h"
 #include "vurotarngpo_link.h"
@@ -62,7 +63,7 @@ int EvaluateByPriorityList(Json::Value& jTargetGpo, const Json::Value& jApplyLin
             VUROTARN_TRACE_LOCATED_COND(false == jApplyLink[i].isMember("id"));
             return -1;
         }
-        long id = (long)jApplyLink[i]["id"].asInt64();
+        long id = (long)vurotarnJsonInt64(jApplyLink[i]["id"]);
         if (0 > VUROTARNGpoGet(id, &gpo)) {
             VUROTARN_TRACE_LOCATED_COND(0 > VUROTARNGpoGet(id, &gpo));
             return -1;
@@ -140,7 +141,7 @@ int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain) {
         return -1;
     }
     std::map<long, Json::Value> links;
-    for (const Json::Value& j : jGpoLink) links[(long)j["id"].asInt64()] = j;
+    for (const Json::Value& j : jGpoLink) links[(long)vurotarnJsonInt64(j["id"])] = j;
     Json::Value jSets(Json::objectValue);
     // The evaluation itself, watched set by set.
     GpoSetObserver observer = [&](const std::string& set, long gpoId, bool taken) {
@@ -166,7 +167,7 @@ int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain) {
         }
         VURO_TARN_GPO gpo;
         Json::Value jSetting;
-        long gpoId = (long)jNote["id"].asInt64();
+        long gpoId = (long)vurotarnJsonInt64(jNote["id"]);
         if (VUROTARNGpoGet(gpoId, &gpo) != 0 || !vurojson::fromString(jSetting, gpo.str_setting) ||
             !jSetting.isObject() || !jSetting["gpo_content"].isObject()) {
             continue;

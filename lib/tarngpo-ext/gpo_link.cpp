@@ -7,6 +7,7 @@
 
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
 #include "common/vurotarn_list_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
@@ -24,7 +25,7 @@ BOOL findNodeInJson(long id, Json::Value& jGpoLink) {
                             "Json::arrayValue == jGpoLink.type()", 0, return FALSE);
     VUROTARN_ARG_CHECK(0, <=, id, return FALSE);
     for (const Json::Value& j : jGpoLink) {
-        if (j.isObject() && j["id"].asInt64() == id) return TRUE;
+        if (j.isObject() && vurotarnJsonInt64(j["id"]) == id) return TRUE;
     }
     return FALSE;
 }
@@ -54,12 +55,14 @@ int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOv
     }
     for (Json::Value jElem : jTmpLink["order"]) {
         if (!jElem.isObject()) continue;
-        long idGpo = (long)jElem["id"].asInt64();
+        // Link texts come from callers: a member of the wrong kind reads as
+        // 0 (no such policy) rather than throwing through the API.
+        long idGpo = (long)vurotarnJsonInt64(jElem["id"]);
         if (findNodeInJson(idGpo, jGpoLink)) {
             continue;  // the first place wins
         }
         bool blHasOverride = jElem.isMember("override");
-        int iOverride = blHasOverride ? jElem["override"].asInt() : 0;
+        long long iOverride = blHasOverride ? vurotarnJsonInt64(jElem["override"]) : 0;
         if (blOverride ? !(blHasOverride && iOverride == 1) : iOverride != 0) {
             continue;
         }
@@ -68,6 +71,7 @@ int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOv
             VUROTARN_TRACE("get gpo failed, id=%lld\n", (long long)idGpo);
             continue;  // a dangling link drops out
         }
+        jElem["id"] = (Json::Int64)idGpo;  // as read: readers of the order take integers
         jElem["node_id"] = (Json::Int64)id;
         jElem["node_type"] = type;
         jElem["gpo_name"] = gpo.str_name;
@@ -128,7 +132,8 @@ void orderNoteBlocked(Json::Value* pPassedOver, const Json::Value& jGpoLink, con
     Json::Value jCut(Json::arrayValue);
     if (orderAdd(jCut, szLink, FALSE, id, type, pPassedOver) < 0) return;
     for (Json::Value jElem : jCut) {
-        if (findNodeInJson((long)jElem["id"].asInt64(), const_cast<Json::Value&>(jGpoLink))) {
+        if (findNodeInJson((long)vurotarnJsonInt64(jElem["id"]),
+                           const_cast<Json::Value&>(jGpoLink))) {
             continue;  // the policy stands in the order through another link
         }
         jElem["reason"] = reason;
@@ -256,7 +261,7 @@ int VUROTARNGpoDeleteGpoLinkById(long idGpo, const char* szGpoLinkOld, char* szG
             VUROTARN_TRACE_COND(false == jGpoLink["order"][i].isMember("id"));
             return -1;
         }
-        if (jElem["id"].asInt64() != idGpo) jKept.append(jElem);
+        if (vurotarnJsonInt64(jElem["id"]) != idGpo) jKept.append(jElem);
     }
     jGpoLink["order"] = jKept;
     snprintf(szGpoLinkNew, nGpoLinkNew, "%s", vurojson::toString(jGpoLink).c_str());

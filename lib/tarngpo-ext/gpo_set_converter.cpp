@@ -139,7 +139,9 @@ bool SambaGpoConverter::convert(Json::Value& jGpo, int targetVersion) {
     if (sourceVersion == targetVersion) {
         return true;
     }
-    if (targetVersion != sourceVersion + 1 && targetVersion != sourceVersion - 1) {
+    // In 64 bits: a stored version may be INT_MAX or INT_MIN.
+    long long step = (long long)targetVersion - sourceVersion;
+    if (step != 1 && step != -1) {
         VUROTARN_TRACE_COND(targetVersion != sourceVersion + 1 &&
                             targetVersion != sourceVersion - 1);
         return false;

@@ -28,7 +28,11 @@ int uiConfigFileToJson(const char* szFilePath, Json::Value& jConfig) {
     Json::CharReaderBuilder builder;
     builder["collectComments"] = true;
     std::string strErrs;
-    Json::parseFromStream(builder, in, &jConfig, &strErrs);
+    try {
+        Json::parseFromStream(builder, in, &jConfig, &strErrs);
+    } catch (const Json::Exception&) {
+        // Nested beyond the reader's stack limit: damaged like any other.
+    }
     return 0;
 }
 

@@ -61,11 +61,12 @@ int CheckSectionKey_tpl2(const char* szStr, char* szSec, char* szKey, char* szTp
     if (close == NULL) {
         return -1;
     }
-    if (close - call >= cbSize) {
+    // The call through its ')' and the terminator must fit in szTpl.
+    size_t cbCall = (size_t)(close - call) + 1;
+    if (cbCall >= (size_t)cbSize) {
         VUROTARN_LOG("Char string length not enough");
         return -1;
     }
-    size_t cbCall = (size_t)(close - call) + 1;
     memcpy(szTpl, call, cbCall);
     szTpl[cbCall] = '\0';
     const char* args = call + strlen(VUROTARNLOG_T_CALL);

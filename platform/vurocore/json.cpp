@@ -22,7 +22,12 @@ bool fromString(Json::Value& v, const std::string& text) {
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     std::string errs;
     Json::Value parsed;
-    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errs)) {
+    // Nesting deeper than the reader's stack limit throws rather than fails.
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errs)) {
+            return false;
+        }
+    } catch (const Json::Exception&) {
         return false;
     }
     v.swap(parsed);

@@ -1,0 +1,113 @@
+/* fuzz_root.cpp - the private system root of a fuzz target, and a silent
+ * syslog: the library logs every refusal, and a fuzzer makes millions. */
+#include "fuzz_root.h"
+
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "vurotarn_sqlite.h"
+
+namespace fs = std::filesystem;
+
+namespace tarnfuzz {
+
+namespace {
+
+std::string gRoot;
+
+[[noreturn]] void die(const std::string& what) {
+    fprintf(stderr, "fuzz root: %s\n", what.c_str());
+    abort();
+}
+
+void rootRemove() {
+    if (!gRoot.empty()) {
+        std::error_code ec;
+        fs::remove_all(gRoot, ec);
+    }
+}
+
+std::string fileRead(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+}  // namespace
+
+void rootMake() {
+    if (!gRoot.empty()) return;
+    char tmpl[] = "/tmp/tarn-fuzz-XXXXXX";
+    if (mkdtemp(tmpl) == nullptr) die("mkdtemp failed");
+    gRoot = tmpl;
+    atexit(rootRemove);
+    setenv("VURO_SYSROOT", gRoot.c_str(), 1);
+    std::error_code ec;
+    fs::create_directories(rootFile("/var/packages/TARN/target/db"), ec);
+    fs::create_directories(rootFile("/var/packages/TARN/etc"), ec);
+    fs::copy(std::string(TARN_SOURCE_DIR) + "/data/ui", rootFile("/var/packages/TARN/target/ui"),
+             fs::copy_options::recursive, ec);
+    if (ec) die("cannot copy the UI data: " + ec.message());
+    rootSql(fileRead(std::string(TARN_SOURCE_DIR) + "/data/tarn_db.sql"));
+}
+
+std::string rootFile(const std::string& sysPath) { return gRoot + sysPath; }
+
+void rootSql(const std::string& text) {
+    sqlite3* db = nullptr;
+    char* err = nullptr;
+    if (sqlite3_open(rootFile(VUROTARN_SQLITE_DB_PATH).c_str(), &db) != SQLITE_OK ||
+        sqlite3_exec(db, text.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
+        die(std::string("sql failed: ") + (err ? err : sqlite3_errmsg(db)));
+    }
+    sqlite3_close(db);
+}
+
+void rootFileWrite(const std::string& sysPath, const std::string& data) {
+    static time_t stamp = 1000000000;
+    std::string path = rootFile(sysPath);
+    {
+        std::ofstream out(path, std::ios::binary | std::ios::trunc);
+        out << data;
+    }
+    struct timespec times[2] = {{++stamp, 0}, {stamp, 0}};
+    utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+std::vector<std::string> inputSplit(const uint8_t* data, size_t size, size_t n) {
+    std::vector<std::string> parts;
+    const char* p = (const char*)data;
+    const char* end = p + size;
+    while (parts.size() + 1 < n) {
+        const char* nul = (const char*)memchr(p, '\0', (size_t)(end - p));
+        if (nul == nullptr) break;
+        parts.emplace_back(p, (size_t)(nul - p));
+        p = nul + 1;
+    }
+    parts.emplace_back(p, (size_t)(end - p));
+    parts.resize(n);
+    return parts;
+}
+
+}  // namespace tarnfuzz
+
+extern "C" {
+
+void vsyslog(int, const char*, va_list) {}
+void syslog(int, const char*, ...) {}
+void __vsyslog_chk(int, int, const char*, va_list) {}
+void __syslog_chk(int, int, const char*, ...) {}
+
+}  // extern "C"

@@ -18,16 +18,11 @@ namespace {
 
 const std::vector<std::string>& hostileTexts() {
     static const std::vector<std::string> texts = {
-        "O'Brien \"quoted\" ''",
-        "x' OR '1'='1",
-        "100%_done %s %n %d %%",
-        "back\\slash\\ \\' \\\"",
-        "{server:status_ready}",
-        "VURO.VDK.TARN._T('log','name')",
-        "; DROP TABLE ou; --",
-        "\xff\xfe broken \xc3( utf-8 \xe2\x82",
-        "line\nbreak\ttab\r",
-        std::string(5000, 'q') + "'",
+        "O'Brien \"quoted\" ''", "x' OR '1'='1",
+        "100%_done %s %n %d %%", "back\\slash\\ \\' \\\"",
+        "{server:status_ready}", "VURO.VDK.TARN._T('log','name')",
+        "; DROP TABLE ou; --",   "\xff\xfe broken \xc3( utf-8 \xe2\x82",
+        "line\nbreak\ttab\r",    std::string(5000, 'q') + "'",
     };
     return texts;
 }
@@ -112,9 +107,8 @@ TEST_F(HostileTest, TextsRoundTripThroughEveryFamily) {
         gpo.parent_id = peer.id;
         Json::Value setting;
         setting["gpo_content"]["Samba"]["vuro_set_version"] = 1;
-        setting["gpo_content"]["Samba"]["comment"] = text.find('\xff') == std::string::npos
-                                                         ? text
-                                                         : std::string("valid only");
+        setting["gpo_content"]["Samba"]["comment"] =
+            text.find('\xff') == std::string::npos ? text : std::string("valid only");
         gpo.str_setting = vurojson::toString(setting);
         ASSERT_OK(VUROTARNGpoCreate(&gpo));
         VURO_TARN_GPO gpoBack;
@@ -220,4 +214,96 @@ TEST_F(HostileTest, LongIdListsAreReadWholeOrNotAtAll) {
     VUROTARNOuListFree(&ous);
     VUROTARNPeerListFree(&peers);
     VUROTARNGpoListFree(&gpos);
+}
+
+TEST_F(HostileTest, InventoryTextsAndUnsignedIdsAtTheirLimits) {
+    const unsigned long long kAllOnes = ~0ULL;
+    int i = 0;
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE("text #" + std::to_string(i));
+        std::string unique = text + "#" + std::to_string(i++);
+        VURO_TARN_PEER peer;
+        peer.str_sn = unique;
+        peer.str_hostname = text;
+        ASSERT_OK(VUROTARNPeerCreate(&peer));
+
+        VURO_TARN_PKG pkg;
+        pkg.id = kAllOnes;
+        pkg.peer.id = peer.id;
+        pkg.str_pkg_id = unique;
+        pkg.str_pkg_name_enu = text;
+        pkg.str_pkg_version = text;
+        ASSERT_OK(VUROTARNPkgCreate(&pkg));
+        VURO_TARN_PKG pkgBack;
+        if (unique.size() < 3000) {
+            ASSERT_OK(VUROTARNPkgGetBy((unsigned long long)peer.id, unique.c_str(), &pkgBack));
+        } else {
+            // Too long for a condition: refused rather than cut; by id it reads.
+            EXPECT_EQ(-1, VUROTARNPkgGetBy((unsigned long long)peer.id, unique.c_str(), &pkgBack));
+            ASSERT_OK(VUROTARNPkgGet(pkg.id, &pkgBack));
+        }
+        ASSERT_TRUE(pkgBack.available);
+        EXPECT_EQ(pkg.id, pkgBack.id);
+        EXPECT_EQ(text, pkgBack.str_pkg_name_enu);
+        EXPECT_EQ(text, pkgBack.peer.str_hostname);
+        Json::Value j;
+        ASSERT_OK(VUROTARNPkgStructToJson("ger", &pkgBack, Json::Value(), j));
+        EXPECT_EQ(text, j["pkg_name"].asString());
+
+        VURO_TARN_APP app;
+        app.id = kAllOnes;
+        app.peer_id = (unsigned long long)peer.id;
+        app.str_app_id = unique;
+        app.str_url = text;
+        app.str_windowparam = text;
+        ASSERT_OK(VUROTARNAppCreate(&app));
+        VURO_TARN_APP appBack;
+        ASSERT_OK(VUROTARNAppGet(app.id, &appBack));
+        EXPECT_EQ(unique, appBack.str_app_id);
+        EXPECT_EQ(text, appBack.str_url);
+
+        // The report texts are stored as they come, JSON or not.
+        VURO_TARN_INFO info;
+        info.peer_id = (unsigned long long)peer.id;
+        info.str_general = text;
+        ASSERT_OK(VUROTARNInfoCreate(&info));
+        VURO_TARN_INFO_LIST infos = nullptr;
+        if (unique.size() < 3000) {
+            ASSERT_OK(VUROTARNInfoListBySn(unique.c_str(), &infos));
+            ASSERT_NE(nullptr, infos);
+            EXPECT_EQ(text, infos->str_general);
+            EXPECT_EQ(nullptr, infos->pNext);
+            VUROTARNInfoListFree(&infos);
+        }
+    }
+    EXPECT_EQ(std::to_string(hostileTexts().size()), sqlValue("SELECT COUNT(*) FROM package"));
+
+    // Unsigned ids at their ends: nothing found, nothing else touched.
+    for (unsigned long long id : {0ULL, kAllOnes, kAllOnes - 1, 1ULL << 63}) {
+        SCOPED_TRACE(id);
+        VURO_TARN_PKG pkg;
+        EXPECT_OK(VUROTARNPkgGet(id, &pkg));
+        EXPECT_FALSE(pkg.available);
+        VURO_TARN_APP app;
+        EXPECT_OK(VUROTARNAppGet(id, &app));
+        EXPECT_FALSE(app.available);
+        VURO_TARN_INFO info;
+        EXPECT_OK(VUROTARNInfoGet(id, &info));
+        EXPECT_FALSE(info.available);
+        VURO_TARN_PKG none;
+        if (id != 0) {
+            EXPECT_OK(VUROTARNPkgGetBy(id, "x", &none));
+            EXPECT_FALSE(none.available);
+        }
+    }
+    VURO_TARN_INFO info;
+    EXPECT_EQ(-1, VUROTARNInfoGetByPEER(0, &info));
+    VURO_TARN_PKG pkg;
+    EXPECT_EQ(-1, VUROTARNPkgGetBy(0, "x", &pkg));
+    VURO_TARN_APP app;
+    app.id = kAllOnes;
+    EXPECT_EQ(-1, VUROTARNAppSet(&app));
+    EXPECT_EQ(std::to_string(hostileTexts().size()), sqlValue("SELECT COUNT(*) FROM app"));
+    EXPECT_EQ(std::to_string(hostileTexts().size()), sqlValue("SELECT COUNT(*) FROM info"));
+    EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
 }

@@ -93,13 +93,8 @@ int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* pDelegate
     params.push(VUROTARNDelegateGetTargetName(pDelegate1));
     if (pDelegate2 != NULL) {
         Json::Value j1, j2, jDiff;
-        if (VUROTARNDelegateStructToJson(pDelegate1, Json::Value(), j1) < 0 ||
-            VUROTARNDelegateStructToJson(pDelegate2, Json::Value(), j2) < 0) {
-            VUROTARN_LOG("Failed to convert VURO_TARN_DELEGATE to json");
-            return -1;
-        }
-        if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
-            VUROTARN_LOG("Failed to diff two json object.");
+        if (vurotarnLogRecordDiff(VUROTARNDelegateStructToJson, pDelegate1, pDelegate2,
+                                  "VURO_TARN_DELEGATE", j1, j2, jDiff) < 0) {
             return -1;
         }
         params.push(vurojson::toString(jDiff));

@@ -36,13 +36,8 @@ std::string place(const VURO_TARN_GPO* p) {
 /* The change text of an edit; -1 when the records cannot be compared. */
 int changeText(VURO_TARN_GPO* pGpo1, VURO_TARN_GPO* pGpo2, std::string& text) {
     Json::Value j1, j2, jDiff;
-    if (VUROTARNGpoStructToJson(pGpo1, Json::Value(), j1) < 0 ||
-        VUROTARNGpoStructToJson(pGpo2, Json::Value(), j2) < 0) {
-        VUROTARN_LOG("Failed to convert VURO_TARN_GPO to json");
-        return -1;
-    }
-    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
-        VUROTARN_LOG("Failed to diff two json object.");
+    if (vurotarnLogRecordDiff(VUROTARNGpoStructToJson, pGpo1, pGpo2, "VURO_TARN_GPO", j1, j2,
+                              jDiff) < 0) {
         return -1;
     }
     bool moved = false;

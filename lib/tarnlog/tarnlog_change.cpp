@@ -77,6 +77,27 @@ int vurotarnLogDiff(const Json::Value& j1, const Json::Value& j2, Json::Value& j
     return VUROTARNJsonDiff(j1, j2, jDiff);
 }
 
+bool vurotarnLogNodePiece(const Json::Value& element, std::string& text) {
+    std::string key = element["key"].asString();
+    const Json::Value& o = element["old_value"];
+    const Json::Value& n = element["new_value"];
+    if (key == "parent_id") {
+        vurotarnLogAppend(text, "{log:location}: " + VUROTARNLogFormat_OUValue((long)o.asInt64()) +
+                                    " -> " + VUROTARNLogFormat_OUValue((long)n.asInt64()));
+    } else if (key == "block_inheritance") {
+        vurotarnLogAppend(text, "{gpo_tree:chk_block_inheritance}: " +
+                                    VUROTARNLogFormat_CheckValue(o.asInt64() != 0) + " -> " +
+                                    VUROTARNLogFormat_CheckValue(n.asInt64() != 0));
+    } else if (key == "linked_gpo") {
+        vurotarnLogAppend(text,
+                          "{gpo_tree:chk_gpo_link_parent}: " + VUROTARNLogFormat_LinkedGPOValue(o) +
+                              " -> " + VUROTARNLogFormat_LinkedGPOValue(n));
+    } else {
+        return false;
+    }
+    return true;
+}
+
 int vurotarnLogWrite(int status_no, const std::string& objId, const std::string& parentObjId,
                      const char* szSection, const char* szKey, const VurotarnLogParams& params,
                      const char* szWord) {

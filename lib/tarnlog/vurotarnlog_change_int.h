@@ -5,6 +5,7 @@
 #define VUROTARNLOG_CHANGE_INT_H
 
 #include <json/json.h>
+#include <syslog.h>
 
 #include <string>
 
@@ -49,6 +50,28 @@ void vurotarnLogAppend(std::string& text, const std::string& piece);
 /* The one-level diff of two family JSON objects (VUROTARNJsonDiff); the
  * empty array when they agree. 0 or -1. */
 int vurotarnLogDiff(const Json::Value& j1, const Json::Value& j2, Json::Value& jDiff);
+
+/* Both records in their family's JSON form (every key), and their diff.
+ * Failures are logged in the family's words; 0 or -1. */
+template <class Rec>
+int vurotarnLogRecordDiff(int (*toJson)(const Rec*, const Json::Value&, Json::Value&),
+                          const Rec* p1, const Rec* p2, const char* szWord, Json::Value& j1,
+                          Json::Value& j2, Json::Value& jDiff) {
+    if (toJson(p1, Json::Value(), j1) < 0 || toJson(p2, Json::Value(), j2) < 0) {
+        syslog(LOG_ERR, "%s:%d Failed to convert %s to json", __FILE__, __LINE__, szWord);
+        return -1;
+    }
+    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
+        syslog(LOG_ERR, "%s:%d Failed to diff two json object.", __FILE__, __LINE__);
+        return -1;
+    }
+    return 0;
+}
+
+/* The pieces OUs and peers share: their place in the tree, block
+ * inheritance and the linked policies. False when the element's key is
+ * none of these. */
+bool vurotarnLogNodePiece(const Json::Value& element, std::string& text);
 
 /* The last step of every writer: the row through VUROTARNLog, at level 3
  * for a failed write and 6 otherwise. szWord names the record type in the

@@ -26,33 +26,16 @@ const OuLogMap VUROTARNOU_ROOT_LOG_STRING_MAP[] = {
 
 int changeText(VURO_TARN_OU* pOu1, VURO_TARN_OU* pOu2, std::string& text) {
     Json::Value j1, j2, jDiff;
-    if (VUROTARNOuStructToJson(pOu1, Json::Value(), j1) < 0 ||
-        VUROTARNOuStructToJson(pOu2, Json::Value(), j2) < 0) {
-        VUROTARN_LOG("Failed to convert VURO_TARN_OU to json");
-        return -1;
-    }
-    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
-        VUROTARN_LOG("Failed to diff two json object.");
+    if (vurotarnLogRecordDiff(VUROTARNOuStructToJson, pOu1, pOu2, "VURO_TARN_OU", j1, j2, jDiff) <
+        0) {
         return -1;
     }
     for (const Json::Value& e : jDiff) {
         std::string key = e["key"].asString();
-        const Json::Value& o = e["old_value"];
-        const Json::Value& n = e["new_value"];
         if (key == "desc" || key == "name") {
             vurotarnLogAppend(text, vurotarnLogFieldPiece(e));
-        } else if (key == "parent_id") {
-            vurotarnLogAppend(
-                text, "{log:location}: " + VUROTARNLogFormat_OUValue((long)o.asInt64()) + " -> " +
-                          VUROTARNLogFormat_OUValue((long)n.asInt64()));
-        } else if (key == "block_inheritance") {
-            vurotarnLogAppend(text, "{gpo_tree:chk_block_inheritance}: " +
-                                        VUROTARNLogFormat_CheckValue(o.asInt64() != 0) + " -> " +
-                                        VUROTARNLogFormat_CheckValue(n.asInt64() != 0));
-        } else if (key == "linked_gpo") {
-            vurotarnLogAppend(
-                text, "{gpo_tree:chk_gpo_link_parent}: " + VUROTARNLogFormat_LinkedGPOValue(o) +
-                          " -> " + VUROTARNLogFormat_LinkedGPOValue(n));
+        } else {
+            vurotarnLogNodePiece(e, text);
         }
     }
     return 0;

@@ -32,33 +32,16 @@ bool isFieldKey(const std::string& key) {
 
 int changeText(VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2, std::string& text) {
     Json::Value j1, j2, jDiff;
-    if (VUROTARNPeerStructToJson(pPeer1, Json::Value(), j1) < 0 ||
-        VUROTARNPeerStructToJson(pPeer2, Json::Value(), j2) < 0) {
-        VUROTARN_LOG("Failed to convert VURO_TARN_PEER to json");
-        return -1;
-    }
-    if (vurotarnLogDiff(j1, j2, jDiff) < 0) {
-        VUROTARN_LOG("Failed to diff two json object.");
+    if (vurotarnLogRecordDiff(VUROTARNPeerStructToJson, pPeer1, pPeer2, "VURO_TARN_PEER", j1, j2,
+                              jDiff) < 0) {
         return -1;
     }
     for (const Json::Value& e : jDiff) {
         std::string key = e["key"].asString();
-        const Json::Value& o = e["old_value"];
-        const Json::Value& n = e["new_value"];
         if (isFieldKey(key)) {
             vurotarnLogAppend(text, vurotarnLogFieldPiece(e));
-        } else if (key == "parent_id") {
-            vurotarnLogAppend(
-                text, "{log:location}: " + VUROTARNLogFormat_OUValue((long)o.asInt64()) + " -> " +
-                          VUROTARNLogFormat_OUValue((long)n.asInt64()));
-        } else if (key == "block_inheritance") {
-            vurotarnLogAppend(text, "{gpo_tree:chk_block_inheritance}: " +
-                                        VUROTARNLogFormat_CheckValue(o.asInt64() != 0) + " -> " +
-                                        VUROTARNLogFormat_CheckValue(n.asInt64() != 0));
-        } else if (key == "linked_gpo") {
-            vurotarnLogAppend(
-                text, "{gpo_tree:chk_gpo_link_parent}: " + VUROTARNLogFormat_LinkedGPOValue(o) +
-                          " -> " + VUROTARNLogFormat_LinkedGPOValue(n));
+        } else {
+            vurotarnLogNodePiece(e, text);
         }
     }
     // The version is a status field in the loop, yet an upgrade is news.

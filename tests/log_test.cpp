@@ -49,23 +49,6 @@ protected:
 
     std::string logDb() const { return sys(VUROTARNLOG_DB_PATH); }
 
-    /* One value of the log database, read outside the library. */
-    std::string logValue(const std::string& query) {
-        sqlite3* db = nullptr;
-        std::string out;
-        if (sqlite3_open(logDb().c_str(), &db) == SQLITE_OK) {
-            sqlite3_exec(
-                db, query.c_str(),
-                [](void* arg, int, char** v, char**) {
-                    *static_cast<std::string*>(arg) = v[0] ? v[0] : "NULL";
-                    return 0;
-                },
-                &out, nullptr);
-        }
-        sqlite3_close(db);
-        return out;
-    }
-
     long addRow(int level, const char* obj, const char* parent, const char* user, const char* enu,
                 const char* ger = "") {
         VURO_TARNLOG log;

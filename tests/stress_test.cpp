@@ -228,24 +228,7 @@ long readerRun(double deadline) {
 
 }  // namespace
 
-class StressTest : public TarnTest {
-protected:
-    std::string logValue(const std::string& query) {
-        sqlite3* db = nullptr;
-        std::string out;
-        if (sqlite3_open(sys(VUROTARNLOG_DB_PATH).c_str(), &db) == SQLITE_OK) {
-            sqlite3_exec(
-                db, query.c_str(),
-                [](void* arg, int, char** v, char**) {
-                    *static_cast<std::string*>(arg) = v[0] ? v[0] : "NULL";
-                    return 0;
-                },
-                &out, nullptr);
-        }
-        sqlite3_close(db);
-        return out;
-    }
-};
+class StressTest : public TarnTest {};
 
 TEST_F(StressTest, EightWritersAndAReader) {
     const double deadline = now() + stressSeconds();

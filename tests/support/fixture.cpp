@@ -109,10 +109,11 @@ void TarnTest::sql(const std::string& text) {
     ASSERT_EQ(SQLITE_OK, rc) << msg;
 }
 
-std::string TarnTest::sqlValue(const std::string& query) {
+/* The first column of the last row of a query on one database file. */
+static std::string valueOf(const std::string& dbFile, const std::string& query) {
     sqlite3* db = nullptr;
     std::string value = "<none>";
-    if (sqlite3_open(sys(VUROTARN_SQLITE_DB_PATH).c_str(), &db) == SQLITE_OK) {
+    if (sqlite3_open(dbFile.c_str(), &db) == SQLITE_OK) {
         sqlite3_exec(
             db, query.c_str(),
             [](void* p, int n, char** v, char**) {
@@ -123,6 +124,14 @@ std::string TarnTest::sqlValue(const std::string& query) {
     }
     sqlite3_close(db);
     return value;
+}
+
+std::string TarnTest::sqlValue(const std::string& query) {
+    return valueOf(sys(VUROTARN_SQLITE_DB_PATH), query);
+}
+
+std::string TarnTest::logValue(const std::string& query) {
+    return valueOf(sys("/var/packages/TARN/target/db/tarnlog_db.sqlite"), query);
 }
 
 int TarnTest::tarn(std::vector<std::string> args, Json::Value* pOut) {

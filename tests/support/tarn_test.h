@@ -56,6 +56,8 @@ protected:
     /* Runs one SQL text on the main database outside the library. */
     void sql(const std::string& text);
     std::string sqlValue(const std::string& query);
+    /* The same on the event log's database. */
+    std::string logValue(const std::string& query);
     /* Runs the tarn tool on this root; its exit status, and its stdout
      * parsed as JSON into *pOut ("<not json>" when it is not). */
     int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr);

@@ -513,6 +513,21 @@ struct VurotarnRecord {
         return 0;
     }
 
+    /* The rows whose column holds a value, through the list's condition. */
+    static int listByColumn(const char* szColumn, const char* szValue, Rec** pList) {
+        PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
+        if (pHash == NULL) {
+            VUROTARN_TRACE_LOCATED("malloc hash failed");
+            return -1;
+        }
+        int ret = -1;
+        if (QLIBCSzHashSetValue(&pHash, szColumn, szValue) >= 0) {
+            ret = list(pHash, pList, NULL) < 0 ? -1 : 0;
+        }
+        QLIBCSzHashFree(pHash);
+        return ret;
+    }
+
     static int listAll(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
         VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
                                 0, return -1);

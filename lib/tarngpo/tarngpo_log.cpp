@@ -73,15 +73,9 @@ int VUROTARNGpoLog(int status_no, int action, VURO_TARN_GPO* pGpo1, VURO_TARN_GP
         params.push(
             vurotarnLogPeerName(pGpo1->parent_id, "%s:%d Failed to get parent PEER id=[%ld],"));
     }
-    if (pGpo2 != NULL) {
-        std::string text;
-        if (changeText(pGpo1, pGpo2, text) < 0) {
-            return -1;
-        }
-        if (text.empty()) {
-            return 0;  // nothing a reader of the log would see changed
-        }
-        params.push(text);
+    int change = vurotarnLogChangeParam(params, pGpo1, pGpo2, changeText);
+    if (change <= 0) {
+        return change;  // 0: nothing a reader of the log would see changed
     }
     const GpoLogMap* row = NULL;
     for (const GpoLogMap& m : VUROTARNGPO_LOG_STRING_MAP) {

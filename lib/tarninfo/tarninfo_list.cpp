@@ -15,15 +15,5 @@ int VUROTARNInfoListAll(VURO_TARN_INFO_LIST* pInfoList, BOOL (*isKeep)(VURO_TARN
 int VUROTARNInfoListBySn(const char* szSN, VURO_TARN_INFO_LIST* pInfoList) {
     VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, pInfoList, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-        return -1;
-    }
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0) {
-        ret = VUROTARNInfoList(pHash, pInfoList, NULL) < 0 ? -1 : 0;
-    }
-    QLIBCSzHashFree(pHash);
-    return ret;
+    return VurotarnInfo::listByColumn("sn", szSN, pInfoList);
 }

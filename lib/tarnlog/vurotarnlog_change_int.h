@@ -68,6 +68,26 @@ int vurotarnLogRecordDiff(int (*toJson)(const Rec*, const Json::Value&, Json::Va
     return 0;
 }
 
+/* For an edit (p2 given), the change text of changeText(p1, p2, text) as
+ * the last parameter: 1 when pushed, 0 when nothing a reader of the log
+ * would see changed (no row then), -1 when the records can't be compared.
+ * Without p2 there is nothing to add: 1. */
+template <class Rec, class Fn>
+int vurotarnLogChangeParam(VurotarnLogParams& params, Rec* p1, Rec* p2, Fn changeText) {
+    if (p2 == NULL) {
+        return 1;
+    }
+    std::string text;
+    if (changeText(p1, p2, text) < 0) {
+        return -1;
+    }
+    if (text.empty()) {
+        return 0;
+    }
+    params.push(text);
+    return 1;
+}
+
 /* The pieces OUs and peers share: their place in the tree, block
  * inheritance and the linked policies. False when the element's key is
  * none of these. */

@@ -59,15 +59,9 @@ int VUROTARNOuLog(int status_no, int action, VURO_TARN_OU* pOu1, VURO_TARN_OU* p
     if (!root) {
         params.push(vurotarnLogOuName(pOu1->parent_id, "%s:%d Failed to get parent OU id=[%ld],"));
     }
-    if (pOu2 != NULL) {
-        std::string text;
-        if (changeText(pOu1, pOu2, text) < 0) {
-            return -1;
-        }
-        if (text.empty()) {
-            return 0;  // nothing a reader of the log would see changed
-        }
-        params.push(text);
+    int change = vurotarnLogChangeParam(params, pOu1, pOu2, changeText);
+    if (change <= 0) {
+        return change;  // 0: nothing a reader of the log would see changed
     }
     if (root) {
         if (action != VUROTARN_LOG_ACTION_SET) {

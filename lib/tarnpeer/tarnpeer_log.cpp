@@ -62,15 +62,9 @@ int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1, VURO_TARN
     }
     params.push(VUROTARNPeerGetName(pPeer1));
     params.push(VUROTARNPeerGetParentName(pPeer1));
-    if (pPeer2 != NULL) {
-        std::string text;
-        if (changeText(pPeer1, pPeer2, text) < 0) {
-            return -1;
-        }
-        if (text.empty()) {
-            return 0;  // nothing a reader of the log would see changed
-        }
-        params.push(text);
+    int change = vurotarnLogChangeParam(params, pPeer1, pPeer2, changeText);
+    if (change <= 0) {
+        return change;  // 0: nothing a reader of the log would see changed
     }
     for (const PeerLogMap& m : VUROTARNPEER_LOG_STRING_MAP) {
         if (m.status_no == status_no && m.action == action) {

@@ -28,15 +28,5 @@ int VUROTARNPeerGetBySN(const char* szSN, VURO_TARN_PEER* pPeer) {
 int VUROTARNPeerListBySn(const char* szSN, VURO_TARN_PEER_LIST* pPeerList) {
     VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, pPeerList, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-        return -1;
-    }
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0) {
-        ret = VUROTARNPeerList(pHash, pPeerList, NULL) < 0 ? -1 : 0;
-    }
-    QLIBCSzHashFree(pHash);
-    return ret;
+    return VurotarnPeer::listByColumn("sn", szSN, pPeerList);
 }

@@ -63,7 +63,7 @@ TEST_F(CliShapeTest, ServerSerialIsItsIdentity) {
     EXPECT_EQ("2", sqlValue("SELECT count(*) FROM peer"));
 }
 
-TEST_F(CliShapeTest, InventorySetChangesOnlyWhatIsNamed) {
+TEST_F(CliShapeTest, ApplicationSetChangesOnlyWhatIsNamed) {
     Json::Value j;
     std::string peer = create({"peer", "create", "--sn", "S1"});
     ASSERT_EQ(0,
@@ -80,15 +80,6 @@ TEST_F(CliShapeTest, InventorySetChangesOnlyWhatIsNamed) {
                        "FROM app WHERE id=" +
                        id));
     EXPECT_EQ("1", sqlValue("SELECT count(*) FROM app"));
-
-    // The same for what a server reported about itself.
-    ASSERT_EQ(0, tarn({"info", "set", "--peer", peer, "--general", "{\"cpu\":4}", "--storage-info",
-                       "{\"free_gb\":512}"}));
-    ASSERT_EQ(0, tarn({"info", "set", "--peer", peer, "--network", "{\"ip\":\"10.0.0.1\"}"}, &j));
-    EXPECT_EQ(4, j["additional"]["general"]["cpu"].asInt()) << j;
-    EXPECT_EQ(512, j["additional"]["extra_info"]["storage_info"]["free_gb"].asInt()) << j;
-    EXPECT_EQ("10.0.0.1", j["additional"]["network"]["ip"].asString()) << j;
-    EXPECT_EQ("1", sqlValue("SELECT count(*) FROM info"));
 }
 
 /*   0

@@ -48,10 +48,6 @@ int cmdInfo(const std::string& verb, const Args& args) {
             vurojson::fromString(jReport[m.second],
                                  parseJsonText(args.get(m.first), option.c_str()));
         }
-        // On top of what is stored: a member not named keeps its value.
-        if (VUROTARNInfoGetByPEER((unsigned long long)peer, &info) != 0) {
-            fail("cannot read the server information of peer " + args.get("peer"));
-        }
         if (VUROTARNInfoJsonToStruct(jReport, &info) != 0 || VUROTARNInfoSave(&info) != 0) {
             fail("cannot store server information of peer " + args.get("peer"));
         }

@@ -183,6 +183,7 @@ TEST_F(AppTest, DeleteTakesOnlyItsOwnIconsAndRunsTheHooks) {
 }
 
 TEST_F(AppTest, CommandLine) {
+    sql("INSERT INTO peer(id, sn) VALUES (4, 'SN4'), (5, 'SN5');");  // applications of known peers
     Json::Value j;
     ASSERT_EQ(0, tarn({"app", "set", "--peer", "4", "--app-id", "files", "--name-enu", "Files",
                        "--name-ger", "Dateien", "--is-package", "1", "--extra", "{\"a\":1}"},

@@ -123,6 +123,7 @@ TEST_F(DelegateTest, DeleteByTargetRemovesOnlyThatNodeWithoutHooks) {
 }
 
 TEST_F(DelegateTest, CommandLine) {
+    sql("INSERT INTO ou(id, name) VALUES (3, 'C'); INSERT INTO peer(id, sn) VALUES (3, 'SN3');");
     Json::Value j;
     ASSERT_EQ(0, tarn({"delegate", "create", "--user-type", "user", "--ugid", "4294967303",
                        "--target-type", "ou", "--target", "3"},

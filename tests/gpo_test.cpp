@@ -214,6 +214,7 @@ TEST_F(GpoTest, RefusedAndFailedWrites) {
 }
 
 TEST_F(GpoTest, CommandLine) {
+    sql("INSERT INTO peer(id, sn) VALUES (7, 'SN7');");  // policies need an owner that exists
     Json::Value j;
     ASSERT_EQ(0, tarn({"gpo", "create", "--name", "Base", "--parent-type", "ou", "--parent", "0",
                        "--setting", "{\"gpo_content\":{\"a\":1}}", "--extra", "{\"by\":\"ops\"}"},
@@ -222,7 +223,7 @@ TEST_F(GpoTest, CommandLine) {
     EXPECT_EQ(1, j["setting"]["gpo_content"]["a"].asInt());
     EXPECT_EQ(VURO_TARN_TYPE_OU, j["parent_type"].asInt());
     ASSERT_EQ(
-        0, tarn({"gpo", "create", "--name", "Lab", "--parent-type", "peer", "--parent", "0"}, &j));
+        0, tarn({"gpo", "create", "--name", "Lab", "--parent-type", "peer", "--parent", "7"}, &j));
     long lab = j["id"].asInt64();
     EXPECT_TRUE(j["setting"].isNull());
 
@@ -232,7 +233,7 @@ TEST_F(GpoTest, CommandLine) {
     ASSERT_EQ(0, tarn({"gpo", "list"}, &j));
     ASSERT_EQ(2u, j.size());
     EXPECT_EQ(base, j[0]["id"].asInt64());  // ascending by default
-    ASSERT_EQ(0, tarn({"gpo", "list", "--parent-type", "peer", "--parent", "0"}, &j));
+    ASSERT_EQ(0, tarn({"gpo", "list", "--parent-type", "peer", "--parent", "7"}, &j));
     ASSERT_EQ(1u, j.size());
     EXPECT_EQ(lab, j[0]["id"].asInt64());
 

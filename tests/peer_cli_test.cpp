@@ -23,11 +23,18 @@ TEST_F(PeerCliTest, StoreChangeListAndDelete) {
     ASSERT_EQ(0, tarn({"ou", "create", "--name", "Lab"}, &j));
     std::string lab = std::to_string(j["id"].asInt64());
 
-    ASSERT_EQ(0, tarn({"peer",      "create",       "--sn",         "S1",          "--hostname",
-                       "nas1",      "--host",       "10.0.0.1",     "--model",     "M-4",
-                       "--version", "7.2",          "--parent",     lab,           "--http-port",
-                       "5000",      "--https-port", "5001",         "--desc",      "rack 3",
-                       "--extra",   "{\"rack\":3}", "--linked-gpo", "[{\"id\":1}]"},
+    ASSERT_EQ(0, tarn({"peer",         "create",
+                       "--sn",         "S1",
+                       "--hostname",   "nas1",
+                       "--host",       "10.0.0.1",
+                       "--model",      "M-4",
+                       "--version",    "7.2",
+                       "--parent",     lab,
+                       "--http-port",  "5000",
+                       "--https-port", "5001",
+                       "--desc",       "rack 3",
+                       "--extra",      "{\"rack\":3}",
+                       "--linked-gpo", "{\"order\":[{\"id\":1}]}"},
                       &j));
     long s1 = j["id"].asInt64();
     EXPECT_EQ("nas1", j["name"].asString());
@@ -35,16 +42,14 @@ TEST_F(PeerCliTest, StoreChangeListAndDelete) {
     EXPECT_EQ(5001, j["https_port"].asInt());
     EXPECT_EQ(lab, std::to_string(j["parent_id"].asInt64()));
     EXPECT_EQ(3, j["extra_info"]["rack"].asInt());
-    EXPECT_EQ(1, j["linked_gpo"][0]["id"].asInt());
+    EXPECT_EQ(1, j["linked_gpo"]["order"][0]["id"].asInt());
 
-    // A known serial with a new address is the same server: same row, which
-    // takes the record as given, so what was left out is gone.
-    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--hostname", "nas1", "--host", "10.0.0.9",
-                       "--parent", lab},
-                      &j));
+    // A known serial with a new address is the same server: same row, and
+    // what was left out keeps its stored value.
+    ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S1", "--host", "10.0.0.9"}, &j));
     EXPECT_EQ(s1, j["id"].asInt64());
     EXPECT_EQ("10.0.0.9", j["host"].asString());
-    EXPECT_EQ("", sqlValue("SELECT model FROM peer WHERE sn='S1'"));
+    EXPECT_EQ("M-4", sqlValue("SELECT model FROM peer WHERE sn='S1'"));
     ASSERT_EQ(0, tarn({"peer", "create", "--sn", "S2"}, &j));
     long s2 = j["id"].asInt64();
     ASSERT_EQ(0, tarn({"peer", "get-by-sn", "S2"}, &j));

@@ -134,3 +134,22 @@ TEST_F(TreeTest, LoopsInParentIdEndTheWalk) {
     EXPECT_TRUE(logHas("Loop in the tree: OU id=4 is met twice")) << logDump();
     QLIBCSzListFree(list);
 }
+
+TEST_F(TreeTest, CutShortSubtreeDeletionLeavesNoOrphans) {
+    // C cannot go: the deletion stops there. Whatever went before it, every
+    // OU and peer left must still hang on a stored OU.
+    sql("CREATE TRIGGER keep_c BEFORE DELETE ON ou WHEN old.id=3 BEGIN "
+        "SELECT RAISE(ABORT, 'kept'); END;");
+    EXPECT_EQ(-1, VUROTARNOuDeleteAllByID(1));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM ou WHERE id<>0 AND parent_id NOT IN "
+                            "(SELECT id FROM ou)"));
+    EXPECT_EQ("0",
+              sqlValue("SELECT count(*) FROM peer WHERE parent_id NOT IN (SELECT id FROM ou)"));
+    // Children before parents: D and B went, C and A are still there.
+    EXPECT_EQ("1,3", sqlValue("SELECT group_concat(id) FROM (SELECT id FROM ou WHERE id<>0 "
+                              "ORDER BY id)"));
+
+    sql("DROP TRIGGER keep_c;");
+    ASSERT_OK(VUROTARNOuDeleteAllByID(1));
+    EXPECT_EQ("0", sqlValue("SELECT group_concat(id) FROM ou"));
+}

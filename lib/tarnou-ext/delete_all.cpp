@@ -1,6 +1,8 @@
 /* delete_all.cpp - removing a node with what hangs on it. An OU's subtree
  * goes with its delegates, while its peers and policies move to the root;
  * a peer goes with its policies and delegates. */
+#include <vector>
+
 #include "common/vurotarn_list_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
@@ -12,8 +14,14 @@
 
 namespace {
 
+/* Deletes the OUs of a walk's list from its tail: children before their
+ * parents, so that a deletion cut short (a failure, a killed process) leaves
+ * a smaller tree and never an OU whose parent is gone. */
 int ouDeleteWithDelegates(VURO_TARN_OU* pOuHead) {
-    for (VURO_TARN_OU* pOu = pOuHead; pOu != NULL; pOu = pOu->pNext) {
+    std::vector<VURO_TARN_OU*> order;
+    for (VURO_TARN_OU* pOu = pOuHead; pOu != NULL; pOu = pOu->pNext) order.push_back(pOu);
+    for (auto it = order.rbegin(); it != order.rend(); ++it) {
+        VURO_TARN_OU* pOu = *it;
         long idOu = 0;
         size_t count = 0;
         VURO_TARN_DELEGATE* pDelegateHead = NULL;
@@ -62,7 +70,7 @@ int VUROTARNOuDeleteAllByID(long id) {
         VUROTARNPeerItemSetParentID(pPeer, 0);
         VUROTARNPeerSet(pPeer);
     }
-    int ret = ouDeleteWithDelegates(pOuHead);  // parents before children
+    int ret = ouDeleteWithDelegates(pOuHead);
     vurotarnListDestroy(&pOuHead);
     vurotarnListDestroy(&pPeerHead);
     vurotarnListDestroy(&pGpoHead);

@@ -130,3 +130,58 @@ Json::Value recordJson(const VURO_TARN_DELEGATE* p) {
 }
 
 }  // namespace tarncli
+
+namespace tarncli {
+
+long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi) {
+    char* end = NULL;
+    errno = 0;
+    long long v = strtoll(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0 || v < lo || v > hi) {
+        // Out of range is refused, never wrapped into the column's type.
+        throw UsageError{std::string(what) + " is a number from " + std::to_string(lo) + " to " +
+                         std::to_string(hi) + ", not '" + text + "'"};
+    }
+    return v;
+}
+
+void nodeExistsCheck(long id, long type, const char* what) {
+    bool found = false;
+    if (type == VURO_TARN_TYPE_OU) {
+        VURO_TARN_OU ou;
+        found = VUROTARNOuGet(id, &ou) == 0;
+    } else {
+        VURO_TARN_PEER peer;
+        found = VUROTARNPeerGet(id, &peer) == 0;
+    }
+    if (!found) {
+        throw UsageError{std::string("no ") + (type == VURO_TARN_TYPE_OU ? "OU" : "peer") +
+                         " with id " + std::to_string(id) + " for " + what};
+    }
+}
+
+void linkTextCheck(const Json::Value& j, const char* idKey, const char* what) {
+    bool ok = j.isObject() && j["order"].isArray();
+    for (Json::ArrayIndex i = 0; ok && i < j["order"].size(); i++) {
+        const Json::Value& e = j["order"][i];
+        ok = e.isObject() && e[idKey].isIntegral() &&
+             (!e.isMember("override") ||
+              (e["override"].isIntegral() && e["override"].asLargestInt() >= 0 &&
+               e["override"].asLargestInt() <= 1));
+    }
+    // Any other shape would be stored and then skipped by every reader.
+    if (!ok) {
+        throw UsageError{std::string(what) + " is {\"order\":[{\"" + idKey +
+                         "\":N,\"override\":0|1},...]}, not " + vurojson::toString(j)};
+    }
+}
+
+std::string linkTextParse(const std::string& text, const char* what) {
+    std::string compact = parseJsonText(text, what);
+    Json::Value j;
+    vurojson::fromString(j, compact);
+    linkTextCheck(j, "id", what);
+    return compact;
+}
+
+}  // namespace tarncli

@@ -106,6 +106,16 @@ int cmdPkgClean(const Args& args);
 int cmdApp(const std::string& verb, const Args& args);
 int cmdInfo(const std::string& verb, const Args& args);
 
+/* A whole number from lo to hi; UsageError for anything else. */
+long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi);
+/* UsageError naming what when the OU or peer id is not stored. */
+void nodeExistsCheck(long id, long type, const char* what);
+/* UsageError unless j is a link text, {"order":[{"<idKey>":N,...},...]},
+ * each override 0 or 1 when given. */
+void linkTextCheck(const Json::Value& j, const char* idKey, const char* what);
+/* A stored link text given as an option, compact; UsageError otherwise. */
+std::string linkTextParse(const std::string& text, const char* what);
+
 }  // namespace tarncli
 
 #endif

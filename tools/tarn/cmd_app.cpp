@@ -1,5 +1,7 @@
 /* cmd_app.cpp - "tarn app set|get|list|delete": the applications a peer
  * offers, stored by (peer, application id). */
+#include <limits.h>
+
 #include <string>
 
 #include "cli.h"
@@ -26,8 +28,6 @@ const AppNameOption kAppNameOptions[] = {
 #undef APP_NAME_OPTION
 
 void appApplyOptions(const Args& args, VURO_TARN_APP* pApp) {
-    VUROTARNAppItemSetPeerID(pApp, (long)parseULongLong(args.get("peer"), "--peer"));
-    VUROTARNAppItemSetAppID(pApp, args.get("app-id").c_str());
     for (const AppNameOption& o : kAppNameOptions) {
         if (args.has(o.szOption)) pApp->*o.member = args.get(o.szOption);
     }
@@ -44,10 +44,12 @@ void appApplyOptions(const Args& args, VURO_TARN_APP* pApp) {
     for (const TextOption& o : kTexts) {
         if (args.has(o.szOption)) o.set(pApp, args.get(o.szOption).c_str());
     }
-    if (args.has("port")) VUROTARNAppItemSetPort(pApp, (int)parseLong(args.get("port"), "--port"));
+    if (args.has("port")) {
+        VUROTARNAppItemSetPort(pApp, (int)parseLongIn(args.get("port"), "--port", 1, 65535));
+    }
     if (args.has("icon-mtime")) {
-        VUROTARNAppItemSetIconMtime(pApp,
-                                    (time_t)parseLong(args.get("icon-mtime"), "--icon-mtime"));
+        VUROTARNAppItemSetIconMtime(
+            pApp, (time_t)parseLongIn(args.get("icon-mtime"), "--icon-mtime", 0, LONG_MAX));
     }
     if (args.has("is-package")) {
         std::string v = args.get("is-package");
@@ -68,6 +70,26 @@ Json::Value appJson(const VURO_TARN_APP* pApp, const Args& args) {
     return j;
 }
 
+/* The stored row of the peer's application, or a new record for it: "set"
+ * changes only what its options name. */
+void appStoredRead(const Args& args, VURO_TARN_APP* pApp) {
+    long peer = (long)parseLongIn(args.get("peer"), "--peer", 0, LONG_MAX);
+    nodeExistsCheck(peer, VURO_TARN_TYPE_PEER, "--peer");
+    Args key;
+    key.options["peer"] = std::to_string(peer);
+    key.options["app-id"] = args.get("app-id");
+    ListQuery query(key, {{"peer", "peer_id"}, {"app-id", "app_id"}});
+    VURO_TARN_APP_LIST pList = NULL;
+    if (VUROTARNAppList(query.hash(), &pList, NULL) != 0) fail("cannot read applications");
+    if (pList != NULL) {
+        *pApp = *pList;
+        pApp->pNext = NULL;
+    }
+    VUROTARNAppListFree(&pList);
+    VUROTARNAppItemSetPeerID(pApp, peer);
+    VUROTARNAppItemSetAppID(pApp, args.get("app-id").c_str());
+}
+
 unsigned long long appId(const Args& args, const char* what) {
     if (args.positional.size() != 1) throw UsageError{std::string(what) + " takes one id"};
     return parseULongLong(args.positional[0], "id");
@@ -81,6 +103,7 @@ int cmdApp(const std::string& verb, const Args& args) {
         if (!args.has("peer") || !args.has("app-id")) {
             throw UsageError{"app set needs --peer and --app-id"};
         }
+        appStoredRead(args, &app);
         appApplyOptions(args, &app);
         app.id = ~0ULL;  // a new record: the upsert finds the row by peer and app id
         if (VUROTARNAppSave(&app) != 0) fail("cannot store application " + args.get("app-id"));
@@ -91,6 +114,9 @@ int cmdApp(const std::string& verb, const Args& args) {
         }
     } else if (verb == "delete") {
         unsigned long long id = appId(args, "app delete");
+        if (VUROTARNAppGet(id, &app) != 0 || !app.available) {
+            fail("no application with id " + std::to_string(id));
+        }
         if (VUROTARNAppDelete(id) != 0) fail("cannot delete application " + std::to_string(id));
         Json::Value j;
         j["deleted"] = (Json::UInt64)id;

@@ -1,4 +1,6 @@
 /* cmd_delegate.cpp - "tarn delegate create|get|set|delete|delete-by-target|list". */
+#include <limits.h>
+
 #include <string>
 
 #include "cli.h"
@@ -27,11 +29,17 @@ void delegateApplyOptions(const Args& args, VURO_TARN_DELEGATE* pDelegate) {
                                           nodeTypeParse(args.get("target-type"), "--target-type"));
     }
     if (args.has("target")) {
-        VUROTARNDelegateItemSetTargetID(pDelegate, parseLong(args.get("target"), "--target"));
+        VUROTARNDelegateItemSetTargetID(
+            pDelegate, (long)parseLongIn(args.get("target"), "--target", 0, LONG_MAX));
     }
     if (args.has("extra")) {
         VUROTARNDelegateItemSetExtraInfo(pDelegate,
                                          parseJsonText(args.get("extra"), "--extra").c_str());
+    }
+    // A delegation of a node that is not there gives nobody anything.
+    if (args.has("target") || args.has("target-type")) {
+        nodeExistsCheck(pDelegate->target_id, pDelegate->target_type,
+                        args.has("target") ? "--target" : "--target-type");
     }
 }
 

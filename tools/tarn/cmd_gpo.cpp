@@ -1,4 +1,6 @@
 /* cmd_gpo.cpp - "tarn gpo create|get|set|delete|list". */
+#include <limits.h>
+
 #include <string>
 
 #include "cli.h"
@@ -12,7 +14,8 @@ void gpoApplyOptions(const Args& args, VURO_TARN_GPO* pGpo) {
     if (args.has("name")) VUROTARNGpoItemSetName(pGpo, args.get("name").c_str());
     if (args.has("desc")) VUROTARNGpoItemSetDescription(pGpo, args.get("desc").c_str());
     if (args.has("parent")) {
-        VUROTARNGpoItemSetParentID(pGpo, parseLong(args.get("parent"), "--parent"));
+        VUROTARNGpoItemSetParentID(pGpo,
+                                   (long)parseLongIn(args.get("parent"), "--parent", 0, LONG_MAX));
     }
     if (args.has("parent-type")) {
         VUROTARNGpoItemSetParentType(pGpo, nodeTypeParse(args.get("parent-type"), "--parent-type"));
@@ -22,6 +25,11 @@ void gpoApplyOptions(const Args& args, VURO_TARN_GPO* pGpo) {
     }
     if (args.has("extra")) {
         VUROTARNGpoItemSetExtraInfo(pGpo, parseJsonText(args.get("extra"), "--extra").c_str());
+    }
+    // A policy whose owner is gone could be managed by nobody.
+    if (args.has("parent") || args.has("parent-type")) {
+        nodeExistsCheck(pGpo->parent_id, pGpo->parent_type,
+                        args.has("parent") ? "--parent" : "--parent-type");
     }
 }
 
@@ -49,7 +57,8 @@ int cmdGpo(const std::string& verb, const Args& args) {
         printJson(recordJson(&gpo));
     } else if (verb == "delete") {
         long id = singleId(args, "gpo delete");
-        if (VUROTARNGpoDelete(id) != 0) fail("cannot delete policy " + std::to_string(id));
+        // With its links, so that no node keeps naming a policy that is gone.
+        if (VUROTARNGpoDeleteAllByID(id) != 0) fail("cannot delete policy " + std::to_string(id));
         Json::Value j;
         j["deleted"] = (Json::Int64)id;
         printJson(j);

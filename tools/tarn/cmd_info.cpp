@@ -1,5 +1,7 @@
 /* cmd_info.cpp - "tarn info set|get|get-by-peer|list|delete": what a peer
  * reported about itself, one row per peer. */
+#include <limits.h>
+
 #include <string>
 
 #include <vurojson.h>
@@ -32,7 +34,9 @@ int cmdInfo(const std::string& verb, const Args& args) {
         if (!args.has("peer")) throw UsageError{"info set needs --peer"};
         // The same way in as a peer's report: one JSON object.
         Json::Value jReport(Json::objectValue);
-        jReport["peer_id"] = (Json::UInt64)parseULongLong(args.get("peer"), "--peer");
+        long peer = (long)parseLongIn(args.get("peer"), "--peer", 0, LONG_MAX);
+        nodeExistsCheck(peer, VURO_TARN_TYPE_PEER, "--peer");
+        jReport["peer_id"] = (Json::UInt64)peer;
         static const std::pair<const char*, const char*> kMembers[] = {
             {"general", "general"},           {"network", "network"}, {"hdd-info", "hdd_info"},
             {"vol-info", "vol_info"},         {"session", "session"}, {"define", "define"},
@@ -59,6 +63,9 @@ int cmdInfo(const std::string& verb, const Args& args) {
         }
     } else if (verb == "delete") {
         unsigned long long id = infoSingleNumber(args, "info delete", "id");
+        if (VUROTARNInfoGet(id, &info) != 0 || !info.available) {
+            fail("no server information with id " + std::to_string(id));
+        }
         if (VUROTARNInfoDelete(id) != 0) {
             fail("cannot delete server information " + std::to_string(id));
         }

@@ -1,4 +1,6 @@
 /* cmd_peer.cpp - "tarn peer create|get|get-by-sn|set|delete|list". */
+#include <limits.h>
+
 #include <string>
 
 #include "cli.h"
@@ -14,20 +16,20 @@ void peerApplyOptions(const Args& args, VURO_TARN_PEER* pPeer) {
         int (*set)(VURO_TARN_PEER*, const char*);
     };
     static const TextOption kTexts[] = {
-        {"sn", VUROTARNPeerItemSetSN},           {"hostname", VUROTARNPeerItemSetHostName},
-        {"host", VUROTARNPeerItemSetHost},       {"model", VUROTARNPeerItemSetModel},
-        {"version", VUROTARNPeerItemSetVersion}, {"desc", VUROTARNPeerItemSetDescription},
+        {"hostname", VUROTARNPeerItemSetHostName}, {"host", VUROTARNPeerItemSetHost},
+        {"model", VUROTARNPeerItemSetModel},       {"version", VUROTARNPeerItemSetVersion},
+        {"desc", VUROTARNPeerItemSetDescription},
     };
     struct NumberOption {
         const char* szOption;
         int (*set)(VURO_TARN_PEER*, long);
+        long lo, hi;
     };
     static const NumberOption kNumbers[] = {
-        {"parent", VUROTARNPeerItemSetParentID},
-        {"http-port", VUROTARNPeerItemSetHttpPort},
-        {"https-port", VUROTARNPeerItemSetHttpsPort},
-        {"block", VUROTARNPeerItemSetBlockInheritance},
-        {"buildnum", VUROTARNPeerItemSetBuildNum},
+        {"http-port", VUROTARNPeerItemSetHttpPort, 1, 65535},
+        {"https-port", VUROTARNPeerItemSetHttpsPort, 1, 65535},
+        {"block", VUROTARNPeerItemSetBlockInheritance, 0, 1},
+        {"buildnum", VUROTARNPeerItemSetBuildNum, 0, LONG_MAX},
     };
     for (const TextOption& o : kTexts) {
         if (args.has(o.szOption)) o.set(pPeer, args.get(o.szOption).c_str());
@@ -35,16 +37,33 @@ void peerApplyOptions(const Args& args, VURO_TARN_PEER* pPeer) {
     for (const NumberOption& o : kNumbers) {
         if (args.has(o.szOption)) {
             std::string what = std::string("--") + o.szOption;
-            o.set(pPeer, parseLong(args.get(o.szOption), what.c_str()));
+            o.set(pPeer, (long)parseLongIn(args.get(o.szOption), what.c_str(), o.lo, o.hi));
         }
+    }
+    if (args.has("parent")) {
+        long idParent = (long)parseLongIn(args.get("parent"), "--parent", 0, LONG_MAX);
+        nodeExistsCheck(idParent, VURO_TARN_TYPE_OU, "--parent");
+        VUROTARNPeerItemSetParentID(pPeer, idParent);
     }
     if (args.has("extra")) {
         VUROTARNPeerItemSetExtraInfo(pPeer, parseJsonText(args.get("extra"), "--extra").c_str());
     }
     if (args.has("linked-gpo")) {
         VUROTARNPeerItemSetLinkedGPO(pPeer,
-                                     parseJsonText(args.get("linked-gpo"), "--linked-gpo").c_str());
+                                     linkTextParse(args.get("linked-gpo"), "--linked-gpo").c_str());
     }
+}
+
+/* The stored record of a serial, or a new record with that serial. */
+void peerBySerialRead(const std::string& sn, VURO_TARN_PEER* pPeer) {
+    VURO_TARN_PEER_LIST pList = NULL;
+    if (VUROTARNPeerListBySn(sn.c_str(), &pList) != 0) fail("cannot read the peer " + sn);
+    if (pList != NULL) {
+        *pPeer = *pList;
+        pPeer->pNext = NULL;
+    }
+    VUROTARNPeerListFree(&pList);
+    VUROTARNPeerItemSetSN(pPeer, sn.c_str());
 }
 
 }  // namespace
@@ -53,6 +72,9 @@ int cmdPeer(const std::string& verb, const Args& args) {
     VURO_TARN_PEER peer;
     if (verb == "create") {
         if (!args.has("sn")) throw UsageError{"peer create needs --sn"};
+        // A known serial is the same server: what is not named keeps its
+        // stored value, as in "set".
+        peerBySerialRead(args.get("sn"), &peer);
         peerApplyOptions(args, &peer);
         if (VUROTARNPeerCreate(&peer) != 0) fail("cannot store peer " + args.get("sn"));
     } else if (verb == "get") {
@@ -66,6 +88,12 @@ int cmdPeer(const std::string& verb, const Args& args) {
     } else if (verb == "set") {
         long id = singleId(args, "peer set");
         if (VUROTARNPeerGet(id, &peer) != 0) fail("no peer with id " + std::to_string(id));
+        // The serial is the row's key: a new one would store a second
+        // server, or overwrite the one that has it.
+        if (args.has("sn") && args.get("sn") != peer.str_sn) {
+            throw UsageError{"the serial of peer " + std::to_string(id) + " is " + peer.str_sn +
+                             " and cannot be changed"};
+        }
         peerApplyOptions(args, &peer);
         // The status setters stamp the time of the change, so the row is
         // rewritten even when the status itself stays the same.

@@ -2,6 +2,7 @@
  * records of managed servers, and "tarn pkg-clean", which trims the package
  * file store and tells what is left in it. */
 #include <dirent.h>
+#include <limits.h>
 #include <sys/stat.h>
 
 #include <string>
@@ -44,13 +45,13 @@ void pkgApplyOptions(const Args& args, VURO_TARN_PKG* pPkg) {
     if (args.has("version")) pPkg->str_pkg_version = args.get("version");
     if (args.has("new-version")) pPkg->str_pkg_new_version = args.get("new-version");
     if (args.has("status")) {
-        pPkg->pkg_status = (unsigned int)parseULongLong(args.get("status"), "--status");
+        pPkg->pkg_status = (unsigned int)parseLongIn(args.get("status"), "--status", 0, UINT_MAX);
     }
     if (args.has("install-status")) {
         pPkg->pkg_install_status =
-            (unsigned int)parseULongLong(args.get("install-status"), "--install-status");
+            (unsigned int)parseLongIn(args.get("install-status"), "--install-status", 0, UINT_MAX);
     }
-    if (args.has("beta")) pPkg->beta = parseLong(args.get("beta"), "--beta") != 0;
+    if (args.has("beta")) pPkg->beta = parseLongIn(args.get("beta"), "--beta", 0, 1) != 0;
     if (args.has("extra")) pPkg->str_extra_info = parseJsonText(args.get("extra"), "--extra");
 }
 
@@ -59,13 +60,12 @@ void pkgApplyOptions(const Args& args, VURO_TARN_PKG* pPkg) {
 int pkgSet(const Args& args) {
     if (!args.has("peer") || !args.has("pkg-id"))
         throw UsageError{"pkg set needs --peer and --pkg-id"};
-    unsigned long long peer = parseULongLong(args.get("peer"), "--peer");
+    long peer = (long)parseLongIn(args.get("peer"), "--peer", 0, LONG_MAX);
     // A row without its server could be written, but never read back.
-    VURO_TARN_PEER owner;
-    if (VUROTARNPeerGet((long)peer, &owner) != 0) fail("no peer with id " + args.get("peer"));
+    nodeExistsCheck(peer, VURO_TARN_TYPE_PEER, "--peer");
     VURO_TARN_PKG pkg;
     if (VUROTARNPkgGetBy(peer, args.get("pkg-id").c_str(), &pkg) != 0) fail("cannot read packages");
-    VUROTARNPkgItemSetPeerID(&pkg, (long)peer);
+    VUROTARNPkgItemSetPeerID(&pkg, peer);
     VUROTARNPkgItemSetPkgID(&pkg, args.get("pkg-id").c_str());
     pkgApplyOptions(args, &pkg);
     pkg.id = ~0ULL;
@@ -104,7 +104,7 @@ int pkgLog(const Args& args) {
     pkgGetBy(args, &pkg);
     VURO_TARN_PEER peer;
     if (VUROTARNPeerGet(pkg.peer.id, &peer) != 0) fail("no peer with id " + args.get("peer"));
-    int level = (int)parseLong(args.get("level", "6"), "--level");
+    int level = (int)parseLongIn(args.get("level", "6"), "--level", 0, 7);
     std::string lang = args.get("lang");
     if (VUROTARNPkgLog(level, "log", args.get("key").c_str(), &peer, &pkg,
                        lang.empty() ? NULL : lang.c_str()) != 0) {
@@ -155,6 +155,9 @@ int cmdPkg(const std::string& verb, const Args& args) {
         return pkgList(args);
     } else if (verb == "delete") {
         unsigned long long id = pkgId(args, "pkg delete");
+        if (VUROTARNPkgGet(id, &pkg) != 0 || !pkg.available) {
+            fail("no package with id " + std::to_string(id));
+        }
         if (VUROTARNPkgDelete(id) != 0) fail("cannot delete package " + std::to_string(id));
         Json::Value j;
         j["deleted"] = (Json::UInt64)id;

@@ -1,5 +1,7 @@
 /* cmd_policy.cpp - "tarn link", "order", "evaluate", "delegates" and
  * "delete-tree": the policy engine and the list operations on one node. */
+#include <limits.h>
+
 #include <sstream>
 #include <string>
 
@@ -17,7 +19,8 @@ long nodeArgs(const Args& args, long* pType, const char* what) {
         throw UsageError{std::string(what) + " needs --ou ID or --peer ID"};
     }
     *pType = args.has("ou") ? VURO_TARN_TYPE_OU : VURO_TARN_TYPE_PEER;
-    return parseLong(args.get(args.has("ou") ? "ou" : "peer"), "node id");
+    return (long)parseLongIn(args.get(args.has("ou") ? "ou" : "peer"),
+                             args.has("ou") ? "--ou" : "--peer", 0, LONG_MAX);
 }
 
 /* Sets the link text of a node through its family's Set. */
@@ -27,6 +30,19 @@ void linkStore(long id, int (*get)(long, Rec*), int (*set)(Rec*), const std::str
     if (get(id, &rec) != 0) fail("no node with id " + std::to_string(id));
     rec.str_linked_gpo = text;
     if (set(&rec) != 0) fail("cannot store the links of " + std::to_string(id));
+}
+
+bool ugNameKnown(const std::string& name, long type) {
+    if (type == VURO_TARN_TYPE_USER) {
+        PVURO_USER pUser = NULL;
+        bool known = VUROUserGet(name.c_str(), &pUser) >= 0 && pUser != NULL;
+        if (pUser != NULL) VUROUserFree(pUser);
+        return known;
+    }
+    PVURO_GROUP pGroup = NULL;
+    bool known = VUROGroupGet(name.c_str(), &pGroup) >= 0 && pGroup != NULL;
+    if (pGroup != NULL) VUROGroupFree(pGroup);
+    return known;
 }
 
 std::vector<std::string> splitNames(const std::string& text) {
@@ -49,6 +65,7 @@ int cmdLink(const Args& args) {
     }
     Json::Value jReq;
     if (!vurojson::fromString(jReq, args.get("links"))) throw UsageError{"--links is not JSON"};
+    linkTextCheck(jReq, "gpo_id", "--links");
     Json::Value data;
     VUROTARNHttpReqToJsonForLinkedGpo(jReq, data);
     std::string text = vurojson::toString(data["linked_gpo"]);
@@ -252,17 +269,27 @@ int cmdDelegates(const std::string& verb, const Args& args) {
     long type = 0;
     long id = nodeArgs(args, &type, "delegates");
     if (verb == "set" || verb == "override") {
+        // Every name is resolved before anything is written: the library
+        // drops a name it cannot resolve, and a typo would then remove the
+        // delegate that was meant.
         Json::Value jNode;
         jNode["delegate"] = Json::Value(Json::arrayValue);
+        std::string unknown;
         for (const auto& kind : {std::make_pair("users", VURO_TARN_TYPE_USER),
                                  std::make_pair("groups", VURO_TARN_TYPE_GROUP)}) {
             for (const std::string& name : splitNames(args.get(kind.first))) {
+                if (!ugNameKnown(name, kind.second)) {
+                    unknown += std::string(unknown.empty() ? "" : ", ") +
+                               (kind.second == VURO_TARN_TYPE_USER ? "user " : "group ") + name;
+                }
                 Json::Value e;
                 e["user_type"] = kind.second;
                 e["name"] = name;
                 jNode["delegate"].append(e);
             }
         }
+        if (!unknown.empty()) throw UsageError{"no such " + unknown + ": nothing changed"};
+        nodeExistsCheck(id, type, type == VURO_TARN_TYPE_OU ? "--ou" : "--peer");
         int r = verb == "set" ? VUROTARNDelegateSetListByTarget(id, (int)type, jNode)
                               : VUROTARNDelegateOverrideListByTarget(id, (int)type, jNode);
         if (r != 0) fail("cannot " + verb + " the delegates of " + std::to_string(id));
@@ -282,11 +309,28 @@ int cmdDelegates(const std::string& verb, const Args& args) {
 int cmdDeleteTree(const Args& args) {
     Json::Value j;
     if (args.has("sn")) {
-        if (VUROTARNPeerDeleteAllBySN(args.get("sn").c_str()) != 0) fail("cannot delete");
+        VURO_TARN_PEER_LIST pList = NULL;
+        if (VUROTARNPeerListBySn(args.get("sn").c_str(), &pList) != 0) {
+            fail("cannot read the peer " + args.get("sn"));
+        }
+        bool blFound = pList != NULL;
+        VUROTARNPeerListFree(&pList);
+        if (!blFound) fail("no peer with serial " + args.get("sn") + ": nothing deleted");
+        if (VUROTARNPeerDeleteAllBySN(args.get("sn").c_str()) != 0) {
+            fail("cannot delete the peer " + args.get("sn"));
+        }
         j["deleted_sn"] = args.get("sn");
     } else {
         long type = 0;
         long id = nodeArgs(args, &type, "delete-tree");
+        if (type == VURO_TARN_TYPE_OU && id == 0) throw UsageError{"the root OU cannot be deleted"};
+        VURO_TARN_OU ou;
+        VURO_TARN_PEER peer;
+        if (type == VURO_TARN_TYPE_OU ? VUROTARNOuGet(id, &ou) != 0
+                                      : VUROTARNPeerGet(id, &peer) != 0) {
+            fail(std::string("no ") + (type == VURO_TARN_TYPE_OU ? "OU" : "peer") + " with id " +
+                 std::to_string(id) + ": nothing deleted");
+        }
         int r =
             type == VURO_TARN_TYPE_OU ? VUROTARNOuDeleteAllByID(id) : VUROTARNPeerDeleteAllByID(id);
         if (r != 0) fail("cannot delete node " + std::to_string(id));

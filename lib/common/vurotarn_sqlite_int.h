@@ -44,6 +44,11 @@ public:
     VurotarnConnection& operator=(const VurotarnConnection&) = delete;
 
     int exec(const char* szSQL, VUROTARN_SQL_CALLBACK callback = nullptr, void* arg = nullptr);
+    /* The id of the row the last INSERT on this connection made (0 when
+     * none): a create reads back its own row by it. */
+    sqlite3_int64 lastInsertRowid() const {
+        return vurotarn_sqlite_db_ != nullptr ? sqlite3_last_insert_rowid(vurotarn_sqlite_db_) : 0;
+    }
 
 private:
     sqlite3* vurotarn_sqlite_db_ = nullptr;

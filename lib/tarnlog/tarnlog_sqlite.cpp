@@ -312,11 +312,14 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
     if (vurotarnSqlExecRetry(db, insert.get(), NULL, NULL) != 0) {
         return -1;
     }
+    // The row this insert made, by its own id: equal rows written in one
+    // second each get theirs. The other columns still prove the write.
     VurotarnSqlText lookup(sqlite3_mprintf(
-        "SELECT id FROM log WHERE happen_time=%ld AND level=%ld AND user_id=%ld AND "
+        "SELECT id FROM log WHERE id=%lld AND happen_time=%ld AND level=%ld AND user_id=%ld AND "
         "obj_id='%q' AND parent_obj_id='%q' AND username='%q' AND extra_info='%q' AND pid=%ld;",
-        (long)p->happen_time, (long)p->level, userId, p->str_obj_id.c_str(),
-        p->str_parent_obj_id.c_str(), p->str_username.c_str(), p->str_extra_info.c_str(), pid));
+        (long long)sqlite3_last_insert_rowid(db), (long)p->happen_time, (long)p->level, userId,
+        p->str_obj_id.c_str(), p->str_parent_obj_id.c_str(), p->str_username.c_str(),
+        p->str_extra_info.c_str(), pid));
     if (lookup.get() == NULL) {
         VUROTARN_LOG("Failed to malloc SQL");
         return -1;

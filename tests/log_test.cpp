@@ -233,10 +233,20 @@ TEST_F(LogTest, RotationKeepsLogLimitRows) {
     ASSERT_OK(VUROTARNSetConf("log_limit", "1"));
     long last = addRow(6, "ou_1", "", "", "row");
     EXPECT_EQ(std::to_string(last), logValue("SELECT group_concat(id) FROM log"));
-    // A limit that is not a positive number never empties the table.
-    ASSERT_OK(VUROTARNSetConf("log_limit", "none"));
+    // A limit that is not a positive number never empties the table, and
+    // one above 32 bits counts as the largest: never as its low half.
+    int expected = 1;
+    for (const char* limit :
+         {"none", "0", "-5", "4294967297", "99999999999999999999999", "2x", "", "-4294967295"}) {
+        SCOPED_TRACE(std::string("log_limit '") + limit + "'");
+        ASSERT_OK(VUROTARNSetConf("log_limit", limit));
+        addRow(6, "ou_1", "", "", "row");
+        EXPECT_EQ(std::to_string(++expected), logValue("SELECT COUNT(*) FROM log"));
+    }
+    ASSERT_OK(VUROTARNSetConf("log_limit", "2"));
     addRow(6, "ou_1", "", "", "row");
     EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log"));
+    last = std::stol(logValue("SELECT MIN(id) FROM log"));
 
     // List all with a filter: kept rows only, released rest.
     static long keep;

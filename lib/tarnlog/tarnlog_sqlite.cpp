@@ -270,20 +270,35 @@ static int VUROTARNLogDBRecordUpdate(sqlite3* db, const VURO_TARNLOG* p) {
     return 0;
 }
 
-/* The number of rows log_limit allows; a value that is not a positive
- * number falls back to the default rather than emptying the table. */
-static int32_t logLimit() {
+/* A log_limit text as a row count: a positive whole number, and above the
+ * 32-bit range the largest count it can hold; -1 for anything else (0,
+ * negative, not a number, trailing text). */
+static int64_t logLimitParse(const char* szLimit) {
+    char* szEnd = NULL;
+    errno = 0;
+    long long limit = strtoll(szLimit, &szEnd, 10);
+    if (szEnd == szLimit) {
+        return -1;
+    }
+    while (*szEnd == ' ' || *szEnd == '\t' || *szEnd == '\n') szEnd++;
+    if (*szEnd != '\0' || limit <= 0) {
+        return -1;
+    }
+    return (errno == ERANGE || limit > INT32_MAX) ? INT32_MAX : limit;
+}
+
+/* The number of rows log_limit allows. A value without a meaning as a row
+ * count falls back to the default: nothing but a clear empties the table. */
+static int64_t logLimit() {
     char szLimit[256] = {0};
     VUROTARNGetConf("log_limit", szLimit, sizeof(szLimit));
-    int32_t limit = (int32_t)strtol(szLimit, NULL, 10);
-    if (limit <= 0) {
-        for (const TARN_CONF_DEFULT* d = gVUROTARNConfDefault; d->szKey != NULL; d++) {
-            if (strcmp(d->szKey, "log_limit") == 0) {
-                limit = (int32_t)strtol(d->szValue, NULL, 10);
-            }
+    int64_t limit = logLimitParse(szLimit);
+    for (const TARN_CONF_DEFULT* d = gVUROTARNConfDefault; limit <= 0 && d->szKey != NULL; d++) {
+        if (strcmp(d->szKey, "log_limit") == 0) {
+            limit = logLimitParse(d->szValue);
         }
     }
-    return limit;
+    return limit > 0 ? limit : INT32_MAX;
 }
 
 static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID) {
@@ -334,12 +349,13 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
         *pID = scratch.id;
     }
 
-    int32_t excess = (int32_t)VUROTARNLogDBRecordGetCount(db, NULL) - logLimit();
+    int64_t excess = (int64_t)VUROTARNLogDBRecordGetCount(db, "") - logLimit();
     if (excess <= 0) {
         return 0;
     }
     VurotarnSqlText rotate(sqlite3_mprintf(
-        "DELETE FROM log WHERE id in (SELECT id FROM log ORDER BY id ASC LIMIT %d);", excess));
+        "DELETE FROM log WHERE id in (SELECT id FROM log ORDER BY id ASC LIMIT %lld);",
+        (long long)excess));
     if (rotate.get() == NULL) {
         VUROTARN_LOG("Failed to malloc SQL");
         return -1;

@@ -33,6 +33,18 @@ void vurotarnSqlSpoil(char* szBuf);
  * kept, the buffer is spoilt and the result is false. */
 bool vurotarnSqlAppendCut(char* szBuf, size_t cbBuf, const std::string& text);
 
+/* A column name as a quoted identifier ("name", or "table"."name"), made
+ * with %w: whatever the name holds stays one name. */
+std::string vurotarnSqlIdentifier(const char* szName);
+/* "ASC" or "DESC" for asc or desc in any case; NULL for anything else,
+ * which a caller refuses. */
+const char* vurotarnSqlSortDirection(const char* szDirection);
+
+/* ' "column" LIKE '%word%' ESCAPE '\' ': the word found anywhere in the
+ * column, its "%", "_" and "\" taken as themselves (through
+ * VUROTARNSQLEscapeLikeValue, which also doubles its quotes). */
+std::string vurotarnSqlLikeContains(const char* szColumn, const char* szWord);
+
 /* One per-call connection: opened (inside the bracket, unchecked) when
  * constructed, closed (inside the bracket) when it goes out of scope. */
 class VurotarnConnection {

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "vurocore.h"
 #include "vurotarn_sqlite.h"
 
 namespace fs = std::filesystem;
@@ -45,10 +46,24 @@ std::string fileRead(const std::string& path) {
     return ss.str();
 }
 
+/* A process's first SQLite call may be a condition with a long sort key,
+ * whose formatting allocates. It runs here before this root touches SQLite,
+ * so that a library that left SQLite unset at load fails every target. */
+void firstStatementText() {
+    PQLIBSZHASH pHash = QLIBCSzHashAlloc(4);
+    if (pHash == nullptr) die("hash allocation failed");
+    QLIBCSzHashSetValue(&pHash, "sort_by", std::string(100, 'a').c_str());
+    char szSQL[4096];
+    int rc = VUROTARNSQLConditionCreate(pHash, szSQL, sizeof(szSQL));
+    QLIBCSzHashFree(pHash);
+    if (rc != 0) die("the first condition text failed");
+}
+
 }  // namespace
 
 void rootMake() {
     if (!gRoot.empty()) return;
+    firstStatementText();
     char tmpl[] = "/tmp/tarn-fuzz-XXXXXX";
     if (mkdtemp(tmpl) == nullptr) die("mkdtemp failed");
     gRoot = tmpl;

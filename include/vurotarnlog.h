@@ -135,6 +135,9 @@ VUROTARN_API int VUROTARNLevelStrToInt(const std::string& strLevel);
 /* Helpers */
 VUROTARN_API void VUROMsgGetLocalLang(char* szLang, int cbLang);
 VUROTARN_API int VUROMsgGetObjIdByUser(const char* szUserName, char* szObjId, int cbObjId);
+/* The same list without a size limit, for a view of any number of objects:
+ * *pIds receives it. 0 or -1. */
+VUROTARN_API int VUROMsgGetObjIdListByUser(const char* szUserName, std::string* pIds);
 VUROTARN_API Json::Value VUROTARNLogStructToJson(const VURO_TARNLOG* pTARNLog);
 
 /* SQLite backend */

@@ -210,7 +210,7 @@ static std::string condition(std::initializer_list<std::pair<const char*, const 
 
 TEST(SqlText, ConditionBuilder) {
     EXPECT_EQ(
-        " where  parent_id='3'  order by  \"name\"    COLLATE NOCASE DESC    limit '10'  "
+        " where  \"parent_id\"='3'  order by  \"name\"    COLLATE NOCASE DESC    limit '10'  "
         "  offset '0'  ",
         condition({{"sort_by", "name"},
                    {"sort_direction", "DESC"},
@@ -224,12 +224,29 @@ TEST(SqlText, ConditionBuilder) {
     EXPECT_EQ("  COLLATE NOCASE ASC  ", condition({{"sort_direction", "ASC"}}));
     EXPECT_EQ("  limit 'ten'  ", condition({{"limit", "ten"}}));
     // Raw filters are not quoted, column filters are; any case of sqlWhere.
-    EXPECT_EQ(" where  id>1  and  name='O''Neil' ",
+    EXPECT_EQ(" where  id>1  and  \"name\"='O''Neil' ",
               condition({{"SQLWHERE", "id>1"}, {"name", "O'Neil"}}));
-    EXPECT_EQ(" where  a='b' ", condition({{"a", "b"}}));
+    EXPECT_EQ(" where  \"a\"='b' ", condition({{"a", "b"}}));
+    int r = 0;
+    // Names are identifiers whatever they hold; a direction is ASC or DESC,
+    // and unquoted sort terms are names with a direction, or refused.
+    EXPECT_EQ(" where  \"t\".\"a\"\"b\"='c' ", condition({{"t.a\"b", "c"}}));
+    EXPECT_EQ(" order by  \"x\"\"y\"    COLLATE NOCASE DESC  ",
+              condition({{"sort_by", "x\"y"}, {"sort_direction", "desc"}}));
+    EXPECT_EQ(" order by  package.id DESC, peer.sn  ",
+              condition({{"sort_by_no_escape", "package.id DESC, peer.sn"}}));
+    for (const char* bad : {"DESC; DROP TABLE ou", "up", ""}) {
+        condition({{"sort_by", "id"}, {"sort_direction", bad}}, 4096, &r);
+        EXPECT_EQ(-1, r) << bad;
+    }
+    for (const char* bad : {"id; DROP TABLE ou", "(SELECT 1)", "a.b.c", "id,", "id DESC x"}) {
+        condition({{"sort_by_no_escape", bad}}, 4096, &r);
+        EXPECT_EQ(-1, r) << bad;
+        condition({{"sort_extra_no_escape", bad}}, 4096, &r);
+        EXPECT_EQ(-1, r) << bad;
+    }
     // A filter or sort suffix that won't fit is refused: a filter cut short
     // could select other rows.
-    int r = 0;
     logClear();
     condition({{"a", "b"}}, 11, &r);
     EXPECT_EQ(-1, r);
@@ -252,15 +269,15 @@ TEST(SqlText, InClauseAndLikeEscape) {
     QLIBCSzListPush(&list, "A1");
     QLIBCSzListPush(&list, "B'2");
     EXPECT_EQ(0, VUROTARNSQLIn("sn", list, buf, sizeof(buf)));
-    EXPECT_STREQ(" sn in ('A1','B''2') ", buf);
-    char small[12];
+    EXPECT_STREQ(" \"sn\" in ('A1','B''2') ", buf);
+    char small[14];
     // Cut: reported, and left with an open quote that SQLite refuses, never
     // a shorter list of another meaning.
     EXPECT_EQ(-1, VUROTARNSQLIn("sn", list, small, sizeof(small)));
-    EXPECT_STREQ(" sn in ('A1", small);
-    char exact[21];  // room for the closing parenthesis, not the blank
+    EXPECT_STREQ(" \"sn\" in ('A1", small);
+    char exact[23];  // room for the closing parenthesis, not the blank
     EXPECT_EQ(-1, VUROTARNSQLIn("sn", list, exact, sizeof(exact)));
-    EXPECT_STREQ(" sn in ('A1','B''2''", exact);
+    EXPECT_STREQ(" \"sn\" in ('A1','B''2''", exact);
     QLIBCSzListFree(list);
 
     char* out = (char*)malloc(2);

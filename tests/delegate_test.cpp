@@ -158,3 +158,16 @@ TEST_F(DelegateTest, CommandLine) {
     ASSERT_EQ(1u, j.size());
     EXPECT_EQ(onPeer, j[0]["id"].asInt64());
 }
+
+TEST_F(DelegateTest, EqualDelegatesCreatedInOneSecondEachGetTheirOwnRow) {
+    std::string expected, expectedLog;
+    for (int i = 0; i < 3; i++) {
+        long id = addDelegate(VURO_TARN_TYPE_USER, 2001, VURO_TARN_TYPE_OU, 0);
+        expected += (i ? "," : "") + std::to_string(id);
+        expectedLog += (i ? ",delegate_" : "delegate_") + std::to_string(id);
+    }
+    EXPECT_EQ(expected,
+              sqlValue("SELECT group_concat(id) FROM (SELECT id FROM delegate ORDER BY id)"));
+    EXPECT_EQ(expectedLog, logValue("SELECT group_concat(obj_id) FROM "
+                                    "(SELECT obj_id FROM log ORDER BY id)"));
+}

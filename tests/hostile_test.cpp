@@ -4,7 +4,11 @@
  * must come back as it went in and never change what a statement means. */
 #include <limits.h>
 #include <sqlite3.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,6 +29,27 @@ const std::vector<std::string>& hostileTexts() {
         "line\nbreak\ttab\r",    std::string(5000, 'q') + "'",
     };
     return texts;
+}
+
+/* Sort keys, filters and languages that end their quote and run a second
+ * statement on either database, beside the texts of the first round. */
+std::vector<std::string> hostileNames() {
+    std::vector<std::string> names = hostileTexts();
+    for (const char* table : {"ou", "peer", "gpo", "delegate", "package", "app", "info", "log"}) {
+        std::string t = table;
+        names.push_back("id\"; DELETE FROM " + t + " WHERE id>0; --");
+        names.push_back("id'; DELETE FROM " + t + "; --");
+        names.push_back("id\" DESC; UPDATE " + t + " SET id=id+1000; --");
+    }
+    names.push_back("enu\") OR 1=1 OR (\"");
+    names.push_back("name\"=name OR \"");
+    names.push_back("name; INSERT INTO ou(name, parent_id) VALUES ('pwned', 0)");
+    names.push_back("package.id, (SELECT 1)");
+    names.push_back("1=1; DELETE FROM ou; SELECT 1 WHERE 1");
+    names.push_back("'x')); DELETE FROM log; SELECT ((1");
+    names.push_back("enu\" LIKE 'x'); DELETE FROM log; SELECT (\"");
+    names.push_back("\"");
+    return names;
 }
 
 /* Owns a condition hash. */
@@ -289,4 +314,174 @@ TEST_F(HostileTest, InventoryTextsAndUnsignedIdsAtTheirLimits) {
     EXPECT_EQ(std::to_string(hostileTexts().size()), sqlValue("SELECT COUNT(*) FROM app"));
     EXPECT_EQ(std::to_string(hostileTexts().size()), sqlValue("SELECT COUNT(*) FROM info"));
     EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
+}
+
+class HostileListTest : public HostileTest {
+protected:
+    /* Each table of both databases as count, id sum and mtime sum: a
+     * second statement that deleted, added or changed rows shows here. */
+    std::string snapshot() {
+        std::string out;
+        for (const char* table : {"ou", "peer", "gpo", "delegate", "package", "app", "info_data"}) {
+            std::string part =
+                sqlValue(std::string("SELECT COUNT(*) || ':' || IFNULL(SUM(id), 0) || ':' || "
+                                     "IFNULL(SUM(mtime), 0) FROM ") +
+                         table);
+            EXPECT_NE("<none>", part) << table;
+            out += part + "|";
+        }
+        return out + logValue("SELECT COUNT(*) || ':' || IFNULL(SUM(id), 0) FROM log");
+    }
+};
+
+/* A list call of one family on a hash; the list is released. */
+template <class Rec>
+using ListFn = int (*)(const PQLIBSZHASH, Rec**, size_t*);
+template <class Rec>
+int listOnce(ListFn<Rec> list, void (*release)(Rec**), PQLIBSZHASH pHash) {
+    Rec* pList = nullptr;
+    size_t total = 0;
+    int rc = list(pHash, &pList, &total);
+    release(&pList);
+    return rc;
+}
+
+TEST_F(HostileListTest, SortKeysFiltersAndLanguagesNeverRunASecondStatement) {
+    VURO_TARN_OU ou;
+    ou.str_name = "Sales";
+    ASSERT_OK(VUROTARNOuCreate(&ou));
+    VURO_TARN_PEER peer;
+    peer.str_sn = "SN1";
+    peer.parent_id = ou.id;
+    ASSERT_OK(VUROTARNPeerCreate(&peer));
+    sql("INSERT INTO gpo(name, parent_id, parent_type) VALUES ('g', 0, 2);"
+        "INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (8, 2001, 2, 1);");
+    sql("INSERT INTO package(peer_id, pkg_id) VALUES (" + std::to_string(peer.id) +
+        ", 'p');"
+        "INSERT INTO app(peer_id, app_id) VALUES (" +
+        std::to_string(peer.id) +
+        ", 'a');"
+        "INSERT INTO info(peer_id) VALUES (" +
+        std::to_string(peer.id) + ");");
+    const std::string before = snapshot();
+    ASSERT_NE("0", logValue("SELECT COUNT(*) FROM log"));
+
+    using Call = std::function<int(PQLIBSZHASH)>;
+    const std::vector<std::pair<const char*, Call>> families = {
+        {"ou", [](PQLIBSZHASH h) { return listOnce(VUROTARNOuList, VUROTARNOuListFree, h); }},
+        {"peer", [](PQLIBSZHASH h) { return listOnce(VUROTARNPeerList, VUROTARNPeerListFree, h); }},
+        {"gpo", [](PQLIBSZHASH h) { return listOnce(VUROTARNGpoList, VUROTARNGpoListFree, h); }},
+        {"delegate",
+         [](PQLIBSZHASH h) { return listOnce(VUROTARNDelegateList, VUROTARNDelegateListFree, h); }},
+        {"package",
+         [](PQLIBSZHASH h) { return listOnce(VUROTARNPkgList, VUROTARNPkgListFree, h); }},
+        {"app", [](PQLIBSZHASH h) { return listOnce(VUROTARNAppList, VUROTARNAppListFree, h); }},
+        {"info", [](PQLIBSZHASH h) { return listOnce(VUROTARNInfoList, VUROTARNInfoListFree, h); }},
+        {"log",
+         [](PQLIBSZHASH h) {
+             VURO_TARNLOG_LIST list = nullptr;
+             size_t total = 0, e = 0, w = 0, i = 0;
+             int rc = VUROTARNLogList(h, &list, &total, &e, &w, &i);
+             VUROTARNLogListFree(&list);
+             return rc;
+         }},
+    };
+    // The keys a caller's text may reach, each beside a plain sort key and,
+    // for the log, a word search in a language.
+    const std::vector<std::string> kKeys = {"sort_by",
+                                            "sort_by_no_escape",
+                                            "sort_extra_no_escape",
+                                            "sort_direction",
+                                            "limit",
+                                            "offset",
+                                            "lang",
+                                            "obj_id",
+                                            "filter_word"};
+    for (const std::string& name : hostileNames()) {
+        for (const auto& family : families) {
+            const bool blLog = family.first == std::string("log");
+            const bool blJoin = family.first == std::string("package");
+            for (const std::string& key : kKeys) {
+                Hash h;
+                h.set(blJoin ? "sort_by_no_escape" : "sort_by", blJoin ? "package.id" : "id");
+                if (blLog) {
+                    h.set("filter_field", "all").set("filter_word", "x").set("lang", "enu");
+                }
+                h.set(key.c_str(), name);
+                family.second(h.p);
+            }
+            // The name as a filter column, with itself as the value.
+            Hash column;
+            column.set(name.c_str(), name);
+            family.second(column.p);
+            ASSERT_EQ(before, snapshot()) << family.first << ": " << name;
+        }
+    }
+    EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
+
+    // Refused outright: a direction that is none, a sort term that is not a
+    // plain name, a language that is not one of the twenty.
+    Hash dir;
+    dir.set("sort_by", "id").set("sort_direction", "DESC; DELETE FROM ou");
+    EXPECT_EQ(-1, families[0].second(dir.p));
+    Hash term;
+    term.set("sort_by_no_escape", "id; DELETE FROM ou");
+    EXPECT_EQ(-1, families[0].second(term.p));
+    Hash lang;
+    lang.set("obj_id", "'ou_none'").set("filter_word", "x").set("filter_field", "action");
+    lang.set("lang", "enu\") OR 1=1 OR (\"");
+    EXPECT_EQ(-1, families.back().second(lang.p));
+
+    // Plain names keep working, quoted or not.
+    Hash plain;
+    plain.set("sort_by", "name").set("sort_direction", "desc").set("name", "Sales");
+    VURO_TARN_OU_LIST ous = nullptr;
+    size_t total = 0;
+    ASSERT_OK(VUROTARNOuList(plain.p, &ous, &total));
+    ASSERT_EQ(1u, total);
+    EXPECT_EQ(ou.id, ous->id);
+    VUROTARNOuListFree(&ous);
+    Hash joined;
+    joined.set("sort_by_no_escape", "package.id DESC").set("sort_extra_no_escape", "peer.sn");
+    EXPECT_OK(families[4].second(joined.p));
+}
+
+/* The first SQLite call of a process may be the condition builder with a
+ * long text, or any other formatting of one, which SQLite does through its
+ * allocator: each runs in a fresh process (this binary again) that has made
+ * no SQLite call before. */
+TEST(HostileFirstCall, LongTextsAsTheProcessFirstStatement) {
+    const char* szChild = getenv("TARN_FIRST_CALL_CHILD");
+    const std::string longText(100, 'a');
+    if (szChild != nullptr && strcmp(szChild, "builder") == 0) {
+        PQLIBSZHASH pHash = QLIBCSzHashAlloc(4);
+        QLIBCSzHashSetValue(&pHash, "sort_by", longText.c_str());
+        char szSQL[4096];
+        EXPECT_OK(VUROTARNSQLConditionCreate(pHash, szSQL, sizeof(szSQL)));
+        EXPECT_NE(nullptr, strstr(szSQL, longText.c_str()));
+        QLIBCSzHashFree(pHash);
+        return;
+    }
+    if (szChild != nullptr) {
+        char szSQL[4096];
+        sqlite3_snprintf(sizeof(szSQL), szSQL, "DELETE FROM ou WHERE name='%q';", longText.c_str());
+        EXPECT_NE(nullptr, strstr(szSQL, longText.c_str()));
+        return;
+    }
+    for (const char* child : {"builder", "format"}) {
+        SCOPED_TRACE(child);
+        pid_t pid = fork();
+        ASSERT_LE(0, pid);
+        if (pid == 0) {
+            setenv("TARN_FIRST_CALL_CHILD", child, 1);
+            execl("/proc/self/exe", "hostile_test",
+                  "--gtest_filter=HostileFirstCall.LongTextsAsTheProcessFirstStatement",
+                  (char*)nullptr);
+            _exit(127);
+        }
+        int status = 0;
+        ASSERT_EQ(pid, waitpid(pid, &status, 0));
+        ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+        EXPECT_EQ(0, WEXITSTATUS(status));
+    }
 }

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -53,7 +54,7 @@ protected:
                 const char* ger = "") {
         VURO_TARNLOG log;
         log.level = level;
-        // Distinct times: rows equal in every looked-up field share an id.
+        // Distinct times, so that sorting by time has an order.
         log.happen_time = 1000 + rows_++;
         log.str_obj_id = obj;
         log.str_parent_obj_id = parent;
@@ -201,15 +202,17 @@ TEST_F(LogTest, StoreMadeOnFirstUseAndRowsKept) {
     EXPECT_EQ(-1, VUROTARNLogSet(&ghost));
     EXPECT_TRUE(logHas("Invalid id: [-5]"));
 
-    // Two equal rows from one process in one second: both stored, both
-    // report the first one's id.
+    // Two equal rows from one process in one second: both stored, each
+    // reports its own id.
     VURO_TARNLOG twin1, twin2;
     twin1.happen_time = twin2.happen_time = 5;
     twin1.str_obj_id = twin2.str_obj_id = "peer_4";
     ASSERT_OK(VUROTARNLogCreate(&twin1));
     ASSERT_OK(VUROTARNLogCreate(&twin2));
-    EXPECT_EQ(twin1.id, twin2.id);
-    EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log WHERE obj_id='peer_4'"));
+    EXPECT_NE(twin1.id, twin2.id);
+    EXPECT_EQ(std::to_string(twin1.id) + "," + std::to_string(twin2.id),
+              logValue("SELECT group_concat(id) FROM (SELECT id FROM log WHERE obj_id='peer_4' "
+                       "ORDER BY id)"));
 
     EXPECT_OK(VUROTARNLogDeleteByID(999));
     EXPECT_OK(VUROTARNLogDeleteByID(id));
@@ -231,10 +234,20 @@ TEST_F(LogTest, RotationKeepsLogLimitRows) {
     ASSERT_OK(VUROTARNSetConf("log_limit", "1"));
     long last = addRow(6, "ou_1", "", "", "row");
     EXPECT_EQ(std::to_string(last), logValue("SELECT group_concat(id) FROM log"));
-    // A limit that is not a positive number never empties the table.
-    ASSERT_OK(VUROTARNSetConf("log_limit", "none"));
+    // A limit that is not a positive number never empties the table, and
+    // one above 32 bits counts as the largest: never as its low half.
+    int expected = 1;
+    for (const char* limit :
+         {"none", "0", "-5", "4294967297", "99999999999999999999999", "2x", "", "-4294967295"}) {
+        SCOPED_TRACE(std::string("log_limit '") + limit + "'");
+        ASSERT_OK(VUROTARNSetConf("log_limit", limit));
+        addRow(6, "ou_1", "", "", "row");
+        EXPECT_EQ(std::to_string(++expected), logValue("SELECT COUNT(*) FROM log"));
+    }
+    ASSERT_OK(VUROTARNSetConf("log_limit", "2"));
     addRow(6, "ou_1", "", "", "row");
     EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log"));
+    last = std::stol(logValue("SELECT MIN(id) FROM log"));
 
     // List all with a filter: kept rows only, released rest.
     static long keep;
@@ -518,4 +531,111 @@ TEST_F(LogTest, TextCallThatExactlyFillsItsBuffer) {
     Params shorter{param.c_str()};
     ParamGet(shorter.p, 0, file.c_str(), val, sizeof(val));
     EXPECT_EQ(std::string(510 - 19, 'k'), val);
+}
+
+TEST_F(LogTest, WordFiltersTakeWildcardsAsThemselves) {
+    long under = addRow(6, "ou_1", "", "a_b", "50% done", "zu 50% fertig");
+    addRow(6, "ou_2", "", "axb", "500 done", "zu 500 fertig");
+    long slash = addRow(6, "ou_3", "", "back\\slash", "it's done", "fertig");
+    auto found = [&](const char* word, const char* field, const char* lang = "enu") {
+        Parms p;
+        p.set("filter_word", word).set("filter_field", field).set("lang", lang);
+        return listIds(p);
+    };
+    EXPECT_EQ(std::vector<long>{under}, found("a_b", "username"));
+    EXPECT_EQ(std::vector<long>{under}, found("_", "username"));
+    EXPECT_EQ(std::vector<long>{under}, found("50%", "action"));
+    EXPECT_EQ(std::vector<long>{under}, found("% f", "action", "ger"));
+    EXPECT_EQ(std::vector<long>{under}, found("%", "all"));
+    EXPECT_EQ(std::vector<long>{slash}, found("k\\s", "username"));
+    EXPECT_EQ(std::vector<long>{slash}, found("\\", "all"));
+    EXPECT_EQ(std::vector<long>{slash}, found("it's", "all"));
+    EXPECT_TRUE(found("a%b", "username").empty());
+    // The search stays a search in any case, as before.
+    EXPECT_EQ(std::vector<long>{under}, found("A_B", "username"));
+    EXPECT_EQ(3u, found("", "all").size());
+}
+
+TEST_F(LogTest, LanguagesAndObjectListsAreReadNotPasted) {
+    long mine = addRow(6, "ou_1", "ou_0", "alice", "mine");
+    long child = addRow(6, "peer_2", "ou_1", "bob", "under mine");
+    addRow(6, "ou_9", "ou_0", "carol", "not mine");
+
+    // The language names a column: one of the twenty, or the list is
+    // refused, also where it would only sort.
+    for (const char* lang : {"enu\") OR 1=1 OR (\"", "ENU", "en", "enu ", "", "username", "obj_id",
+                             "x\"; DELETE FROM log; --"}) {
+        SCOPED_TRACE(std::string("lang '") + lang + "'");
+        Parms search, sort;
+        search.set("obj_id", "'ou_1'").set("filter_word", "m").set("filter_field", "action");
+        search.set("lang", lang);
+        sort.set("sort_by", "action").set("lang", lang);
+        VURO_TARNLOG_LIST list = nullptr;
+        size_t total = 7;
+        EXPECT_EQ(-1, VUROTARNLogList(search.p, &list, &total, nullptr, nullptr, nullptr));
+        EXPECT_EQ(0u, total);
+        EXPECT_EQ(nullptr, list);
+        EXPECT_EQ(-1, VUROTARNLogList(sort.p, &list, nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(nullptr, list);
+    }
+    Parms noLang;
+    noLang.set("filter_word", "m").set("filter_field", "all");
+    VURO_TARNLOG_LIST list = nullptr;
+    EXPECT_EQ(-1, VUROTARNLogList(noLang.p, &list, nullptr, nullptr, nullptr, nullptr));
+    char langs[] = VUROTARNLOG_LANG_LIST;
+    for (char* lang = strtok(langs, ","); lang != nullptr; lang = strtok(nullptr, ",")) {
+        Parms p;
+        p.set("filter_word", "mine").set("filter_field", "action").set("lang", lang);
+        p.set("sort_by", "action");
+        EXPECT_EQ(lang == std::string("enu") ? 3u : 0u, listIds(p).size()) << lang;
+    }
+
+    // The object list is read as ids and quoted anew: quoted as the user's
+    // view gives it, or bare; anything else is refused.
+    for (const char* ids : {"'ou_1'", " 'ou_1' , 'ou_77' ", "ou_1", "ou_1,'it''s'"}) {
+        Parms p;
+        p.set("obj_id", ids);
+        EXPECT_EQ((std::vector<long>{child, mine}), listIds(p)) << ids;
+    }
+    Parms none;
+    none.set("obj_id", "");
+    EXPECT_TRUE(listIds(none).empty());
+    for (const char* ids : {"'ou_1') OR 1=1 OR ('", "'ou_1'') OR 1=1 --", "'ou_1',", "ou-1",
+                            "'x')); DELETE FROM log; SELECT ((1", ",'ou_1'", "'ou_1' 'ou_9'"}) {
+        Parms p;
+        p.set("obj_id", ids);
+        EXPECT_EQ(-1, VUROTARNLogList(p.p, &list, nullptr, nullptr, nullptr, nullptr)) << ids;
+        EXPECT_EQ(nullptr, list);
+    }
+    EXPECT_EQ("3", logValue("SELECT COUNT(*) FROM log"));
+}
+
+TEST_F(LogTest, AUserWhoSeesTenThousandObjectsGetsTheirRows) {
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
+    writeFile(sys("/etc/group"), "users:x:100:\n");
+    // Ten thousand servers under one OU that alice administers.
+    sql("INSERT INTO ou(id, name, parent_id) VALUES (1, 'Big', 0), (2, 'Other', 0);"
+        "INSERT INTO delegate(user_type, ugid, target_type, target_id) VALUES (8, 2001, 2, 1);"
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 10000) "
+        "INSERT INTO peer(id, sn, parent_id) SELECT 100 + i, 'SN' || i, 1 FROM n;");
+    long first = addRow(6, "peer_101", "ou_1", "", "first server");
+    long last = addRow(6, "peer_10100", "ou_1", "", "last server");
+    addRow(6, "ou_2", "ou_0", "", "not hers");
+    long under = addRow(6, "gpo_5", "peer_5000", "", "under a server of hers");
+
+    std::string ids;
+    ASSERT_OK(VUROMsgGetObjIdListByUser("alice", &ids));
+    EXPECT_EQ(10001, std::count(ids.begin(), ids.end(), ',') + 1);
+    Parms p;
+    p.set("obj_id", ids.c_str()).set("sort_by", "id");
+    size_t total = 0;
+    EXPECT_EQ((std::vector<long>{under, last, first}), listIds(p, &total));
+    EXPECT_EQ(3u, total);
+
+    // The tool's own view of the same user.
+    Json::Value out;
+    ASSERT_EQ(0, tarn({"log", "list", "--for-user", "alice", "--sort-by", "id"}, &out));
+    ASSERT_EQ(3u, out["items"].size()) << out.toStyledString();
+    EXPECT_EQ("peer_101", out["items"][0]["obj_id"].asString());
+    EXPECT_EQ("gpo_5", out["items"][2]["obj_id"].asString());
 }

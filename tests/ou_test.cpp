@@ -347,3 +347,28 @@ TEST_F(OuTest, JsonOfTheWrongKindsNeverThrows) {
     ASSERT_NO_THROW(EXPECT_OK(VUROTARNGpoJsonToStruct(g, &gpo)));
     EXPECT_EQ(0, gpo.id);
 }
+
+TEST_F(OuTest, EqualRecordsCreatedInOneSecondEachGetTheirOwnRow) {
+    // Created back to back, the three rows are equal down to the second and
+    // the process: only the row's own id tells them apart.
+    std::vector<long> ids;
+    std::string expected, expectedLog;
+    for (int i = 0; i < 3; i++) {
+        VURO_TARN_OU ou;
+        ou.str_name = "Twin";
+        ASSERT_OK(VUROTARNOuCreate(&ou));
+        ids.push_back(ou.id);
+        expected += (i ? "," : "") + std::to_string(ou.id);
+        expectedLog += (i ? ",ou_" : "ou_") + std::to_string(ou.id);
+    }
+    EXPECT_EQ(expected, sqlValue("SELECT group_concat(id) FROM "
+                                 "(SELECT id FROM ou WHERE name='Twin' ORDER BY id)"));
+    EXPECT_EQ(expectedLog, logValue("SELECT group_concat(obj_id) FROM "
+                                    "(SELECT obj_id FROM log WHERE obj_id!='ou_0' ORDER BY id)"));
+    // Each id reads back the row it was given for.
+    for (long id : ids) {
+        VURO_TARN_OU back;
+        ASSERT_OK(VUROTARNOuGet(id, &back));
+        EXPECT_EQ(id, back.id);
+    }
+}

@@ -570,16 +570,22 @@ struct VurotarnRecord {
             if (db.exec(sql.get()) != 0) {
                 return -1;
             }
-            VurotarnSqlText check(T::readBackInsertSql(*p, pid));
+            // The row this insert made, by its own id, with every column
+            // as written: equal records created in one second each get
+            // theirs, and a row changed on the way still fails the write.
+            const Id idBefore = p->id;
+            p->id = (Id)db.lastInsertRowid();
+            VurotarnSqlText check(T::readBackSql(*p, pid));
             if (!check) {
+                p->id = idBefore;
                 VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;
             }
             Rec tmpCreate;
             if (readBack(db, check.get(), &tmpCreate) < 0) {
+                p->id = idBefore;
                 return -1;
             }
-            p->id = tmpCreate.id;
             return 0;
         }
     }
@@ -601,7 +607,7 @@ struct VurotarnRecord {
             if (db.exec(sql.get()) != 0) {
                 return -1;
             }
-            VurotarnSqlText check(T::readBackUpdateSql(*p, pid));
+            VurotarnSqlText check(T::readBackSql(*p, pid));
             if (!check) {
                 VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
                 return -1;

@@ -1,21 +1,31 @@
 /* vurotarn_sqlite.cpp - database access: the SQL step with its bounded retry,
  * per-call connections, the caller's transaction pair, and the builders of
- * condition, IN and LIKE texts. Leans on SQLite's %q quoting throughout. */
+ * condition, IN and LIKE texts. Values go in with SQLite's %q quoting, names
+ * with %w inside double quotes. */
+#include <ctype.h>
 #include <errno.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 
 #include "common/vurotarn_sqlite_int.h"
 #include "vurotarn_macro_util.h"
 
 VUROTARN_API sqlite3* vurotarn_sqlite_db = NULL;
+
+/* SQLite's text formatting allocates for long texts through the allocator
+ * that sqlite3_initialize sets up; a process whose first SQLite call was a
+ * condition with a long sort key called a null allocator. So SQLite is set
+ * up when the library is loaded, before any caller can format. */
+__attribute__((constructor)) static void vurotarnSqliteLoad() { sqlite3_initialize(); }
 static size_t begin_count = 0;
 
 static const char* const kOpenTextMain =
@@ -172,18 +182,87 @@ int VUROTARNCommitTranscation() {
 
 /* ---- condition text ---- */
 
+/* A column name as a quoted identifier: "name", or "table"."name" for a
+ * name with a dot. The text of a plain name is that name in double quotes,
+ * and no name, whatever it holds, can end the identifier early. */
+std::string vurotarnSqlIdentifier(const char* szName) {
+    const char* szDot = strchr(szName, '.');
+    VurotarnSqlText text(
+        szDot == NULL
+            ? sqlite3_mprintf("\"%w\"", szName)
+            : sqlite3_mprintf("\"%w\".\"%w\"", std::string(szName, szDot).c_str(), szDot + 1));
+    return text ? text.get() : "";
+}
+
+const char* vurotarnSqlSortDirection(const char* szDirection) {
+    if (strcasecmp(szDirection, "asc") == 0) {
+        return "ASC";
+    }
+    if (strcasecmp(szDirection, "desc") == 0) {
+        return "DESC";
+    }
+    return NULL;
+}
+
+static bool isNameStart(char c) { return isalpha((unsigned char)c) || c == '_'; }
+static bool isNameChar(char c) { return isalnum((unsigned char)c) || c == '_'; }
+
+/* The sort keys that go in unquoted carry a join's "table.column" and
+ * its direction, built by callers from their own names. Only that shape
+ * passes: names, each with one optional "table." and ASC or DESC, separated
+ * by commas. */
+static bool sqlOrderTermsPlain(const char* sz) {
+    const char* p = sz;
+    for (;;) {
+        while (*p == ' ') p++;
+        for (int part = 0; part < 2; part++) {
+            if (!isNameStart(*p)) {
+                return false;
+            }
+            while (isNameChar(*p)) p++;
+            if (*p != '.' || part == 1) {
+                break;
+            }
+            p++;
+        }
+        while (*p == ' ') p++;
+        for (const char* szDir : {"asc", "desc"}) {
+            size_t n = strlen(szDir);
+            if (strncasecmp(p, szDir, n) == 0 && !isNameChar(p[n])) {
+                p += n;
+                break;
+            }
+        }
+        while (*p == ' ') p++;
+        if (*p == '\0') {
+            return true;
+        }
+        if (*p++ != ',') {
+            return false;
+        }
+    }
+}
+
+/* Each recognised key: the format of its piece, and the value that piece is
+ * made of (NULL: the value is refused). */
 struct VurotarnSqlKeyFormat {
     const char* szKey;
     const char* szFormat;
+    const char* (*value)(const char* szValue);
 };
 
+static const char* valueAsGiven(const char* szValue) { return szValue; }
+static const char* valueIfPlainTerms(const char* szValue) {
+    return sqlOrderTermsPlain(szValue) ? szValue : NULL;
+}
+
 static const VurotarnSqlKeyFormat szSqlKeyOrder[] = {
-    {"sort_by", " \"%q\" "},
-    {"sort_by_no_escape", " %s "},
-    {"sort_direction", " COLLATE NOCASE %q "},
-    {"sort_extra_no_escape", " , %s"},
-    {"limit", " limit %Q "},
-    {"offset", " offset %Q "},
+    {"sort_by", " \"%w\" ", valueAsGiven},
+    {"sort_by_no_escape", " %s ", valueIfPlainTerms},
+    {"sort_direction", " COLLATE NOCASE %s ", vurotarnSqlSortDirection},
+    {"sort_extra_no_escape", " , %s", valueIfPlainTerms},
+    {"limit", " limit %Q ", valueAsGiven},
+    {"offset", " offset %Q ", valueAsGiven},
 };
 
 void vurotarnSqlSpoil(char* szBuf) {
@@ -225,42 +304,48 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
     VUROTARN_ARG_CHECK(NULL, !=, szSQL, return -1);
     VUROTARN_ARG_CHECK(0, <, nSQL, return -1);
 
-    int ret = -1;
-    PQLIBSZLIST pKeys = NULL;
-    PQLIBSZHASH pCopy = QLIBCIHashAllocator(pParms->nSize, pParms->nItemHint);
-    if (pCopy == NULL || QLIBCCopyHash(pParms, pCopy) < 0) {
+    std::unique_ptr<QLIBSZHASH, void (*)(PQLIBSZHASH)> copy(
+        QLIBCIHashAllocator(pParms->nSize, pParms->nItemHint), QLIBCSzHashFree);
+    if (!copy || QLIBCCopyHash(pParms, copy.get()) < 0) {
         VUROTARN_LOG("QLIBCSzHashAlloc failed, error=%m");
-        QLIBCSzHashFree(pCopy);
         return -1;
     }
-    pKeys = QLIBCSzListAlloc(512);
-    if (pKeys == NULL) {
+    std::unique_ptr<QLIBSZLIST, void (*)(PQLIBSZLIST)> keys(QLIBCSzListAlloc(512), QLIBCSzListFree);
+    if (!keys) {
         VUROTARN_LOG("QLIBCSzListAlloc failed, error=%m");
-        QLIBCSzHashFree(pCopy);
         return -1;
     }
 
-    char szSQL2[4096] = {0};
-    char szSQL3[4096];
+    std::string suffix;
     bool blOrderBy = false;
     for (const VurotarnSqlKeyFormat& key : szSqlKeyOrder) {
-        const char* szValue = QLIBCSzHashGetValue(pCopy, key.szKey);
+        const char* szValue = QLIBCSzHashGetValue(copy.get(), key.szKey);
         if (szValue == NULL) {
             continue;
         }
-        sqlite3_snprintf(sizeof(szSQL3), szSQL3, key.szFormat, szValue);
+        const char* szPut = key.value(szValue);
+        if (szPut == NULL) {
+            VUROTARN_LOG("%s refused: not a plain sort term or direction", key.szKey);
+            return -1;
+        }
+        VurotarnSqlText piece(sqlite3_mprintf(key.szFormat, szPut));
+        if (!piece) {
+            return -1;
+        }
         if (strncmp(key.szKey, "sort_by", 7) == 0) {
-            appendCut(szSQL2, sizeof(szSQL2),
-                      (blOrderBy ? " ," : " order by ") + std::string(szSQL3) + " ");
+            suffix += (blOrderBy ? " ," : " order by ") + std::string(piece.get()) + " ";
             blOrderBy = true;
         } else {
-            appendCut(szSQL2, sizeof(szSQL2), " " + std::string(szSQL3) + " ");
+            suffix += " " + std::string(piece.get()) + " ";
         }
-        QLIBCSzHashRemoveKey(pCopy, key.szKey);
+        QLIBCSzHashRemoveKey(copy.get(), key.szKey);
     }
 
-    if (QLIBCSzHashEnumKey(pCopy, &pKeys) < 0) {
-        goto cleanup;
+    PQLIBSZLIST pKeys = keys.release();
+    int rcEnum = QLIBCSzHashEnumKey(copy.get(), &pKeys);
+    keys.reset(pKeys);
+    if (rcEnum < 0) {
+        return -1;
     }
     memset(szSQL, 0, nSQL);
     for (int i = 0; i < pKeys->nItem; i++) {
@@ -270,31 +355,24 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
         if (strcasecmp(szKey, "sqlWhere") == 0) {
             piece += " " + std::string(szValue) + " ";
         } else {
-            char* szCond = sqlite3_mprintf(" %s='%q' ", szKey, szValue);
-            if (szCond == NULL) {
-                goto cleanup;
+            VurotarnSqlText cond(
+                sqlite3_mprintf(" %s='%q' ", vurotarnSqlIdentifier(szKey).c_str(), szValue));
+            if (!cond) {
+                return -1;
             }
-            piece += szCond;
-            sqlite3_free(szCond);
+            piece += cond.get();
         }
         // A filter cut short could select other rows: refuse it.
         if (!appendCut(szSQL, nSQL, piece)) {
             VUROTARN_LOG("szSQL buffer is not big enough, size=%lld", (long long)nSQL);
-            goto cleanup;
+            return -1;
         }
     }
-    if (szSQL2[0] != '\0') {
-        if (!appendCut(szSQL, nSQL, szSQL2)) {
-            VUROTARN_LOG("szSQL buffer is not big enough, size=%lld", (long long)nSQL);
-            goto cleanup;
-        }
+    if (!suffix.empty() && !appendCut(szSQL, nSQL, suffix)) {
+        VUROTARN_LOG("szSQL buffer is not big enough, size=%lld", (long long)nSQL);
+        return -1;
     }
-    ret = 0;
-
-cleanup:
-    QLIBCSzListFree(pKeys);
-    QLIBCSzHashFree(pCopy);
-    return ret;
+    return 0;
 }
 
 int VUROTARNSQLIn(const char* szColumnName, PQLIBSZLIST pList, char* szSqlCond, size_t nSqlCond) {
@@ -306,15 +384,16 @@ int VUROTARNSQLIn(const char* szColumnName, PQLIBSZLIST pList, char* szSqlCond, 
         return 0;
     }
     szSqlCond[0] = '\0';
+    const std::string column = vurotarnSqlIdentifier(szColumnName);
     bool whole = true;
     for (int i = 0; i < pList->nItem && whole; i++) {
-        char* szItem = i == 0 ? sqlite3_mprintf(" %s in ('%q'", szColumnName, pList->pszItem[0])
-                              : sqlite3_mprintf(",'%q'", pList->pszItem[i]);
-        if (szItem == NULL) {
+        VurotarnSqlText item(
+            i == 0 ? sqlite3_mprintf(" %s in ('%q'", column.c_str(), pList->pszItem[0])
+                   : sqlite3_mprintf(",'%q'", pList->pszItem[i]));
+        if (!item) {
             return -1;
         }
-        whole = appendCut(szSqlCond, nSqlCond, szItem);
-        sqlite3_free(szItem);
+        whole = appendCut(szSqlCond, nSqlCond, item.get());
     }
     // A list one item short is a valid statement that means something
     // else: a cut list is spoilt for SQLite and reported.
@@ -351,4 +430,13 @@ int VUROTARNSQLEscapeLikeValue(const char* szFrom, char** szTo) {
     sqlite3_free(pszCond);
     *szTo = szOut;
     return 0;
+}
+
+std::string vurotarnSqlLikeContains(const char* szColumn, const char* szWord) {
+    char* szEscaped = NULL;
+    if (VUROTARNSQLEscapeLikeValue(szWord, &szEscaped) != 0) {
+        return " 0 ";  // matches nothing rather than everything
+    }
+    std::unique_ptr<char, void (*)(void*)> escaped(szEscaped, free);
+    return " " + vurotarnSqlIdentifier(szColumn) + " LIKE '%" + escaped.get() + "%' ESCAPE '\\' ";
 }

@@ -33,6 +33,18 @@ void vurotarnSqlSpoil(char* szBuf);
  * kept, the buffer is spoilt and the result is false. */
 bool vurotarnSqlAppendCut(char* szBuf, size_t cbBuf, const std::string& text);
 
+/* A column name as a quoted identifier ("name", or "table"."name"), made
+ * with %w: whatever the name holds stays one name. */
+std::string vurotarnSqlIdentifier(const char* szName);
+/* "ASC" or "DESC" for asc or desc in any case; NULL for anything else,
+ * which a caller refuses. */
+const char* vurotarnSqlSortDirection(const char* szDirection);
+
+/* ' "column" LIKE '%word%' ESCAPE '\' ': the word found anywhere in the
+ * column, its "%", "_" and "\" taken as themselves (through
+ * VUROTARNSQLEscapeLikeValue, which also doubles its quotes). */
+std::string vurotarnSqlLikeContains(const char* szColumn, const char* szWord);
+
 /* One per-call connection: opened (inside the bracket, unchecked) when
  * constructed, closed (inside the bracket) when it goes out of scope. */
 class VurotarnConnection {
@@ -44,6 +56,11 @@ public:
     VurotarnConnection& operator=(const VurotarnConnection&) = delete;
 
     int exec(const char* szSQL, VUROTARN_SQL_CALLBACK callback = nullptr, void* arg = nullptr);
+    /* The id of the row the last INSERT on this connection made (0 when
+     * none): a create reads back its own row by it. */
+    sqlite3_int64 lastInsertRowid() const {
+        return vurotarn_sqlite_db_ != nullptr ? sqlite3_last_insert_rowid(vurotarn_sqlite_db_) : 0;
+    }
 
 private:
     sqlite3* vurotarn_sqlite_db_ = nullptr;

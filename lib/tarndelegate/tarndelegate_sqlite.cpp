@@ -20,14 +20,6 @@ char* VurotarnDelegateTraits::insertSql(const Rec& r, long pid) {
         pid);
 }
 
-char* VurotarnDelegateTraits::readBackInsertSql(const Rec& r, long pid) {
-    return sqlite3_mprintf(
-        "SELECT id FROM delegate WHERE mtime=%ld AND user_type=%ld AND ugid=%lu AND "
-        "target_type=%ld AND target_id=%ld AND extra_info='%q' AND pid=%ld;",
-        (long)r.mtime, r.user_type, r.ugid, r.target_type, r.target_id, r.str_extra_info.c_str(),
-        pid);
-}
-
 char* VurotarnDelegateTraits::updateSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "UPDATE delegate SET id=%ld, mtime=%ld, user_type=%ld, ugid=%lu, target_type=%ld, "
@@ -36,7 +28,7 @@ char* VurotarnDelegateTraits::updateSql(const Rec& r, long pid) {
         r.str_extra_info.c_str(), pid, r.id);
 }
 
-char* VurotarnDelegateTraits::readBackUpdateSql(const Rec& r, long pid) {
+char* VurotarnDelegateTraits::readBackSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "SELECT id FROM delegate WHERE id=%ld AND mtime=%ld AND user_type=%ld AND ugid=%lu AND "
         "target_type=%ld AND target_id=%ld AND extra_info='%q' AND pid=%ld;",

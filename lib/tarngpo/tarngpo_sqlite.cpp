@@ -21,14 +21,6 @@ char* VurotarnGpoTraits::insertSql(const Rec& r, long pid) {
         r.str_setting.c_str(), r.str_extra_info.c_str(), pid);
 }
 
-char* VurotarnGpoTraits::readBackInsertSql(const Rec& r, long pid) {
-    return sqlite3_mprintf(
-        "SELECT id FROM gpo WHERE mtime=%ld AND name='%q' AND desc='%q' AND parent_id=%ld AND "
-        "parent_type=%ld AND setting='%q' AND extra_info='%q' AND pid=%ld;",
-        (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id, r.parent_type,
-        r.str_setting.c_str(), r.str_extra_info.c_str(), pid);
-}
-
 char* VurotarnGpoTraits::updateSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "UPDATE gpo SET id=%ld, mtime=%ld, name='%q', desc='%q', parent_id=%ld, parent_type=%ld, "
@@ -37,7 +29,7 @@ char* VurotarnGpoTraits::updateSql(const Rec& r, long pid) {
         r.str_setting.c_str(), r.str_extra_info.c_str(), pid, r.id);
 }
 
-char* VurotarnGpoTraits::readBackUpdateSql(const Rec& r, long pid) {
+char* VurotarnGpoTraits::readBackSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "SELECT id FROM gpo WHERE id=%ld AND mtime=%ld AND name='%q' AND desc='%q' AND "
         "parent_id=%ld AND parent_type=%ld AND setting='%q' AND extra_info='%q' AND pid=%ld;",

@@ -21,11 +21,14 @@ void VUROMsgGetLocalLang(char* szLang, int cbLang) {
     }
 }
 
-int VUROMsgGetObjIdByUser(const char* szUserName, char* szObjId, int cbObjId) {
+/* Runs the peer tool for the user's view: begin() once it runs, then
+ * take(id, length) for each id it prints, which returns false to stop.
+ * -1 when the user or the tool is missing or take stopped, else 0. */
+template <typename Begin, typename Take>
+static int objIdsOfUser(const char* szUserName, Begin begin, Take take) {
     uid_t uid = 0;
     gid_t gid = 0;
-    if (szUserName == NULL || szObjId == NULL || cbObjId <= 0 ||
-        VUROUserGetUGID(szUserName, &uid, &gid) < 0) {
+    if (szUserName == NULL || VUROUserGetUGID(szUserName, &uid, &gid) < 0) {
         return -1;
     }
     char szArg[32];
@@ -38,31 +41,56 @@ int VUROMsgGetObjIdByUser(const char* szUserName, char* szObjId, int cbObjId) {
         syslog(LOG_ERR, "Failed to QLIBCPopen %s --listsnbyuid %s", VUROTARNLOG_PEER_TOOL, szArg);
         return -1;
     }
-    memset(szObjId, 0, (size_t)cbObjId);
-    size_t used = 0;
+    begin();
+    int ret = 0;
     char szLine[64];
     while (fgets(szLine, sizeof(szLine), fp) != NULL) {
         size_t len = strlen(szLine);
         if (len > 0 && szLine[len - 1] == '\n') {
             szLine[--len] = '\0';
         }
-        if (len == 0) {
-            continue;
+        if (len != 0 && !take(szLine, len)) {
+            ret = -1;
+            break;
         }
-        if ((long)(used + len) > (long)cbObjId - 3) {
-            QLIBCPclose(fp);
-            return -1;
-        }
-        int n =
-            snprintf(szObjId + used, (size_t)cbObjId - used, used == 0 ? "'%s'" : ",'%s'", szLine);
-        if (n < 0 || (size_t)n >= (size_t)cbObjId - used) {
-            // The quotes did not fit: keep what was collected whole.
-            szObjId[used] = '\0';
-            QLIBCPclose(fp);
-            return -1;
-        }
-        used += (size_t)n;
     }
     QLIBCPclose(fp);
-    return 0;
+    return ret;
+}
+
+int VUROMsgGetObjIdByUser(const char* szUserName, char* szObjId, int cbObjId) {
+    if (szObjId == NULL || cbObjId <= 0) {
+        return -1;
+    }
+    size_t used = 0;
+    return objIdsOfUser(
+        szUserName, [&] { memset(szObjId, 0, (size_t)cbObjId); },
+        [&](const char* szId, size_t len) {
+            if ((long)(used + len) > (long)cbObjId - 3) {
+                return false;
+            }
+            int n = snprintf(szObjId + used, (size_t)cbObjId - used, used == 0 ? "'%s'" : ",'%s'",
+                             szId);
+            if (n < 0 || (size_t)n >= (size_t)cbObjId - used) {
+                // The quotes did not fit: keep what was collected whole.
+                szObjId[used] = '\0';
+                return false;
+            }
+            used += (size_t)n;
+            return true;
+        });
+}
+
+int VUROMsgGetObjIdListByUser(const char* szUserName, std::string* pIds) {
+    if (pIds == NULL) {
+        return -1;
+    }
+    return objIdsOfUser(
+        szUserName, [&] { pIds->clear(); },
+        [&](const char* szId, size_t) {
+            *pIds += pIds->empty() ? "'" : ",'";
+            *pIds += szId;
+            *pIds += "'";
+            return true;
+        });
 }

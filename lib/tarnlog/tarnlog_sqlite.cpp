@@ -1,6 +1,8 @@
 /* tarnlog_sqlite.cpp - the event log's one backend: a SQLite file of its
  * own, opened per operation, with the shared retry on a locked database and
- * rotation by log_limit at every insert. */
+ * rotation by log_limit at every insert. Statements are built whole, with
+ * no fixed buffer; caller text goes in quoted (%q values, %w names). */
+#include <ctype.h>
 #include <errno.h>
 #include <stdint.h>
 #include <stdlib.h>
@@ -23,8 +25,6 @@
 #define VUROTARNLOG_ERR_CREATE 504
 #define VUROTARNLOG_ERR_SET 505
 #define VUROTARNLOG_ERR_DELETE 506
-
-#define VUROTARNLOG_SQL_MAX 4096
 
 static const char kSchema[] =
     "PRAGMA auto_vacuum = FULL;"
@@ -173,15 +173,15 @@ static int countCallback(void* arg, int argc, char** argv, char**) {
 
 /* ---- statements ---- */
 
-static size_t VUROTARNLogDBRecordGetCount(sqlite3* db, const char* szCondition) {
+static size_t VUROTARNLogDBRecordGetCount(sqlite3* db, const std::string& condition) {
     VUROTARN_ARG_CHECK(NULL, !=, db, return 0);
-    char szSQL[VUROTARNLOG_SQL_MAX] = {0};
-    bool cond = szCondition != NULL && szCondition[0] != '\0';
-    vurotarnSqlAppendCut(szSQL, sizeof(szSQL),
-                         std::string("SELECT COUNT(*) FROM log") + (cond ? " " : "") +
-                             (cond ? szCondition : "") + ";");
+    std::string sql = "SELECT COUNT(*) FROM log";
+    if (!condition.empty()) {
+        sql += " " + condition;
+    }
+    sql += ";";
     size_t count = 0;
-    if (vurotarnSqlExecRetry(db, szSQL, countCallback, &count) != 0) {
+    if (vurotarnSqlExecRetry(db, sql.c_str(), countCallback, &count) != 0) {
         VUROTARN_LOG("Failed to count VURO_TARNLOG records");
         return 0;
     }
@@ -270,20 +270,35 @@ static int VUROTARNLogDBRecordUpdate(sqlite3* db, const VURO_TARNLOG* p) {
     return 0;
 }
 
-/* The number of rows log_limit allows; a value that is not a positive
- * number falls back to the default rather than emptying the table. */
-static int32_t logLimit() {
+/* A log_limit text as a row count: a positive whole number, and above the
+ * 32-bit range the largest count it can hold; -1 for anything else (0,
+ * negative, not a number, trailing text). */
+static int64_t logLimitParse(const char* szLimit) {
+    char* szEnd = NULL;
+    errno = 0;
+    long long limit = strtoll(szLimit, &szEnd, 10);
+    if (szEnd == szLimit) {
+        return -1;
+    }
+    while (*szEnd == ' ' || *szEnd == '\t' || *szEnd == '\n') szEnd++;
+    if (*szEnd != '\0' || limit <= 0) {
+        return -1;
+    }
+    return (errno == ERANGE || limit > INT32_MAX) ? INT32_MAX : limit;
+}
+
+/* The number of rows log_limit allows. A value without a meaning as a row
+ * count falls back to the default: nothing but a clear empties the table. */
+static int64_t logLimit() {
     char szLimit[256] = {0};
     VUROTARNGetConf("log_limit", szLimit, sizeof(szLimit));
-    int32_t limit = (int32_t)strtol(szLimit, NULL, 10);
-    if (limit <= 0) {
-        for (const TARN_CONF_DEFULT* d = gVUROTARNConfDefault; d->szKey != NULL; d++) {
-            if (strcmp(d->szKey, "log_limit") == 0) {
-                limit = (int32_t)strtol(d->szValue, NULL, 10);
-            }
+    int64_t limit = logLimitParse(szLimit);
+    for (const TARN_CONF_DEFULT* d = gVUROTARNConfDefault; limit <= 0 && d->szKey != NULL; d++) {
+        if (strcmp(d->szKey, "log_limit") == 0) {
+            limit = logLimitParse(d->szValue);
         }
     }
-    return limit;
+    return limit > 0 ? limit : INT32_MAX;
 }
 
 static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID) {
@@ -312,11 +327,14 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
     if (vurotarnSqlExecRetry(db, insert.get(), NULL, NULL) != 0) {
         return -1;
     }
+    // The row this insert made, by its own id: equal rows written in one
+    // second each get theirs. The other columns still prove the write.
     VurotarnSqlText lookup(sqlite3_mprintf(
-        "SELECT id FROM log WHERE happen_time=%ld AND level=%ld AND user_id=%ld AND "
+        "SELECT id FROM log WHERE id=%lld AND happen_time=%ld AND level=%ld AND user_id=%ld AND "
         "obj_id='%q' AND parent_obj_id='%q' AND username='%q' AND extra_info='%q' AND pid=%ld;",
-        (long)p->happen_time, (long)p->level, userId, p->str_obj_id.c_str(),
-        p->str_parent_obj_id.c_str(), p->str_username.c_str(), p->str_extra_info.c_str(), pid));
+        (long long)sqlite3_last_insert_rowid(db), (long)p->happen_time, (long)p->level, userId,
+        p->str_obj_id.c_str(), p->str_parent_obj_id.c_str(), p->str_username.c_str(),
+        p->str_extra_info.c_str(), pid));
     if (lookup.get() == NULL) {
         VUROTARN_LOG("Failed to malloc SQL");
         return -1;
@@ -331,12 +349,13 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
         *pID = scratch.id;
     }
 
-    int32_t excess = (int32_t)VUROTARNLogDBRecordGetCount(db, NULL) - logLimit();
+    int64_t excess = (int64_t)VUROTARNLogDBRecordGetCount(db, "") - logLimit();
     if (excess <= 0) {
         return 0;
     }
     VurotarnSqlText rotate(sqlite3_mprintf(
-        "DELETE FROM log WHERE id in (SELECT id FROM log ORDER BY id ASC LIMIT %d);", excess));
+        "DELETE FROM log WHERE id in (SELECT id FROM log ORDER BY id ASC LIMIT %lld);",
+        (long long)excess));
     if (rotate.get() == NULL) {
         VUROTARN_LOG("Failed to malloc SQL");
         return -1;
@@ -428,18 +447,63 @@ static int tarnlog_sqlite_list_all(VURO_TARNLOG_LIST* pTARNLogList, BOOL (*isKee
     return kept;
 }
 
-/* Appends a formatted piece behind what the condition holds, cut at its
- * size; a cut condition is spoilt so that SQLite refuses it rather than
- * select other rows. */
-template <typename... Args>
-static void condAppend(char* szCond, const char* szFormat, Args... args) {
-    char* szPiece = sqlite3_mprintf(szFormat, args...);
-    if (szPiece == NULL) {
-        vurotarnSqlSpoil(szCond);
-        return;
+/* The "obj_id" filter is a comma list of quoted ids, as
+ * VUROMsgGetObjIdByUser makes it; plain ids of letters, digits and "_"
+ * are taken too. The list is read and quoted anew, so that caller text
+ * never stands in the statement as it came; false when it is no such
+ * list. An empty text is an empty list, which matches nothing. */
+static bool objIdListRequoted(const char* szIds, std::string* pOut) {
+    const char* p = szIds;
+    auto blank = [&] {
+        while (*p == ' ' || *p == '\t' || *p == '\n') p++;
+    };
+    blank();
+    while (*p != '\0') {
+        std::string id;
+        if (*p == '\'') {
+            for (p++;; p++) {
+                if (*p == '\0') {
+                    return false;
+                }
+                if (*p == '\'' && *++p != '\'') {
+                    break;
+                }
+                id += *p;
+            }
+        } else {
+            while (isalnum((unsigned char)*p) || *p == '_') id += *p++;
+            if (id.empty()) {
+                return false;
+            }
+        }
+        VurotarnSqlText quoted(sqlite3_mprintf("%s'%q'", pOut->empty() ? "" : ",", id.c_str()));
+        if (!quoted) {
+            return false;
+        }
+        *pOut += quoted.get();
+        blank();
+        if (*p == ',') {
+            p++;
+            blank();
+            if (*p == '\0') {
+                return false;
+            }
+        } else if (*p != '\0') {
+            return false;
+        }
     }
-    vurotarnSqlAppendCut(szCond, VUROTARNLOG_SQL_MAX, szPiece);
-    sqlite3_free(szPiece);
+    return true;
+}
+
+/* The event log's list, refused before it is run: a bad request sets
+ * ERR_BAD_PARAMETERS and gives -1, with the total 0. */
+static int listRefused(size_t* pTotalCount, const char* szWhy) {
+    VUROTARN_LOG("Refused VURO_TARNLOG list: %s", szWhy);
+    if (pTotalCount != NULL) {
+        *pTotalCount = 0;
+    }
+    QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
+    return -1;
 }
 
 int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
@@ -457,6 +521,21 @@ int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
     const char* szLimit = value("limit");
     const char* szOffset = value("offset");
 
+    // The language names a column: one of the twenty, or no request.
+    std::string field;
+    if (szWord != NULL && szField != NULL) {
+        field = strcmp(szField, "all") == 0 ? "username,action" : szField;
+    }
+    bool blLangUsed = field.find("action") != std::string::npos ||
+                      (szSortBy != NULL && strcmp(szSortBy, "action") == 0);
+    if (szLang != NULL ? vurotarnLogLangIndex(szLang) < 0 : blLangUsed) {
+        return listRefused(pTotalCount, "lang is not one of the twenty languages");
+    }
+    std::string ids;
+    if (szObjId != NULL && !objIdListRequoted(szObjId, &ids)) {
+        return listRefused(pTotalCount, "obj_id is not a list of quoted ids");
+    }
+
     LogDb db;
     if (db.get() == NULL) {
         if (pTotalCount != NULL) {
@@ -466,62 +545,57 @@ int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
     }
 
-    char szCond[VUROTARNLOG_SQL_MAX] = {0};
+    // No fixed buffer: a user who sees thousands of objects has an id
+    // list of that size, twice.
+    std::string cond;
     if (szObjId != NULL) {
-        // Quoted ids as VUROMsgGetObjIdByUser makes them; not escaped here.
-        condAppend(szCond, " WHERE  (obj_id in (%s) OR parent_obj_id in (%s)) ", szObjId, szObjId);
+        cond += " WHERE  (obj_id in (" + ids + ") OR parent_obj_id in (" + ids + ")) ";
     }
-    if (szWord != NULL && szField != NULL) {
-        condAppend(szCond, szObjId != NULL ? " AND " : " WHERE ");
-        std::string field = strcmp(szField, "all") == 0 ? "username,action" : szField;
-        condAppend(szCond, " ( ");
+    if (!field.empty()) {
+        cond += szObjId != NULL ? " AND " : " WHERE ";
+        cond += " ( ";
         if (field.find("username") != std::string::npos) {
-            condAppend(szCond, " username LIKE '%%%q%%' OR ", szWord);
+            cond += vurotarnSqlLikeContains("username", szWord) + " OR ";
         }
         if (field.find("action") != std::string::npos) {
-            condAppend(szCond, " \"%q\" LIKE '%%%q%%' OR ", szLang, szWord);
+            cond += vurotarnSqlLikeContains(szLang, szWord) + " OR ";
         }
-        condAppend(szCond, " 0 ) ");
+        cond += " 0 ) ";
     }
     if (pTotalCount != NULL) {
-        *pTotalCount = VUROTARNLogDBRecordGetCount(db.get(), szCond);
+        *pTotalCount = VUROTARNLogDBRecordGetCount(db.get(), cond);
     }
     if (pErrCount != NULL && pWarnCount != NULL && pInfoCount != NULL) {
-        const char* base = szCond[0] != '\0' ? szCond : " WHERE 1 ";
+        const std::string base = !cond.empty() ? cond : " WHERE 1 ";
         const char* kGroups[] = {"  AND 0 <= level AND level <= 3 ",
                                  "  AND 4 <= level AND level <= 5 ",
                                  "  AND 6 <= level AND level <= 7 "};
         size_t* counts[] = {pErrCount, pWarnCount, pInfoCount};
         for (int g = 0; g < 3; g++) {
-            char szGroup[VUROTARNLOG_SQL_MAX] = {0};
-            vurotarnSqlAppendCut(szGroup, sizeof(szGroup), std::string(base) + kGroups[g]);
-            *counts[g] = VUROTARNLogDBRecordGetCount(db.get(), szGroup);
+            *counts[g] = VUROTARNLogDBRecordGetCount(db.get(), base + kGroups[g]);
         }
     }
     if (szSortBy != NULL) {
-        if (strcmp(szSortBy, "action") == 0) {
-            condAppend(szCond, " order by \"%q\" ", szLang);
-        } else {
-            condAppend(szCond, " order by \"%q\"", szSortBy);
-        }
+        const char* szColumn = strcmp(szSortBy, "action") == 0 ? szLang : szSortBy;
+        cond += " order by " + vurotarnSqlIdentifier(szColumn) + " ";
         if (szSortDir != NULL) {
-            condAppend(szCond, " %q ", strcasecmp(szSortDir, "desc") == 0 ? "DESC" : "ASC");
+            cond += strcasecmp(szSortDir, "desc") == 0 ? " DESC " : " ASC ";
         }
     }
     if (szLimit != NULL) {
         // Kept as 32 bits and printed unsigned: "-1" reads 4294967295.
-        condAppend(szCond, " limit %ld ", (long)(uint32_t)strtol(szLimit, NULL, 10));
+        cond += " limit " + std::to_string((uint32_t)strtol(szLimit, NULL, 10)) + " ";
         if (szOffset != NULL) {
-            condAppend(szCond, " offset %ld ", (long)(uint32_t)strtol(szOffset, NULL, 10));
+            cond += " offset " + std::to_string((uint32_t)strtol(szOffset, NULL, 10)) + " ";
         }
     }
 
     if (callback != NULL) {
-        VUROTARNLogDBRecordListAndCallback(db.get(), szCond, callback, pParms);
+        VUROTARNLogDBRecordListAndCallback(db.get(), cond.c_str(), callback, pParms);
         return 0;
     }
     VURO_TARNLOG_LIST list = NULL;
-    int count = VUROTARNLogDBRecordGetList(db.get(), szCond, &list);
+    int count = VUROTARNLogDBRecordGetList(db.get(), cond.c_str(), &list);
     if (list != NULL) {
         *pTARNLogList = list;
     }

@@ -21,14 +21,6 @@ char* VurotarnOuTraits::insertSql(const Rec& r, long pid) {
         r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
 }
 
-char* VurotarnOuTraits::readBackInsertSql(const Rec& r, long pid) {
-    return sqlite3_mprintf(
-        "SELECT id FROM ou WHERE mtime=%ld AND name='%q' AND desc='%q' AND parent_id=%ld AND "
-        "block_inheritance=%ld AND linked_gpo='%q' AND extra_info='%q' AND pid=%ld;",
-        (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id, r.block_inheritance,
-        r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
-}
-
 char* VurotarnOuTraits::updateSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "UPDATE ou SET id=%ld, mtime=%ld, name='%q', desc='%q', parent_id=%ld, "
@@ -37,7 +29,7 @@ char* VurotarnOuTraits::updateSql(const Rec& r, long pid) {
         r.block_inheritance, r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid, r.id);
 }
 
-char* VurotarnOuTraits::readBackUpdateSql(const Rec& r, long pid) {
+char* VurotarnOuTraits::readBackSql(const Rec& r, long pid) {
     return sqlite3_mprintf(
         "SELECT id FROM ou WHERE id=%ld AND mtime=%ld AND name='%q' AND desc='%q' AND "
         "parent_id=%ld AND block_inheritance=%ld AND linked_gpo='%q' AND extra_info='%q' AND "

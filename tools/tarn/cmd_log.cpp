@@ -47,13 +47,13 @@ int logList(const Args& args) {
         QLIBCSzHashSetValue(query.hashRef(), "obj_id", args.get("obj-id").c_str());
     }
     if (args.has("for-user")) {
-        // The objects the user may see, quoted for the filter.
-        char szIds[65536];
-        if (VUROMsgGetObjIdByUser(args.get("for-user").c_str(), szIds, sizeof(szIds)) != 0) {
+        // The objects the user may see, quoted for the filter, however many.
+        std::string ids;
+        if (VUROMsgGetObjIdListByUser(args.get("for-user").c_str(), &ids) != 0) {
             fail("cannot list the objects of user " + args.get("for-user"));
         }
-        // Nothing visible: a filter that no row matches.
-        QLIBCSzHashSetValue(query.hashRef(), "obj_id", szIds[0] != '\0' ? szIds : "''");
+        // Nothing visible: an empty list, which no row matches.
+        QLIBCSzHashSetValue(query.hashRef(), "obj_id", ids.c_str());
     }
     VURO_TARNLOG_LIST list = nullptr;
     size_t total = 0, errors = 0, warnings = 0, infos = 0;

@@ -92,6 +92,13 @@ void copyTree(const std::string& from, const std::string& to) {
 }  // namespace
 
 int cmdInit(const Args& args) {
+    // A root laid out over the live system by a stray "init" is hard to
+    // take back: this system's own root is only ever named on purpose.
+    const char* szRoot = getenv("VURO_SYSROOT");
+    if (szRoot == NULL || szRoot[0] == '\0') {
+        throw UsageError{"init needs the root to lay out: --root DIR (or $VURO_SYSROOT); "
+                         "--root / for this system itself"};
+    }
     std::string data = findDataDir(args);
     const char* kDirs[] = {
         "/var/packages/TARN/target/db",
@@ -141,7 +148,7 @@ int cmdInit(const Args& args) {
         }
     }
     Json::Value j;
-    j["root"] = getenv("VURO_SYSROOT") ? getenv("VURO_SYSROOT") : "/";
+    j["root"] = szRoot;
     j["db"] = dbPath;
     j["data"] = data;
     printJson(j);

@@ -62,6 +62,14 @@ TEST_F(HostileCliTest, OptionsAreCheckedBeforeAnythingRuns) {
     EXPECT_EQ(rows, logValue("SELECT count(*) FROM log"));
     EXPECT_EQ("Keep", sqlValue("SELECT name FROM ou WHERE id=" + keep));
 
+    // A word alone searches every field; a field without a word, or one
+    // that does not exist, would quietly drop the filter.
+    ASSERT_EQ(0, tarn({"ou", "create", "--name", "Other"}));
+    ASSERT_EQ(0, tarn({"log", "list", "--word", "Keep"}, &j));
+    EXPECT_EQ(1u, j["items"].size()) << j;
+    EXPECT_EQ(2, tarn({"log", "list", "--field", "all"}));
+    EXPECT_EQ(2, tarn({"log", "list", "--word", "Keep", "--field", "name"}));
+
     // A value that starts with "--" is given inline.
     ASSERT_EQ(0, tarn({"ou", "set", keep, "--desc=--draft--"}, &j));
     EXPECT_EQ("--draft--", j["desc"].asString());
@@ -70,8 +78,8 @@ TEST_F(HostileCliTest, OptionsAreCheckedBeforeAnythingRuns) {
 TEST_F(HostileCliTest, RootUserAndVerboseGoAnywhere) {
     // A second root inside this test's own; the environment names the first.
     std::string other = root_ + "/other";
-    ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "init", "--data", std::string(TARN_SOURCE_DIR) + "/data",
-                             "--root", other}));
+    ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "init", "--data",
+                             std::string(TARN_SOURCE_DIR) + "/data", "--root", other}));
     ASSERT_STREQ(root_.c_str(), getenv("VURO_SYSROOT"));
     ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "ou", "create", "--name", "There", "--root", other}));
     EXPECT_EQ("1", sqlValue("SELECT count(*) FROM ou"));  // the root OU alone
@@ -130,10 +138,10 @@ TEST_F(HostileCliTest, ConcurrentSetsOfOneOuLoseNothing) {
     for (int i = 1; i <= 20; i++) {
         std::string name = "N" + std::to_string(i);
         std::string block = std::to_string(i % 2);
-        ASSERT_EQ(0, runProgram({"/bin/sh", "-c",
-                                 tool + " --name " + name + " >/dev/null & a=$!; " + tool +
-                                     " --block " + block + " >/dev/null & b=$!; " +
-                                     "wait $a && wait $b"}));
+        ASSERT_EQ(
+            0, runProgram({"/bin/sh", "-c",
+                           tool + " --name " + name + " >/dev/null & a=$!; " + tool + " --block " +
+                               block + " >/dev/null & b=$!; " + "wait $a && wait $b"}));
         lost += sqlValue("SELECT name FROM ou WHERE id=" + id) != name;
         lost += sqlValue("SELECT block_inheritance FROM ou WHERE id=" + id) != block;
     }
@@ -173,8 +181,10 @@ TEST_F(HostileCliTest, FailedReadsAndWritesNameTheirCause) {
     // Garbage: every list and walk fails with SQLite's words, and so does a write.
     writeFile(mainDb(), "garbage, not a database", 0600);
     const std::vector<std::vector<std::string>> kReads = {
-        {"ou", "list"},       {"peer", "list"}, {"gpo", "list"},           {"delegate", "list"},
-        {"pkg", "list"},      {"app", "list"},  {"info", "list"},          {"tree", "--ou", "0"},
+        {"ou", "list"},         {"peer", "list"},
+        {"gpo", "list"},        {"delegate", "list"},
+        {"pkg", "list"},        {"app", "list"},
+        {"info", "list"},       {"tree", "--ou", "0"},
         {"view", "--uid", "0"}, {"delegates", "list", "--ou", "0"},
     };
     for (const auto& read : kReads) {

@@ -96,8 +96,9 @@ int cmdInit(const Args& args) {
     // take back: this system's own root is only ever named on purpose.
     const char* szRoot = getenv("VURO_SYSROOT");
     if (szRoot == NULL || szRoot[0] == '\0') {
-        throw UsageError{"init needs the root to lay out: --root DIR (or $VURO_SYSROOT); "
-                         "--root / for this system itself"};
+        throw UsageError{
+            "init needs the root to lay out: --root DIR (or $VURO_SYSROOT); "
+            "--root / for this system itself"};
     }
     std::string data = findDataDir(args);
     const char* kDirs[] = {

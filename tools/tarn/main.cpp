@@ -24,8 +24,8 @@ const char* kUsage =
     "  ou delete ID\n"
     "  ou list [--parent ID] [LIST OPTIONS]\n"
     "  peer create --sn SN [--hostname H] [--host ADDR] [--model M] [--version V]\n"
-    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1] [--buildnum N]\n"
-    "              [--extra JSON] [--linked-gpo JSON]\n"
+    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1]\n"
+    "              [--buildnum N] [--extra JSON] [--linked-gpo JSON]\n"
     "  peer get ID | get-by-sn SN | delete ID\n"
     "  peer set ID [create's options] [--status N] [--status-by-server N]\n"
     "  peer list [--parent ID] [--sn SN] [LIST OPTIONS]\n"
@@ -55,8 +55,9 @@ const char* kUsage =
     "                                          the effective policy at the set versions asked\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
     "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
-    "  log list [--lang L] [--word W --field all|username|action] [--obj-id \"'ou_1','peer_2'\"]\n"
-    "           [--for-user NAME] [--human] [--all-langs] [LIST OPTIONS]\n"
+    "  log list [--lang L] [--word W [--field all|username|action]]\n"
+    "           [--obj-id \"'ou_1','peer_2'\"] [--for-user NAME] [--human] [--all-langs]\n"
+    "           [LIST OPTIONS]\n"
     "  log get ID | clear                     the event log\n"
     "  app set --peer ID --app-id X [--name-enu N] [--name-<lang> N ...] [--version V]\n"
     "          [--protocol P] [--port N] [--url U] [--window-param T] [--is-package 0|1]\n"
@@ -78,8 +79,9 @@ const char* kUsage =
 #define LIST_OPTIONS "sort-by limit offset"
 #define LIST_FLAGS "desc-order"
 #define OU_FIELDS "name desc parent block linked-gpo extra"
-#define PEER_FIELDS \
-    "sn hostname host model version desc parent http-port https-port block buildnum extra linked-gpo"
+#define PEER_FIELDS                                                                         \
+    "sn hostname host model version desc parent http-port https-port block buildnum extra " \
+    "linked-gpo"
 #define GPO_FIELDS "name desc parent parent-type setting extra"
 #define DELEGATE_FIELDS "user-type ugid target-type target extra"
 #define PKG_FIELDS "peer pkg-id name-LANG version new-version status install-status beta extra"
@@ -190,7 +192,9 @@ int main(int argc, char** argv) {
         parseGlobals(argc, argv, &i, &globals);
         if (i >= argc) throw UsageError{"no command"};
         std::string cmd = argv[i++];
-        if (cmd.rfind("-", 0) == 0) throw UsageError{"unknown option " + cmd + " before the command"};
+        if (cmd.rfind("-", 0) == 0) {
+            throw UsageError{"unknown option " + cmd + " before the command"};
+        }
         std::string verb = cmd;
         const CommandSpec* spec = commandFind(cmd);
         if (spec == nullptr) {

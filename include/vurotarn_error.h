@@ -28,6 +28,11 @@ VUROTARN_API int VUROTARNErrGet();
 VUROTARN_API const char* VUROTARNErrGetFile();
 VUROTARN_API int VUROTARNErrGetLine();
 VUROTARN_API const char* VUROTARNErrGetString(int error_code, const char** pszSec);
+/* The cause of the last database step that failed, in SQLite's words
+ * ("database or disk is full", "file is not a database"); "" when none
+ * failed since the last reset. Callers name it in their failure messages. */
+VUROTARN_API void VUROTARNErrSetCause(const char* szCause);
+VUROTARN_API const char* VUROTARNErrGetCause();
 
 #define VUROTARNErrSet(code) VUROTARNErrSetEx((code), __FILE__, __LINE__)
 

@@ -2,6 +2,8 @@
  * the table that maps its codes to keys of the web interface's texts. */
 #include <stddef.h>
 
+#include <string>
+
 #include "vurotarn_error.h"
 
 VUROTARN_API int giTerminalDebug = 0;
@@ -9,6 +11,7 @@ VUROTARN_API int giTerminalDebug = 0;
 static int g_error_code = 0;
 static const char* g_file = NULL;
 static int g_line = 0;
+static std::string g_cause;
 
 static const VUROTARN_ERROR_STRING rgErrorString[] = {
     {VUROTARN_ERR_SYSTEM, "common", "error_system"},
@@ -31,7 +34,12 @@ void VUROTARNErrReset() {
     g_error_code = 0;
     g_file = NULL;
     g_line = 0;
+    g_cause.clear();
 }
+
+void VUROTARNErrSetCause(const char* szCause) { g_cause = szCause != NULL ? szCause : ""; }
+
+const char* VUROTARNErrGetCause() { return g_cause.c_str(); }
 
 int VUROTARNErrGet() { return g_error_code; }
 

@@ -696,7 +696,8 @@ struct VurotarnRecord {
         return std::string("SELECT * FROM ") + T::kTable;
     }
 
-    static Rec* listByCondition(const char* szCondition) {
+    /* 0 with the rows in *ppHead, or -1: a failed read is not an empty table. */
+    static int listByCondition(const char* szCondition, Rec** ppHead) {
         std::string text = selectFrom();
         if (szCondition != NULL && szCondition[0] != '\0') {
             text += std::string(" ") + szCondition;
@@ -706,16 +707,21 @@ struct VurotarnRecord {
         // spoilt, so that SQLite refuses it rather than read other rows.
         char szSQL[4096] = {0};
         vurotarnSqlAppendCut(szSQL, sizeof(szSQL), text);
-        Rec* pHead = NULL;
         VurotarnConnection db;
-        db.exec(szSQL, fillList, &pHead);
-        return pHead;
+        if (db.exec(szSQL, fillList, ppHead) != 0) {
+            listFree(ppHead);
+            return -1;
+        }
+        return 0;
     }
 
     static int listAllSqlite(Rec** pList, BOOL (*isKeep)(Rec*, void*), void* private_data) {
         VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
                                 0, return -1);
-        Rec* pHead = listByCondition("");
+        Rec* pHead = NULL;
+        if (listByCondition("", &pHead) < 0) {
+            return -1;
+        }
         if (isKeep != NULL && private_data != NULL) {
             Rec** ppLink = &pHead;
             while (*ppLink != NULL) {
@@ -747,7 +753,10 @@ struct VurotarnRecord {
         if (VUROTARNSQLConditionCreate(pParms, szCondition, sizeof(szCondition)) < 0) {
             return -1;
         }
-        Rec* pHead = listByCondition(szCondition);
+        Rec* pHead = NULL;
+        if (listByCondition(szCondition, &pHead) < 0) {
+            return -1;
+        }
         int count = vurotarnListCount(pHead);
         if (pTotalCount != NULL) {
             *pTotalCount = (size_t)count;

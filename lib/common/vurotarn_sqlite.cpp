@@ -17,6 +17,7 @@
 #include <string>
 
 #include "common/vurotarn_sqlite_int.h"
+#include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
 
 VUROTARN_API sqlite3* vurotarn_sqlite_db = NULL;
@@ -99,14 +100,19 @@ int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK c
             return 0;
         }
         if (szErrMsg == NULL) {
+            VUROTARNErrSetCause(sqlite3_errstr(iRvSql));
             return -1;
         }
-        if (strstr(szErrMsg, "database is locked") != NULL && --retry != 0) {
+        bool blLocked = strstr(szErrMsg, "database is locked") != NULL;
+        if (blLocked && --retry != 0) {
             sqlite3_free(szErrMsg);
             szErrMsg = NULL;
             usleep(sqlRetrySleepTime());
             continue;
         }
+        // Kept for the caller's message: the statement alone says nothing.
+        VUROTARNErrSetCause(
+            (std::string(szErrMsg) + (blLocked ? " (gave up after 101 tries)" : "")).c_str());
         VUROTARN_TRACE("Exec sql:[%s] error: %s\n", szSQL, szErrMsg);
         ENTERCriticalSection(priv);
         sqlite3_free(szErrMsg);

@@ -5,6 +5,7 @@
 
 #include "vurojson.h"
 #include "vurotarn_common.h"
+#include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
 
 VurotarnLogParams::VurotarnLogParams() : list_(QLIBCSzListAlloc(1024)) {
@@ -105,6 +106,10 @@ int vurotarnLogWrite(int status_no, const std::string& objId, const std::string&
     if (VUROTARNLog(level, objId.c_str(), parentObjId.c_str(), szSection, szKey, params.get(),
                     NULL) != 0) {
         VUROTARN_LOG("Failed to log %s [%s]:[%s]", szWord, szSection, szKey);
+        // The write itself stands; the store tells its caller the row is missing.
+        if (VUROTARNErrGet() == 0) {
+            VUROTARNErrSet(VUROTARN_ERR_LOG_CREATE);
+        }
         return -1;
     }
     return 0;

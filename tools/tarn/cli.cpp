@@ -1,10 +1,21 @@
-/* cli.cpp - argument parsing, failure exits and JSON output shared by the
- * tarn commands. */
+/* cli.cpp - what the tarn commands share: argument parsing against each
+ * command's declared options, the write locks of the record families,
+ * failure exits that name their cause, and JSON output. */
+#include <ctype.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <iostream>
+#include <iterator>
+#include <set>
+#include <sstream>
 
 #include <vurojson.h>
 
@@ -13,20 +24,117 @@
 
 namespace tarncli {
 
-Args parseArgs(int argc, char** argv, int first) {
+namespace {
+
+/* The words of a spec's list, "name-LANG" standing for every language. */
+bool specLists(const char* szList, const std::string& key) {
+    std::istringstream in(szList != NULL ? szList : "");
+    std::string word;
+    while (in >> word) {
+        if (word == key) return true;
+        if (word == "name-LANG" && key.rfind("name-", 0) == 0) {
+            for (const VURO_TARN_PKG_NAME_FIELD* f = gVUROTARNPkgNameFields; f->szLang != NULL;
+                 f++) {
+                if (key == std::string("name-") + f->szLang) return true;
+            }
+        }
+    }
+    return false;
+}
+
+/* "--key=value" into key and value; false for a plain "--key". */
+bool splitInline(const std::string& word, std::string* pKey, std::string* pValue) {
+    size_t eq = word.find('=');
+    *pKey = word.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
+    if (eq == std::string::npos) return false;
+    *pValue = word.substr(eq + 1);
+    return true;
+}
+
+/* The value of the option at argv[*pI]: inline, or the next word, which
+ * must not be an option itself. */
+std::string optionValue(int argc, char** argv, int* pI, const std::string& key, bool blInline,
+                        const std::string& inlineValue) {
+    if (blInline) return inlineValue;
+    if (*pI + 1 >= argc || std::string(argv[*pI + 1]).rfind("--", 0) == 0) {
+        throw UsageError{"--" + key + " needs a value (--" + key +
+                         "=VALUE for one that starts with --)"};
+    }
+    return argv[++*pI];
+}
+
+/* A global option at argv[*pI] into *pGlobals; false when it is none. */
+bool takeGlobal(int argc, char** argv, int* pI, Globals* pGlobals) {
+    std::string word = argv[*pI];
+    if (word == "-v") {
+        pGlobals->verbose = true;
+        return true;
+    }
+    if (word.rfind("--", 0) != 0) return false;
+    std::string key, inlineValue;
+    bool blInline = splitInline(word, &key, &inlineValue);
+    if (key != "root" && key != "user") return false;
+    bool& given = key == "root" ? pGlobals->hasRoot : pGlobals->hasUser;
+    if (given) throw UsageError{"--" + key + " is given twice"};
+    std::string value = optionValue(argc, argv, pI, key, blInline, inlineValue);
+    if (value.empty()) throw UsageError{"--" + key + " needs a value, not an empty one"};
+    (key == "root" ? pGlobals->root : pGlobals->user) = value;
+    given = true;
+    return true;
+}
+
+}  // namespace
+
+void parseGlobals(int argc, char** argv, int* pI, Globals* pGlobals) {
+    while (*pI < argc && takeGlobal(argc, argv, pI, pGlobals)) ++*pI;
+}
+
+Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Globals* pGlobals) {
     Args args;
+    std::string lastFlag;
+    bool blOptionsEnd = false;
     for (int i = first; i < argc; i++) {
-        std::string a = argv[i];
-        if (a.rfind("--", 0) != 0) {
-            args.positional.push_back(a);
+        std::string word = argv[i];
+        bool blOption = !blOptionsEnd && word.size() > 1 && word[0] == '-' &&
+                        (word[1] == '-' || isalpha((unsigned char)word[1]));
+        if (blOption && word == "--") {
+            blOptionsEnd = true;
             continue;
         }
-        std::string key = a.substr(2);
-        // An option with no value behind it is a flag ("--desc-order").
-        if (i + 1 < argc && std::string(argv[i + 1]).rfind("--", 0) != 0) {
-            args.options[key] = argv[++i];
-        } else {
+        if (blOption && takeGlobal(argc, argv, &i, pGlobals)) {
+            lastFlag.clear();
+            continue;
+        }
+        if (!blOption) {
+            if ((int)args.positional.size() >= spec.maxPositional) {
+                if (!lastFlag.empty()) {
+                    throw UsageError{"--" + lastFlag + " takes no value, not '" + word + "'"};
+                }
+                const char* kCounts[] = {"no argument", "one argument"};
+                std::string count = spec.maxPositional < 2
+                                        ? kCounts[spec.maxPositional]
+                                        : std::to_string(spec.maxPositional) + " arguments";
+                throw UsageError{"'" + std::string(spec.szName) + "' takes " + count +
+                                 ", not also '" + word + "'"};
+            }
+            args.positional.push_back(word);
+            lastFlag.clear();
+            continue;
+        }
+        std::string key, inlineValue;
+        bool blInline = word[1] == '-' && splitInline(word, &key, &inlineValue);
+        if (word[1] != '-') key = word.substr(1);
+        if (word[1] == '-' && specLists(spec.szOptions, key)) {
+            if (args.has(key)) throw UsageError{"--" + key + " is given twice"};
+            args.options[key] = optionValue(argc, argv, &i, key, blInline, inlineValue);
+            lastFlag.clear();
+        } else if (word[1] == '-' && specLists(spec.szFlags, key)) {
+            if (blInline) throw UsageError{"--" + key + " takes no value"};
             args.flags[key] = true;
+            lastFlag = key;
+        } else {
+            throw UsageError{"unknown option " + word.substr(0, word.find('=')) + " for '" +
+                             spec.szName + "'"};
         }
     }
     return args;
@@ -50,14 +158,117 @@ std::string parseJsonText(const std::string& text, const char* what) {
     return vurojson::toString(j);
 }
 
+namespace {
+
+/* What the platform error store's code means, for a failure the database
+ * did not explain. */
+const char* errStoreMeaning(VUROERR code) {
+    switch (code) {
+        case ERR_NOT_ENOUGH_MEMORY:
+        case ERR_OUT_OF_MEMORY:
+            return "out of memory";
+        case ERR_OPEN_FAILED:
+            return "a file could not be opened";
+        case ERR_WRITE_FAILED:
+            return "the row written could not be read back";
+        case ERR_BAD_PARAMETERS:
+            return "a value the library refused";
+        case ERR_KEY_NOT_FOUND:
+            return "not found";
+        case ERR_NOT_ENOUGH_SPACE:
+            return "not enough space on the volume";
+        case ERR_OP_FAILURE:
+            return "the operation failed";
+        case ERR_VOLUME_NOT_FOUND:
+            return "no data volume";
+        case ERR_SPACE_BUILDING_FOREGROUND:
+            return "the volume is being built";
+        default:
+            return "";
+    }
+}
+
+/* The cause of the last failure the library met: SQLite's words when a
+ * statement failed, else the error store's meaning. */
+std::string failureCause() {
+    std::string cause = VUROTARNErrGetCause();
+    if (cause.empty()) cause = errStoreMeaning(QLIBCErrGet());
+    return cause;
+}
+
+}  // namespace
+
 void fail(const std::string& what) {
-    fprintf(stderr, "tarn: %s", what.c_str());
+    std::string cause = failureCause();
+    fprintf(stderr, "tarn: %s%s%s", what.c_str(), cause.empty() ? "" : ": ", cause.c_str());
     if (QLIBCErrGet() != 0) {
         fprintf(stderr, " (error 0x%04X at %s:%d)", (unsigned)QLIBCErrGet(),
                 QLIBCErrorGetFile() ? QLIBCErrorGetFile() : "?", QLIBCErrorGetLine());
     }
     fprintf(stderr, "\n");
     exit(1);
+}
+
+void warnIfLogRowMissing() {
+    int code = VUROTARNErrGet();
+    if (code == 0) return;
+    std::string cause = VUROTARNErrGetCause();
+    if (cause.empty()) {
+        cause = code == VUROTARN_ERR_LOG_DB_OPEN ? "its database could not be opened"
+                                                 : "the row could not be stored";
+    }
+    fprintf(stderr, "tarn: warning: done, but the event log row of it is missing: %s\n",
+            cause.c_str());
+}
+
+namespace {
+
+const char kLockDir[] = "/var/packages/TARN/etc";
+const int kLockWaitSeconds = 60;
+
+/* An exclusive flock on fd within the wait; false when it stayed taken. */
+bool lockWithin(int fd, int seconds) {
+    time_t deadline = time(NULL) + seconds;
+    for (;;) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+        if (errno != EWOULDBLOCK && errno != EINTR) return false;
+        if (time(NULL) >= deadline) return false;
+        usleep(5000);
+    }
+}
+
+}  // namespace
+
+FamilyLocks::FamilyLocks(const char* szFamilies) {
+    std::istringstream in(szFamilies != NULL ? szFamilies : "");
+    std::set<std::string> families{std::istream_iterator<std::string>(in),
+                                   std::istream_iterator<std::string>()};
+    if (families.empty()) return;
+    std::string dir = VUROSysPathStr(kLockDir);
+    // Neither the folder nor a lock file is followed when it is a link:
+    // the lock file is created, and must not be created elsewhere.
+    int dirFd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (dirFd < 0) fail("cannot open " + dir + " for the write locks: " + strerror(errno));
+    for (const std::string& family : families) {
+        std::string name = "tarn_" + family + ".lock";
+        // Close-on-exec: a plug-in's background child must not keep it.
+        int fd = openat(dirFd, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        struct stat st;
+        if (fd < 0 || fstat(fd, &st) != 0) {
+            fail("cannot open the lock " + dir + "/" + name + ": " + strerror(errno));
+        }
+        if (!S_ISREG(st.st_mode)) fail("the lock " + dir + "/" + name + " is not a plain file");
+        fds_.push_back(fd);
+        if (!lockWithin(fd, kLockWaitSeconds)) {
+            fail("the " + family + " records stayed locked by another tarn for " +
+                 std::to_string(kLockWaitSeconds) + " s");
+        }
+    }
+    close(dirFd);
+}
+
+FamilyLocks::~FamilyLocks() {
+    for (int fd : fds_) close(fd);
 }
 
 void printJson(const Json::Value& j) {

@@ -32,8 +32,62 @@ struct Args {
     }
 };
 
-/* "--key value" pairs, "--flag" alone, and positionals from argv[first] on. */
-Args parseArgs(int argc, char** argv, int first);
+/* The options every command takes, anywhere on the line: --root DIR,
+ * --user NAME, -v. */
+struct Globals {
+    std::string root;
+    std::string user;
+    bool hasRoot = false;
+    bool hasUser = false;
+    bool verbose = false;
+};
+
+/* One command of the tool ("ou create", "tree") as the dispatch knows it:
+ * - szOptions: the options that take a value, space-separated, without
+ *   "--"; "name-LANG" stands for --name-<code> of each language;
+ * - szFlags: the options that take none;
+ * - maxPositional: the most plain words it takes (ids, serials);
+ * - szLocks: the record families whose rows it reads, changes and writes
+ *   back, or whose rows it checks before a write; their locks are held while
+ *   it runs. Empty for commands that only read.
+ * Whatever is not listed is refused before the command runs. */
+struct CommandSpec {
+    const char* szName;
+    const char* szOptions;
+    const char* szFlags;
+    int maxPositional;
+    const char* szLocks;
+    int (*run)(const std::string& verb, const Args& args);
+};
+
+/* Global options from argv[*pI] on, up to the first other word. */
+void parseGlobals(int argc, char** argv, int* pI, Globals* pGlobals);
+/* The words from argv[first] on, against the command's spec; global options
+ * go into *pGlobals. "--key=value" gives a value that starts with "--".
+ * UsageError for an option the command does not know, an option without its
+ * value, a flag given one, an option given twice and words past the count. */
+Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Globals* pGlobals);
+
+/* The advisory locks of the families a writing command changes, under the
+ * root's etc folder. Two tools that read a record, change it and write it
+ * back would otherwise both write what they read, and one change is lost.
+ * Taken in one order, so that no two commands wait on each other; fails
+ * (exit 1) when a lock stays taken for a minute. */
+class FamilyLocks {
+public:
+    explicit FamilyLocks(const char* szFamilies);
+    ~FamilyLocks();
+    FamilyLocks(const FamilyLocks&) = delete;
+    FamilyLocks& operator=(const FamilyLocks&) = delete;
+
+private:
+    std::vector<int> fds_;
+};
+
+/* After a write that went through: a warning on stderr, with its cause,
+ * when an event-log row of it could not be written. */
+void warnIfLogRowMissing();
+
 long parseLong(const std::string& text, const char* what);
 unsigned long long parseULongLong(const std::string& text, const char* what);
 /* The text as compact JSON; UsageError when it is not JSON. */
@@ -42,7 +96,8 @@ std::string parseJsonText(const std::string& text, const char* what);
 long singleId(const Args& args, const char* what);
 /* "ou" or "peer", the kinds of node that own policies and delegates. */
 long nodeTypeParse(const std::string& text, const char* what);
-/* A failed operation: message (with the platform error store) and exit 1. */
+/* A failed operation: the message with its cause (the database's words or
+ * the error store's meaning) on stderr, and exit 1. */
 [[noreturn]] void fail(const std::string& what);
 void printJson(const Json::Value& j);
 

@@ -85,13 +85,21 @@ void copyTree(const std::string& from, const std::string& to) {
     char* const argv[] = {(char*)"/bin/cp",    (char*)"-R",       (char*)"-T",
                           (char*)from.c_str(), (char*)to.c_str(), NULL};
     if (QLIBCExec("/bin/cp", argv) != 0) {
-        fail("cannot copy " + from + " to " + to);
+        fail("cannot copy " + from + " to " + to + ": cp failed, its message is above");
     }
 }
 
 }  // namespace
 
 int cmdInit(const Args& args) {
+    // A root laid out over the live system by a stray "init" is hard to
+    // take back: this system's own root is only ever named on purpose.
+    const char* szRoot = getenv("VURO_SYSROOT");
+    if (szRoot == NULL || szRoot[0] == '\0') {
+        throw UsageError{
+            "init needs the root to lay out: --root DIR (or $VURO_SYSROOT); "
+            "--root / for this system itself"};
+    }
     std::string data = findDataDir(args);
     const char* kDirs[] = {
         "/var/packages/TARN/target/db",
@@ -111,7 +119,9 @@ int cmdInit(const Args& args) {
     std::string dbPath = VUROSysPathStr(VUROTARN_SQLITE_DB_PATH);
     sqlite3* db = NULL;
     if (sqlite3_open(dbPath.c_str(), &db) != SQLITE_OK) {
-        fail("cannot open " + dbPath);
+        std::string msg = db != NULL ? sqlite3_errmsg(db) : "out of memory";
+        sqlite3_close(db);
+        fail("cannot open " + dbPath + ": " + msg);
     }
     char* szErr = NULL;
     std::string schema = readFile(data + "/tarn_db.sql");
@@ -128,7 +138,7 @@ int cmdInit(const Args& args) {
     if (access(conf.c_str(), F_OK) != 0 &&
         QLIBCFileSetKeyValue("/var/packages/TARN/etc/tarninfo.conf", "log_limit", "100000", 0) !=
             0) {
-        fail("cannot write " + conf);
+        fail("cannot write " + conf + ": " + strerror(errno));
     }
     // The helper the event log runs lies beside this tool; the root gets a
     // link to it, so it runs against the same libraries.
@@ -137,11 +147,11 @@ int cmdInit(const Args& args) {
     if (access(peerTool.c_str(), X_OK) == 0) {
         unlink(peerLink.c_str());
         if (symlink(peerTool.c_str(), peerLink.c_str()) != 0) {
-            fail("cannot link " + peerLink);
+            fail("cannot link " + peerLink + ": " + strerror(errno));
         }
     }
     Json::Value j;
-    j["root"] = getenv("VURO_SYSROOT") ? getenv("VURO_SYSROOT") : "/";
+    j["root"] = szRoot;
     j["db"] = dbPath;
     j["data"] = data;
     printJson(j);

@@ -41,7 +41,15 @@ int logList(const Args& args) {
     char szLang[16];
     VUROMsgGetLocalLang(szLang, sizeof(szLang));
     std::string lang = args.get("lang", szLang);
-    ListQuery query(args, {{"word", "filter_word"}, {"field", "filter_field"}});
+    // A word searches a field; either alone would be dropped without a word.
+    Args filterArgs = args;
+    if (args.has("word") && !args.has("field")) filterArgs.options["field"] = "all";
+    std::string field = filterArgs.get("field");
+    if (args.has("field") && !args.has("word")) throw UsageError{"--field needs --word"};
+    if (!field.empty() && field != "all" && field != "username" && field != "action") {
+        throw UsageError{"--field is all, username or action, not '" + field + "'"};
+    }
+    ListQuery query(filterArgs, {{"word", "filter_word"}, {"field", "filter_field"}});
     QLIBCSzHashSetValue(query.hashRef(), "lang", lang.c_str());
     if (args.has("obj-id")) {
         QLIBCSzHashSetValue(query.hashRef(), "obj_id", args.get("obj-id").c_str());

@@ -15,7 +15,7 @@ namespace {
 
 const char* kUsage =
     "usage: tarn [-v] [--root DIR] [--user NAME] COMMAND ...\n"
-    "  init [--data DIR]                      lay out a complete system root\n"
+    "  init [--data DIR]                      lay out a complete system root (--root DIR)\n"
     "  ou create --name N [--desc D] [--parent ID] [--block 0|1]\n"
     "            [--linked-gpo JSON] [--extra JSON]\n"
     "  ou get ID\n"
@@ -24,8 +24,8 @@ const char* kUsage =
     "  ou delete ID\n"
     "  ou list [--parent ID] [LIST OPTIONS]\n"
     "  peer create --sn SN [--hostname H] [--host ADDR] [--model M] [--version V]\n"
-    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1] [--buildnum N]\n"
-    "              [--extra JSON] [--linked-gpo JSON]\n"
+    "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1]\n"
+    "              [--buildnum N] [--extra JSON] [--linked-gpo JSON]\n"
     "  peer get ID | get-by-sn SN | delete ID\n"
     "  peer set ID [create's options] [--status N] [--status-by-server N]\n"
     "  peer list [--parent ID] [--sn SN] [LIST OPTIONS]\n"
@@ -55,8 +55,9 @@ const char* kUsage =
     "                                          the effective policy at the set versions asked\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
     "  delete-tree --ou ID | --peer ID | --sn SN   a node with what hangs on it\n"
-    "  log list [--lang L] [--word W --field all|username|action] [--obj-id \"'ou_1','peer_2'\"]\n"
-    "           [--for-user NAME] [--human] [--all-langs] [LIST OPTIONS]\n"
+    "  log list [--lang L] [--word W [--field all|username|action]]\n"
+    "           [--obj-id \"'ou_1','peer_2'\"] [--for-user NAME] [--human] [--all-langs]\n"
+    "           [LIST OPTIONS]\n"
     "  log get ID | clear                     the event log\n"
     "  app set --peer ID --app-id X [--name-enu N] [--name-<lang> N ...] [--version V]\n"
     "          [--protocol P] [--port N] [--url U] [--window-param T] [--is-package 0|1]\n"
@@ -69,76 +70,150 @@ const char* kUsage =
     "  info list [--sn SN]                    what the peers reported, one row per peer\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
-    "The root is --root, else $VURO_SYSROOT.\n";
+    "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
+    "An option a command does not know is refused; --key=VALUE gives a value that starts\n"
+    "with --. The root is --root, else $VURO_SYSROOT; init needs one (--root / for this\n"
+    "system itself).\n";
+
+/* Option lists shared by several commands (see CommandSpec). */
+#define LIST_OPTIONS "sort-by limit offset"
+#define LIST_FLAGS "desc-order"
+#define OU_FIELDS "name desc parent block linked-gpo extra"
+#define PEER_FIELDS                                                                         \
+    "sn hostname host model version desc parent http-port https-port block buildnum extra " \
+    "linked-gpo"
+#define GPO_FIELDS "name desc parent parent-type setting extra"
+#define DELEGATE_FIELDS "user-type ugid target-type target extra"
+#define PKG_FIELDS "peer pkg-id name-LANG version new-version status install-status beta extra"
+#define APP_FIELDS \
+    "peer app-id name-LANG version protocol port url window-param is-package icon-mtime extra"
+#define INFO_FIELDS "peer general network hdd-info vol-info session define storage-info"
+/* Everything that hangs on a node, for the commands that remove nodes. */
+#define NODE_FAMILIES "ou peer gpo delegate pkg app info"
+
+/* For the commands without a verb. */
+#define NO_VERB(fn) [](const std::string&, const Args& a) { return fn(a); }
+
+/* Every command: name, options, flags, most positionals, locked families,
+ * handler. A new option of a command is its name added to that command's
+ * options (or flags) here; the handler reads it with args.get/has/flag. */
+const CommandSpec kCommands[] = {
+    {"init", "data", "", 0, "", NO_VERB(cmdInit)},
+    {"ou create", OU_FIELDS, "", 0, "ou", cmdOu},
+    {"ou get", "", "", 1, "", cmdOu},
+    {"ou set", OU_FIELDS, "", 1, "ou", cmdOu},
+    {"ou delete", "", "", 1, "ou peer gpo delegate", cmdOu},
+    {"ou list", LIST_OPTIONS " parent", LIST_FLAGS, 0, "", cmdOu},
+    {"peer create", PEER_FIELDS, "", 0, "peer ou", cmdPeer},
+    {"peer get", "", "", 1, "", cmdPeer},
+    {"peer get-by-sn", "", "", 1, "", cmdPeer},
+    {"peer set", PEER_FIELDS " status status-by-server", "", 1, "peer ou", cmdPeer},
+    {"peer delete", "", "", 1, NODE_FAMILIES, cmdPeer},
+    {"peer list", LIST_OPTIONS " parent sn", LIST_FLAGS, 0, "", cmdPeer},
+    {"gpo create", GPO_FIELDS, "", 0, "gpo ou peer", cmdGpo},
+    {"gpo get", "", "", 1, "", cmdGpo},
+    {"gpo set", GPO_FIELDS, "", 1, "gpo ou peer", cmdGpo},
+    {"gpo delete", "", "", 1, "gpo ou peer", cmdGpo},
+    {"gpo list", LIST_OPTIONS " parent parent-type", LIST_FLAGS, 0, "", cmdGpo},
+    {"delegate create", DELEGATE_FIELDS, "", 0, "delegate ou peer", cmdDelegate},
+    {"delegate get", "", "", 1, "", cmdDelegate},
+    {"delegate set", DELEGATE_FIELDS, "", 1, "delegate ou peer", cmdDelegate},
+    {"delegate delete", "", "", 1, "delegate", cmdDelegate},
+    {"delegate delete-by-target", "target-type target", "", 0, "delegate", cmdDelegate},
+    {"delegate list", LIST_OPTIONS " target target-type ugid", LIST_FLAGS, 0, "", cmdDelegate},
+    {"delegates set", "ou peer users groups", "", 0, "delegate ou peer", cmdDelegates},
+    {"delegates override", "ou peer users groups", "", 0, "delegate ou peer", cmdDelegates},
+    {"delegates list", "ou peer", "", 0, "", cmdDelegates},
+    {"tree", "ou peer", "", 0, "", NO_VERB(cmdTree)},
+    {"view", "uid", "", 0, "", NO_VERB(cmdView)},
+    {"can-manage", "uid ou peer", "", 0, "", NO_VERB(cmdCanManage)},
+    {"link", "ou peer links", "", 0, "ou peer gpo", NO_VERB(cmdLink)},
+    {"order", "ou peer", "", 0, "", NO_VERB(cmdOrder)},
+    {"evaluate", "ou peer link-order", "human explain json", 0, "", NO_VERB(cmdEvaluate)},
+    {"convert", "ou peer set-map", "fetch report json", 0, "", NO_VERB(cmdConvert)},
+    {"delete-tree", "ou peer sn", "", 0, NODE_FAMILIES, NO_VERB(cmdDeleteTree)},
+    {"log list", LIST_OPTIONS " lang word field obj-id for-user", LIST_FLAGS " human all-langs", 0,
+     "", cmdLog},
+    {"log get", "", "all-langs", 1, "", cmdLog},
+    {"log clear", "", "", 0, "", cmdLog},
+    {"pkg set", PKG_FIELDS " lang", "", 0, "pkg peer", cmdPkg},
+    {"pkg get", "lang", "", 1, "", cmdPkg},
+    {"pkg get-by", "peer pkg-id lang", "", 0, "", cmdPkg},
+    {"pkg list", LIST_OPTIONS " peer lang", LIST_FLAGS, 0, "", cmdPkg},
+    {"pkg delete", "", "", 1, "pkg", cmdPkg},
+    {"pkg log", "peer pkg-id key level lang", "", 0, "", cmdPkg},
+    {"pkg-clean", "", "", 0, "pkg", NO_VERB(cmdPkgClean)},
+    {"app set", APP_FIELDS " lang", "", 0, "app peer", cmdApp},
+    {"app get", "lang", "", 1, "", cmdApp},
+    {"app delete", "", "", 1, "app", cmdApp},
+    {"app list", LIST_OPTIONS " peer lang", LIST_FLAGS, 0, "", cmdApp},
+    {"info set", INFO_FIELDS, "", 0, "info peer", cmdInfo},
+    {"info get", "", "", 1, "", cmdInfo},
+    {"info get-by-peer", "", "", 1, "", cmdInfo},
+    {"info delete", "", "", 1, "info", cmdInfo},
+    {"info list", "sn", "", 0, "", cmdInfo},
+};
+
+const CommandSpec* commandFind(const std::string& name) {
+    for (const CommandSpec& c : kCommands) {
+        if (name == c.szName) return &c;
+    }
+    return nullptr;
+}
+
+bool isFamily(const std::string& word) {
+    for (const CommandSpec& c : kCommands) {
+        if (std::string(c.szName).rfind(word + " ", 0) == 0) return true;
+    }
+    return false;
+}
+
+/* --help or -h anywhere before "--": the usage and nothing else, whatever
+ * the rest of the line says. */
+bool helpAsked(int argc, char** argv) {
+    for (int i = 1; i < argc; i++) {
+        std::string a = argv[i];
+        if (a == "--") return false;
+        if (a == "--help" || a == "-h") return true;
+    }
+    return false;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    int i = 1;
-    bool verbose = false;
     try {
-        for (; i < argc; i++) {
-            std::string a = argv[i];
-            if (a == "-v") {
-                verbose = true;
-            } else if (a == "--user" && i + 1 < argc) {
-                setenv("VURO_WEBAPI_USERNAME", argv[++i], 1);
-            } else if (a == "--root" && i + 1 < argc) {
-                setenv("VURO_SYSROOT", argv[++i], 1);
-            } else if (a == "-h" || a == "--help") {
-                fputs(kUsage, stdout);
-                return 0;
-            } else {
-                break;
-            }
+        if (helpAsked(argc, argv)) {
+            fputs(kUsage, stdout);
+            return 0;
         }
-        if (verbose) {
-            openlog("tarn", LOG_PERROR | LOG_PID, LOG_USER);
+        Globals globals;
+        int i = 1;
+        parseGlobals(argc, argv, &i, &globals);
+        if (i >= argc) throw UsageError{"no command"};
+        std::string cmd = argv[i++];
+        if (cmd.rfind("-", 0) == 0) {
+            throw UsageError{"unknown option " + cmd + " before the command"};
         }
-        if (i >= argc) {
-            throw UsageError{"no command"};
+        std::string verb = cmd;
+        const CommandSpec* spec = commandFind(cmd);
+        if (spec == nullptr) {
+            if (!isFamily(cmd)) throw UsageError{"unknown command '" + cmd + "'"};
+            parseGlobals(argc, argv, &i, &globals);
+            if (i >= argc) throw UsageError{"'" + cmd + "' needs a verb"};
+            verb = argv[i++];
+            spec = commandFind(cmd + " " + verb);
+            if (spec == nullptr) throw UsageError{"unknown " + cmd + " command '" + verb + "'"};
         }
-        std::string cmd = argv[i];
-        // "--user NAME" anywhere: the acting user of the event log rows
-        // that the command's writes leave.
-        for (int j = i + 1; j + 1 < argc; j++) {
-            if (std::string(argv[j]) == "--user") {
-                setenv("VURO_WEBAPI_USERNAME", argv[j + 1], 1);
-            }
-        }
-        if (cmd == "init") {
-            // "init --root DIR" reads naturally too.
-            Args args = parseArgs(argc, argv, i + 1);
-            if (args.has("root")) {
-                setenv("VURO_SYSROOT", args.get("root").c_str(), 1);
-            }
-            return cmdInit(args);
-        }
-        // Commands without a verb.
-        if (cmd == "tree") return cmdTree(parseArgs(argc, argv, i + 1));
-        if (cmd == "view") return cmdView(parseArgs(argc, argv, i + 1));
-        if (cmd == "can-manage") return cmdCanManage(parseArgs(argc, argv, i + 1));
-        if (cmd == "link") return cmdLink(parseArgs(argc, argv, i + 1));
-        if (cmd == "order") return cmdOrder(parseArgs(argc, argv, i + 1));
-        if (cmd == "evaluate") return cmdEvaluate(parseArgs(argc, argv, i + 1));
-        if (cmd == "convert") return cmdConvert(parseArgs(argc, argv, i + 1));
-        if (cmd == "delete-tree") return cmdDeleteTree(parseArgs(argc, argv, i + 1));
-        if (cmd == "pkg-clean") return cmdPkgClean(parseArgs(argc, argv, i + 1));
-        if (i + 1 >= argc) {
-            throw UsageError{"'" + cmd + "' needs a verb"};
-        }
-        std::string verb = argv[i + 1];
-        Args args = parseArgs(argc, argv, i + 2);
-        if (cmd == "ou") return cmdOu(verb, args);
-        if (cmd == "peer") return cmdPeer(verb, args);
-        if (cmd == "gpo") return cmdGpo(verb, args);
-        if (cmd == "delegate") return cmdDelegate(verb, args);
-        if (cmd == "delegates") return cmdDelegates(verb, args);
-        if (cmd == "log") return cmdLog(verb, args);
-        if (cmd == "pkg") return cmdPkg(verb, args);
-        if (cmd == "app") return cmdApp(verb, args);
-        if (cmd == "info") return cmdInfo(verb, args);
-        throw UsageError{"unknown command '" + cmd + "'"};
+        Args args = parseArgs(argc, argv, i, *spec, &globals);
+        if (globals.hasRoot) setenv("VURO_SYSROOT", globals.root.c_str(), 1);
+        // The acting user of the event log rows that the command's writes leave.
+        if (globals.hasUser) setenv("VURO_WEBAPI_USERNAME", globals.user.c_str(), 1);
+        if (globals.verbose) openlog("tarn", LOG_PERROR | LOG_PID, LOG_USER);
+        FamilyLocks locks(spec->szLocks);
+        int rc = spec->run(verb, args);
+        if (rc == 0 && spec->szLocks[0] != '\0') warnIfLogRowMissing();
+        return rc;
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);
         return 2;

@@ -151,6 +151,12 @@ TEST_F(GpoLinkTest, LinkTargetsAndRemoval) {
     Json::Value plain(5);
     VUROTARNHttpReqToJsonForLinkedGpo(plain, data);
     EXPECT_EQ(5, data["linked_gpo"].asInt());
+    // Request data that is no object is left as it is, not thrown through.
+    for (Json::Value odd : {Json::Value(Json::arrayValue), Json::Value("x"), Json::Value(7)}) {
+        Json::Value before = odd;
+        EXPECT_NO_THROW(VUROTARNHttpReqToJsonForLinkedGpo(req, odd));
+        EXPECT_EQ(before, odd);
+    }
 }
 
 TEST_F(GpoLinkTest, LinkTextsThatMustNotThrow) {

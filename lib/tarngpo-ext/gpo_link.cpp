@@ -280,6 +280,11 @@ int VUROTARNGpoDeleteGpoLinkById(long idGpo, const char* szGpoLinkOld, char* szG
 }
 
 void VUROTARNHttpReqToJsonForLinkedGpo(const Json::Value& jLinkedGpo, Json::Value& data) {
+    // Request data of another shape has no member to set; it stays as it is.
+    if (!data.isNull() && !data.isObject()) {
+        VUROTARN_TRACE_LOCATED_COND(!data.isObject());
+        return;
+    }
     data["linked_gpo"] = jLinkedGpo;
     Json::Value& jOrder = data["linked_gpo"];
     if (!jOrder.isObject() || !jOrder.isMember("order") || !jOrder["order"].isArray()) {

@@ -2,6 +2,7 @@
  * the name cache of local, domain and directory accounts, and removal of
  * nodes with what hangs on them. */
 #include <signal.h>
+#include <time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -263,4 +264,63 @@ TEST_F(DelegateTargetTest, AnOverrideKilledMidwayKeepsTheOldDelegates) {
     waitpid(pid, &status, 0);
     ASSERT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(before, sqlValue(kRows));
+}
+
+TEST_F(DelegateTargetTest, OverridesKilledAtRandomMomentsLeaveOldOrNewNeverPart) {
+    // Two lists of 40 users each; a writer switches OU 2 between them until
+    // it is killed, at a different moment each round.
+    std::string passwd = readFile(sys("/etc/passwd"));
+    for (int i = 0; i < 80; i++) {
+        passwd += "u" + std::to_string(i) + ":x:" + std::to_string(5000 + i) + ":100::/:/bin/sh\n";
+    }
+    writeFile(sys("/etc/passwd"), passwd);
+    auto list = [&](int first) {
+        std::vector<std::pair<int, std::string>> members;
+        for (int i = first; i < first + 40; i++) members.push_back({8, "u" + std::to_string(i)});
+        return wanted(members);
+    };
+    auto ugids = [&](int first) {
+        std::string out;
+        for (int i = first; i < first + 40; i++) out += (out.empty() ? "" : ",") + std::to_string(5000 + i);
+        return out;
+    };
+    const std::string kHeld =
+        "SELECT ifnull(group_concat(ugid), '') FROM (SELECT ugid FROM delegate WHERE "
+        "target_type=2 AND target_id=2 ORDER BY ugid)";
+    Json::Value j = list(0);
+    ASSERT_OK(VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, j));
+    ASSERT_EQ(ugids(0), sqlValue(kHeld));
+
+    // Each override the writer finishes flips the list held; the kills come
+    // between 0 and about three overrides' time into its run.
+    struct timespec t0, t1;
+    clock_gettime(CLOCK_MONOTONIC, &t0);
+    j = list(40);
+    ASSERT_OK(VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, j));
+    clock_gettime(CLOCK_MONOTONIC, &t1);
+    long usOne = (t1.tv_sec - t0.tv_sec) * 1000000L + (t1.tv_nsec - t0.tv_nsec) / 1000;
+    srand(13);
+    int flips = 0;
+    std::string held = ugids(40);
+    for (int round = 0; round < 10; round++) {
+        int next = held == ugids(0) ? 40 : 0;
+        pid_t pid = fork();
+        ASSERT_LE(0, pid);
+        if (pid == 0) {
+            for (int k = 0;; k++) {
+                Json::Value jNew = list(k % 2 == 0 ? next : 40 - next);
+                VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, jNew);
+            }
+        }
+        usleep((useconds_t)(rand() % (3 * usOne + 1)));
+        kill(pid, SIGKILL);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        std::string was = held;
+        held = sqlValue(kHeld);
+        EXPECT_TRUE(held == ugids(0) || held == ugids(40)) << "round " << round << ": " << held;
+        flips += held != was;
+    }
+    EXPECT_LT(0, flips);  // the writer did get through, so kills also came late
+    EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
 }

@@ -168,7 +168,7 @@ TEST_F(DelegateTargetTest, ListsOfTheWrongKindAreRefusedBeforeAnyWrite) {
     std::vector<std::string> bad = {
         "{\"delegate\":[{\"user_type\":8,\"name\":{}}]}",
         "{\"delegate\":[{\"user_type\":\"user\",\"name\":\"carol\"}]}",
-        "{\"delegate\":[{\"user_type\":8,\"name\":\"carol\"},{\"user_type\":9,\"name\":[\"ops\"]}]}",
+        "{\"delegate\":[{\"user_type\":8,\"name\":\"carol\"},{\"user_type\":9,\"name\":[1]}]}",
         "{\"delegate\":[{\"user_type\":1e300,\"name\":\"carol\"}]}",
         "{\"delegate\":[\"carol\"]}",
         "{\"delegate\":{\"user_type\":8,\"name\":\"carol\"}}",
@@ -180,9 +180,9 @@ TEST_F(DelegateTargetTest, ListsOfTheWrongKindAreRefusedBeforeAnyWrite) {
             Json::Value jBad;
             ASSERT_TRUE(vurojson::fromString(jBad, text));
             int r = -2;
-            EXPECT_NO_THROW(r = blOverride
-                                    ? VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, jBad)
-                                    : VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, jBad))
+            EXPECT_NO_THROW(
+                r = blOverride ? VUROTARNDelegateOverrideListByTarget(2, VURO_TARN_TYPE_OU, jBad)
+                               : VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, jBad))
                 << text;
             EXPECT_EQ(-1, r) << text << " override=" << blOverride;
             EXPECT_EQ(rows, sqlValue("SELECT group_concat(id || extra_info, '|') FROM delegate"))
@@ -191,7 +191,8 @@ TEST_F(DelegateTargetTest, ListsOfTheWrongKindAreRefusedBeforeAnyWrite) {
     }
     // A kind given as decimal text is still a kind, as elsewhere in the records.
     Json::Value jText;
-    ASSERT_TRUE(vurojson::fromString(jText, "{\"delegate\":[{\"user_type\":\"9\",\"name\":\"ops\"}]}"));
+    ASSERT_TRUE(
+        vurojson::fromString(jText, "{\"delegate\":[{\"user_type\":\"9\",\"name\":\"ops\"}]}"));
     ASSERT_OK(VUROTARNDelegateSetListByTarget(2, VURO_TARN_TYPE_OU, jText));
     EXPECT_EQ("9:300", sqlValue("SELECT group_concat(user_type || ':' || ugid) FROM delegate "
                                 "WHERE target_id=2"));
@@ -281,7 +282,8 @@ TEST_F(DelegateTargetTest, OverridesKilledAtRandomMomentsLeaveOldOrNewNeverPart)
     };
     auto ugids = [&](int first) {
         std::string out;
-        for (int i = first; i < first + 40; i++) out += (out.empty() ? "" : ",") + std::to_string(5000 + i);
+        for (int i = first; i < first + 40; i++)
+            out += (out.empty() ? "" : ",") + std::to_string(5000 + i);
         return out;
     };
     const std::string kHeld =

@@ -90,8 +90,8 @@ TEST_F(GpoDelegateTest, DamagedCachesAreSkippedNotThrown) {
     }
 
     // A caller's policy with no room for the set is refused and left alone.
-    for (Json::Value bad : {Json::Value(Json::arrayValue), Json::Value("text"),
-                            Json::Value(Json::objectValue)}) {
+    for (Json::Value bad :
+         {Json::Value(Json::arrayValue), Json::Value("text"), Json::Value(Json::objectValue)}) {
         if (bad.isObject()) bad["gpo_content"] = 5;
         Json::Value before = bad;
         r = -2;

@@ -221,8 +221,8 @@ int VUROTARNDelegateOverrideListByTarget(long nodeId, int nodeType, Json::Value&
     // written all or none.
     std::vector<VURO_TARN_DELEGATE_PLUGIN_ENV*> envs;
     for (VURO_TARN_DELEGATE& row : rows) {
-        envs.push_back(VurotarnDelegate::hooksBefore(VurotarnDelegateTraits::kHookCreate, NULL,
-                                                     &row));
+        envs.push_back(
+            VurotarnDelegate::hooksBefore(VurotarnDelegateTraits::kHookCreate, NULL, &row));
     }
     int result = replaceRowsOfTarget(nodeId, nodeType, rows);
     if (result < 0) {

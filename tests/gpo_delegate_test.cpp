@@ -49,6 +49,7 @@ TEST_F(GpoDelegateTest, HoldersAboveThePeerGroupedByKind) {
     EXPECT_TRUE(jUntouched.empty());
     EXPECT_EQ(-1, VUROTARNGpoGetPolicyDelegate(-1, jUntouched, jSet));
     EXPECT_EQ(-1, VUROTARNGpoGetPolicyDelegate(99, jUntouched, jSet));  // no such peer
+    EXPECT_TRUE(jUntouched.empty());
 }
 
 TEST_F(GpoDelegateTest, DamagedCachesAreSkippedNotThrown) {

@@ -52,8 +52,9 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
     }
     // The set goes into gpo_content: a caller's policy of another shape has
     // no place for it.
+    const Json::Value& jGpoRead = jGpo;  // a look that adds no member
     if (!(jGpo.isNull() || jGpo.isObject()) ||
-        !(jGpo.isNull() || jGpo["gpo_content"].isNull() || jGpo["gpo_content"].isObject())) {
+        !(jGpoRead["gpo_content"].isNull() || jGpoRead["gpo_content"].isObject())) {
         VUROTARN_TRACE_LOCATED_COND(!jGpo["gpo_content"].isObject());
         return -1;
     }

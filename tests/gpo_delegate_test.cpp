@@ -1,5 +1,7 @@
 /* gpo_delegate_test.cpp - the delegates set a peer receives with its policy:
  * holders on the peer and on OUs above it, grouped by account kind. */
+#include <vurojson.h>
+
 #include "tarn_test.h"
 #include "vurotarn.h"
 
@@ -47,4 +49,55 @@ TEST_F(GpoDelegateTest, HoldersAboveThePeerGroupedByKind) {
     EXPECT_TRUE(jUntouched.empty());
     EXPECT_EQ(-1, VUROTARNGpoGetPolicyDelegate(-1, jUntouched, jSet));
     EXPECT_EQ(-1, VUROTARNGpoGetPolicyDelegate(99, jUntouched, jSet));  // no such peer
+    EXPECT_TRUE(jUntouched.empty());
+}
+
+TEST_F(GpoDelegateTest, DamagedCachesAreSkippedNotThrown) {
+    // Stored caches of the wrong kinds. A cache that is not empty is not
+    // refreshed here, so these delegates leave the set; the call answers 0.
+    sql("UPDATE delegate SET extra_info='{\"userNameCache\":\"x\",\"domainType\":[1]}' "
+        "WHERE ugid=1026 AND target_id=1;"
+        "UPDATE delegate SET extra_info='{\"userNameCache\":\"s\",\"domainType\":\"domain\","
+        "\"domainName\":{}}' WHERE ugid=700;"
+        "UPDATE delegate SET extra_info='[1,2]' WHERE ugid=300001;");
+    Json::Value jSet;
+    jSet["Delegate"] = 1;
+    Json::Value jGpo(Json::objectValue);
+    int r = -2;
+    EXPECT_NO_THROW(r = VUROTARNGpoGetPolicyDelegate(7, jGpo, jSet));
+    EXPECT_EQ(0, r);
+    const Json::Value& d = jGpo["gpo_content"]["Delegate"];
+    EXPECT_EQ(1, d["vuro_set_version"].asInt());
+    EXPECT_FALSE(d.isMember("domain"));
+    EXPECT_FALSE(d.isMember("ldap"));
+    for (const Json::Value& u : d["local"]) EXPECT_TRUE(u["domainType"].isString());
+
+    // The name cache itself: a damaged cache is written anew from the name.
+    for (const char* damaged : {"{\"domainType\":{},\"domainName\":\"local\",\"userNameCache\":1}",
+                                "{\"domainType\":\"local\",\"domainName\":[],"
+                                "\"userNameCache\":\"alice\"}",
+                                "[\"userNameCache\"]", "7"}) {
+        VURO_TARN_DELEGATE del;
+        del.ugid = 1026;
+        del.user_type = VURO_TARN_TYPE_USER;
+        del.str_extra_info = damaged;
+        r = -2;
+        EXPECT_NO_THROW(r = VURODelegatePrepareExtraInfo(&del)) << damaged;
+        EXPECT_EQ(0, r) << damaged;
+        Json::Value j;
+        ASSERT_TRUE(vurojson::fromString(j, del.str_extra_info));
+        EXPECT_EQ("alice", j["userNameCache"].asString()) << damaged;
+        EXPECT_EQ("local", j["domainType"].asString()) << damaged;
+    }
+
+    // A caller's policy with no room for the set is refused and left alone.
+    for (Json::Value bad :
+         {Json::Value(Json::arrayValue), Json::Value("text"), Json::Value(Json::objectValue)}) {
+        if (bad.isObject()) bad["gpo_content"] = 5;
+        Json::Value before = bad;
+        r = -2;
+        EXPECT_NO_THROW(r = VUROTARNGpoGetPolicyDelegate(7, bad, jSet));
+        EXPECT_EQ(-1, r);
+        EXPECT_EQ(before, bad);
+    }
 }

@@ -133,10 +133,15 @@ TEST_F(EvaluateTest, OrderTextMembersOfTheWrongKind) {
         Json::Value k(Json::objectValue);
         EXPECT_EQ(-1, VUROTARNGpoGetEvaluate(1, VURO_TARN_TYPE_OU, k, &odd[0])) << odd;
     }
-    // The same in a stored link text, through the explanation.
+    // The same in a stored link text, through the explanation; a link whose
+    // flag is no number takes no part, one with the number 0 is plain.
     sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":{}},{\"id\":5,\"override\":\"x\"}]}' "
         "WHERE id=1");
     Json::Value jExplain;
+    ASSERT_OK(VUROTARNGpoGetEvaluateExplain(1, VURO_TARN_TYPE_OU, jExplain));
+    EXPECT_TRUE(jExplain["sets"]["X"]["winner"].isNull());
+    sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":{}},{\"id\":5,\"override\":0}]}' "
+        "WHERE id=1");
     ASSERT_OK(VUROTARNGpoGetEvaluateExplain(1, VURO_TARN_TYPE_OU, jExplain));
     EXPECT_EQ(5, jExplain["sets"]["X"]["winner"]["gpo_id"].asInt());
 }

@@ -151,31 +151,53 @@ TEST_F(GpoLinkTest, LinkTargetsAndRemoval) {
     Json::Value plain(5);
     VUROTARNHttpReqToJsonForLinkedGpo(plain, data);
     EXPECT_EQ(5, data["linked_gpo"].asInt());
+    // Request data that is no object is left as it is, not thrown through.
+    for (Json::Value odd : {Json::Value(Json::arrayValue), Json::Value("x"), Json::Value(7)}) {
+        Json::Value before = odd;
+        EXPECT_NO_THROW(VUROTARNHttpReqToJsonForLinkedGpo(req, odd));
+        EXPECT_EQ(before, odd);
+    }
 }
 
 TEST_F(GpoLinkTest, LinkTextsThatMustNotThrow) {
-    // Ids and flags that are no integers read as 0: no such policy, a plain
-    // link; decimal text reads as its number. None of them throws.
+    // Ids that are no integers read as 0, no such policy; decimal text reads
+    // as its number. A flag that is not the number 0 or 1 (a text, a huge
+    // number, one not cut to the int 1, an object, null, a boolean) puts its
+    // link in neither kind: it drops out. None of them throws.
     sql("UPDATE ou SET linked_gpo='{\"order\":[{\"id\":{}},{\"id\":1e300},{\"id\":\"8\"},"
         "{\"id\":4,\"override\":\"yes\"},{\"id\":[1]}]}' WHERE id=1;"
+        "UPDATE ou SET linked_gpo='{\"order\":[{\"id\":1,\"override\":{}},"
+        "{\"id\":2,\"override\":1.0}]}' WHERE id=0;"
+        "UPDATE ou SET linked_gpo='{\"order\":[{\"id\":5,\"override\":null},"
+        "{\"id\":15,\"override\":true}]}' WHERE id=2;"
         "UPDATE peer SET linked_gpo='{\"order\":[{\"id\":6,\"override\":1e300},"
         "{\"id\":7,\"override\":4294967297}]}' WHERE id=7;");
-    // G's flag is neither 0 nor 1 (not cut to the int 1): it drops out.
-    EXPECT_EQ((std::vector<long>{A, F, E, H, D, B}), orderIds(7, VURO_TARN_TYPE_PEER));
+    // B's 1.0 is the number 1: enforced now.
+    EXPECT_EQ((std::vector<long>{B, H}), orderIds(7, VURO_TARN_TYPE_PEER));
     Json::Value jExplain;
     ASSERT_OK(VUROTARNGpoGetEvaluateExplain(7, VURO_TARN_TYPE_PEER, jExplain));
-    EXPECT_EQ(6u, jExplain["order"].size());
+    EXPECT_EQ(2u, jExplain["order"].size());
 
     char out[128];
+    int r = 0;
     ASSERT_OK(VUROTARNGpoDeleteGpoLinkById(
         1, "{\"order\":[{\"id\":\"1\"},{\"id\":{}},{\"id\":\"x\"},{\"id\":2}]}", out, sizeof(out)));
     EXPECT_STREQ("{\"order\":[{\"id\":{}},{\"id\":\"x\"},{\"id\":2}]}", out);
+
+    // The event row of a link edit names the linked policies: ids beyond 64
+    // bits are no policy there either.
+    VURO_TARN_OU ou;
+    ASSERT_OK(VUROTARNOuGet(2, &ou));
+    ou.str_linked_gpo = "{\"order\":[{\"id\":18446744073709551615},{\"id\":1e19},{\"id\":5}]}";
+    r = -2;
+    EXPECT_NO_THROW(r = VUROTARNOuSet(&ou));
+    EXPECT_EQ(0, r);
 
     // Nested deeper than the JSON reader's limit: unreadable, like any
     // text that does not parse.
     std::string deep(1001, '[');
     sql("UPDATE ou SET linked_gpo='" + deep + "' WHERE id=1");
-    int r = 0;
+    r = 0;
     orderIds(7, VURO_TARN_TYPE_PEER, &r);
     EXPECT_EQ(-1, r);
     ASSERT_OK(VUROTARNGpoGetEvaluateExplain(7, VURO_TARN_TYPE_PEER, jExplain));

@@ -245,3 +245,87 @@ TEST_F(GpoTest, CommandLine) {
     ASSERT_EQ(0, tarn({"gpo", "delete", std::to_string(lab)}, &j));
     EXPECT_EQ(1, tarn({"gpo", "get", std::to_string(lab)}));
 }
+
+TEST_F(GpoTest, JsonOfAnyShapeNeverThrowsThroughTheLibrary) {
+    // Every entry that takes a caller's JSON, fed values of every kind; each
+    // answers (a failure is fine), none throws.
+    sql("INSERT INTO ou(id, name, parent_id) VALUES (1,'one',0);"
+        "INSERT INTO peer(id, sn, parent_id) VALUES (7,'SN7',1);");
+    std::vector<Json::Value> shapes = {Json::Value(),
+                                       Json::Value(Json::arrayValue),
+                                       Json::Value(Json::objectValue),
+                                       Json::Value("text"),
+                                       Json::Value((Json::UInt64)18446744073709551615ULL),
+                                       Json::Value(-1e300),
+                                       Json::Value(true)};
+    Json::Value withMembers(Json::objectValue);
+    for (const char* key : {"gpo_content", "Delegate", "delegate", "id", "name", "user_type",
+                            "ugid", "order", "linked_gpo", "setting", "extra_info", "Samba"}) {
+        withMembers[key] = Json::Value(Json::arrayValue);
+        withMembers[key].append(1);
+    }
+    shapes.push_back(withMembers);
+    Json::Value nested(Json::objectValue);
+    nested["gpo_content"]["Samba"] = "x";
+    nested["gpo_content"]["Delegate"] = 3;
+    nested["order"] = Json::Value(Json::arrayValue);
+    nested["order"].append("x");
+    nested["delegate"] = Json::Value(Json::arrayValue);
+    nested["delegate"].append(Json::Value(Json::arrayValue));
+    shapes.push_back(nested);
+
+    for (const Json::Value& a : shapes) {
+        for (const Json::Value& b : shapes) {
+            std::string what = a.toStyledString() + " / " + b.toStyledString();
+            Json::Value x = a, y = b, out;
+            EXPECT_NO_THROW(VUROTARNGpoGetPolicyDelegate(7, x, y)) << what;
+            x = a, y = b;
+            EXPECT_NO_THROW(VUROTARNGpoGetWithVersionConvert(x, y)) << what;
+            x = a, y = b;
+            EXPECT_NO_THROW(VUROTARNGpoGetWithVersionConvertForFetch(x, y)) << what;
+            x = b;
+            EXPECT_NO_THROW(VUROTARNHttpReqToJsonForLinkedGpo(a, x)) << what;
+            x = a;
+            EXPECT_NO_THROW(VUROTARNJsonDiff(a, b, x)) << what;
+        }
+        std::string what = a.toStyledString();
+        Json::Value x = a;
+        EXPECT_NO_THROW(VUROTARNGpoGetEvaluate(7, VURO_TARN_TYPE_PEER, x, nullptr)) << what;
+        x = a;
+        EXPECT_NO_THROW(VUROTARNGpoGetEvaluateExplain(7, VURO_TARN_TYPE_PEER, x)) << what;
+        x = a;
+        EXPECT_NO_THROW(VUROTARNGpoGetOrder(7, VURO_TARN_TYPE_PEER, x)) << what;
+        EXPECT_NO_THROW(VUROTARNLogFormat_LinkedGPOValue(a)) << what;
+        x = a;
+        EXPECT_NO_THROW(VUROTARNDelegateSetListByTarget(1, VURO_TARN_TYPE_OU, x)) << what;
+        x = a;
+        EXPECT_NO_THROW(VUROTARNDelegateOverrideListByTarget(1, VURO_TARN_TYPE_OU, x)) << what;
+        x = a;
+        EXPECT_NO_THROW(VUROTARNDelegateCreateByTarget(1, VURO_TARN_TYPE_OU, x)) << what;
+
+        // The records' JSON forms, both ways.
+        Json::Value in = a;
+        VURO_TARN_OU ou;
+        VURO_TARN_PEER peer;
+        VURO_TARN_GPO gpo;
+        VURO_TARN_DELEGATE delegate;
+        VURO_TARN_INFO info;
+        EXPECT_NO_THROW(VUROTARNOuJsonToStruct(in, &ou)) << what;
+        EXPECT_NO_THROW(VUROTARNPeerJsonToStruct(in, &peer)) << what;
+        EXPECT_NO_THROW(VUROTARNGpoJsonToStruct(in, &gpo)) << what;
+        EXPECT_NO_THROW(VUROTARNDelegateJsonToStruct(in, &delegate)) << what;
+        EXPECT_NO_THROW(VUROTARNInfoJsonToStruct(in, &info)) << what;
+        for (const Json::Value& b : shapes) {
+            Json::Value ret = b;
+            EXPECT_NO_THROW(VUROTARNOuStructToJson(&ou, a, ret)) << what;
+            ret = b;
+            EXPECT_NO_THROW(VUROTARNPeerStructToJson(&peer, a, ret)) << what;
+            ret = b;
+            EXPECT_NO_THROW(VUROTARNGpoStructToJson(&gpo, a, ret)) << what;
+            ret = b;
+            EXPECT_NO_THROW(VUROTARNDelegateStructToJson(&delegate, a, ret)) << what;
+            ret = b;
+            EXPECT_NO_THROW(VUROTARNInfoStructToJson(&info, a, ret)) << what;
+        }
+    }
+}

@@ -110,8 +110,10 @@ int VURODelegatePrepareExtraInfo(VURO_TARN_DELEGATE* pDelegate) {
         VUROTARN_TRACE_COND(AUTH_MIN == domainType);
         return -1;
     }
-    if (!jExtra.isObject() || !jExtra.isMember("domainType") || !jExtra.isMember("domainName") ||
-        !jExtra.isMember("userNameCache")) {
+    // A cache without its three texts (absent, or damaged in the database)
+    // is written anew from the name just read.
+    if (!jExtra.isObject() || !jExtra["domainType"].isString() ||
+        !jExtra["domainName"].isString() || !jExtra["userNameCache"].isString()) {
         return updateExtraInfo(pDelegate, szName, szDomainName, domainType);
     }
     // Only a rename inside the cached domain is followed; an id that now

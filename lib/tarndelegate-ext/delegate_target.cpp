@@ -2,10 +2,17 @@
  * administration interface sends the wanted users and groups by name; the
  * rows are brought into line, and unchanged delegates keep their ids. */
 #include <stdio.h>
+#include <stdlib.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <vector>
 
 #include <vurojson.h>
 
+#include "common/vurotarn_json_int.h"
 #include "common/vurotarn_list_int.h"
+#include "tarndelegate/vurotarndelegate_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_uid.h"
 #include "vurotarndelegate_target.h"
@@ -56,16 +63,28 @@ int VUROTARNDelegateListByTarget(long id, int nodeType, VURO_TARN_DELEGATE** pDe
 namespace {
 
 /* Resolves each element's name to its id; a name that no longer resolves
- * leaves the list. */
+ * leaves the list. A list of another shape (an element that is no object, a
+ * name that is no text, a kind that is neither user nor group) is refused
+ * whole, before anything is written. */
 int JsonDelegateGetUGName(Json::Value& jNode) {
     if (!jNode.isObject() || !jNode.isMember("delegate")) {
         VUROTARN_TRACE_LOCATED_COND(!jNode.isMember("delegate"));
         return -1;
     }
+    if (!jNode["delegate"].isArray()) {
+        VUROTARN_TRACE_LOCATED_COND(!jNode["delegate"].isArray());
+        return -1;
+    }
     Json::Value jNew(Json::arrayValue);
     for (Json::Value jElem : jNode["delegate"]) {
-        std::string name = jElem.isObject() ? jElem["name"].asString() : "";
-        long userType = jElem.isObject() ? (long)jElem["user_type"].asInt64() : 0;
+        if (!jElem.isObject() || !jElem["name"].isString()) {
+            VUROTARN_TRACE_LOCATED_COND(!jElem["name"].isString());
+            return -1;
+        }
+        std::string name = jElem["name"].asString();
+        long userType = (long)vurotarnJsonInt64(jElem["user_type"]);
+        // Later readers of the element take a plain integer.
+        jElem["user_type"] = (Json::Int64)userType;
         if (userType == VURO_TARN_TYPE_USER) {
             PVURO_USER pUser = NULL;
             if (VUROUserGet(name.c_str(), &pUser) < 0 || pUser == NULL) {
@@ -103,8 +122,8 @@ bool delegateSame(const Json::Value& jElem, const Json::Value& jExtra,
                   const VURO_TARN_DELEGATE* pDelegate) {
     return jElem["domainName"] == jExtra["domainName"] &&
            jElem["domainType"] == jExtra["domainType"] &&
-           jElem["ugid"].asUInt64() == pDelegate->ugid &&
-           jElem["user_type"].asInt64() == pDelegate->user_type;
+           vurotarnJsonUInt64(jElem["ugid"]) == pDelegate->ugid &&
+           vurotarnJsonInt64(jElem["user_type"]) == pDelegate->user_type;
 }
 
 }  // namespace
@@ -132,26 +151,96 @@ int VUROTARNDelegateCreateByTarget(long nodeId, long nodeType, Json::Value& jNod
     return 0;
 }
 
+namespace {
+
+/* The last row id inserted on the connection. */
+int lastRowId(void* parm, int n_column, char** column_value, char**) {
+    if (n_column > 0 && column_value != NULL && column_value[0] != NULL) {
+        *(long*)parm = strtol(column_value[0], NULL, 10);
+    }
+    return 0;
+}
+
+/* Deletes the node's rows and inserts the new ones on one connection in one
+ * transaction: a failure or a kill before the commit leaves the old rows.
+ * Each inserted row learns its id. */
+int replaceRowsOfTarget(long nodeId, int nodeType, std::vector<VURO_TARN_DELEGATE>& rows) {
+    VurotarnConnection db;
+    // IMMEDIATE: the write lock is taken (and waited for) before the delete.
+    if (VUROTARN_STEP_FAILED(db.exec("BEGIN IMMEDIATE TRANSACTION"))) {
+        return -1;
+    }
+    char szSQL[256];
+    sqlite3_snprintf(sizeof(szSQL), szSQL,
+                     "DELETE FROM delegate WHERE target_id=%ld and target_type=%d;", nodeId,
+                     nodeType);
+    bool blFailed = VUROTARN_STEP_FAILED(db.exec(szSQL));
+    long pid = (long)getpid();
+    for (size_t i = 0; i < rows.size() && !blFailed; i++) {
+        rows[i].mtime = time(NULL);
+        VurotarnSqlText sql(VurotarnDelegateTraits::insertSql(rows[i], pid));
+        long id = -1;
+        blFailed = !sql || VUROTARN_STEP_FAILED(db.exec(sql.get())) ||
+                   VUROTARN_STEP_FAILED(db.exec("SELECT last_insert_rowid();", lastRowId, &id)) ||
+                   id < 0;
+        rows[i].id = id;
+    }
+    if (!blFailed && !VUROTARN_STEP_FAILED(db.exec("COMMIT TRANSACTION"))) {
+        return 0;
+    }
+    // A statement that failed may have ended the transaction already; then
+    // this fails too, and closing the connection undoes what is left.
+    db.exec("ROLLBACK TRANSACTION");
+    return -1;
+}
+
+}  // namespace
+
 int VUROTARNDelegateOverrideListByTarget(long nodeId, int nodeType, Json::Value& jNode) {
     if (0 > nodeId) {
         VUROTARN_TRACE_LOCATED_COND(0 > nodeId);
         return -1;
     }
-    if (VUROTARN_STEP_FAILED(JsonDelegateGetUGName(jNode)) ||
-        VUROTARN_STEP_FAILED(VUROTARNDelegateDeleteByTarget(nodeId, nodeType)) ||
-        VUROTARN_STEP_FAILED(VUROTARNDelegateCreateByTarget(nodeId, nodeType, jNode))) {
+    if (VUROTARN_STEP_FAILED(JsonDelegateGetUGName(jNode))) {
         return -1;
     }
-    return 0;
+    // Every new row is complete, name cache and all, before the old ones go.
+    std::vector<VURO_TARN_DELEGATE> rows(jNode["delegate"].size());
+    for (Json::ArrayIndex i = 0; i < jNode["delegate"].size(); i++) {
+        if (VUROTARN_STEP_FAILED(VUROTARNDelegateJsonToStruct(jNode["delegate"][i], &rows[i]))) {
+            return -1;
+        }
+        rows[i].target_type = nodeType;
+        rows[i].target_id = nodeId;
+        if (VUROTARN_STEP_FAILED(VURODelegatePrepareExtraInfo(&rows[i]))) {
+            return -1;
+        }
+    }
+    // The create hooks run outside the transaction, so that a slow plug-in
+    // does not hold the database's write lock; the rows they announce are
+    // written all or none.
+    std::vector<VURO_TARN_DELEGATE_PLUGIN_ENV*> envs;
+    for (VURO_TARN_DELEGATE& row : rows) {
+        envs.push_back(
+            VurotarnDelegate::hooksBefore(VurotarnDelegateTraits::kHookCreate, NULL, &row));
+    }
+    int result = replaceRowsOfTarget(nodeId, nodeType, rows);
+    if (result < 0) {
+        VUROTARN_TRACE_LOCATED_COND(0 > replaceRowsOfTarget(nodeId, nodeType, rows));
+    }
+    for (size_t i = 0; i < rows.size(); i++) {
+        VurotarnDelegate::changeLog(result, VUROTARN_LOG_ACTION_CREATE, &rows[i], NULL, "create",
+                                    rows[i].id);
+        VurotarnDelegate::hooksAfter(envs[i], VurotarnDelegateTraits::kHookCreate, result);
+    }
+    return result;
 }
 
 namespace {
 
+/* jNode's names are resolved already. */
 int setListAgainstRows(long nodeId, int nodeType, Json::Value& jNode,
                        VURO_TARN_DELEGATE* listDelegate) {
-    if (VUROTARN_STEP_FAILED(JsonDelegateGetUGName(jNode))) {
-        return -1;
-    }
     Json::Value& jWanted = jNode["delegate"];
     for (Json::ArrayIndex i = 0; i < jWanted.size(); i++) {
         VURO_TARN_DELEGATE delegate;
@@ -208,6 +297,11 @@ int setListAgainstRows(long nodeId, int nodeType, Json::Value& jNode,
 int VUROTARNDelegateSetListByTarget(long nodeId, int nodeType, Json::Value& jNode) {
     if (0 > nodeId) {
         VUROTARN_TRACE_LOCATED_COND(0 > nodeId);
+        return -1;
+    }
+    // The caller's list is read whole first: one of another shape changes
+    // nothing, not even the name caches.
+    if (VUROTARN_STEP_FAILED(JsonDelegateGetUGName(jNode))) {
         return -1;
     }
     size_t count = 0;

@@ -50,6 +50,14 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
     if (!jSet.isObject() || !jSet.isMember("Delegate")) {
         return 0;  // the reader does not know the set
     }
+    // The set goes into gpo_content: a caller's policy of another shape has
+    // no place for it.
+    const Json::Value& jGpoRead = jGpo;  // a look that adds no member
+    if (!(jGpo.isNull() || jGpo.isObject()) ||
+        !(jGpoRead["gpo_content"].isNull() || jGpoRead["gpo_content"].isObject())) {
+        VUROTARN_TRACE_LOCATED_COND(!jGpo["gpo_content"].isObject());
+        return -1;
+    }
     VURO_TARN_DELEGATE* pDelegateHead = NULL;
     if (0 > GetDelegateList(peerId, &pDelegateHead)) {
         VUROTARN_TRACE_COND(0 > GetDelegateList(peerId, &pDelegateHead));
@@ -71,6 +79,13 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
         }
         if (!jExtra.isMember("domainType")) {
             VUROTARN_TRACE_COND(!jExtra.isMember("domainType"));
+            continue;
+        }
+        // The cache is stored text anyone with the database can damage; a
+        // kind or domain that is no text cannot be placed in the set.
+        if (!jExtra["domainType"].isString() ||
+            (jExtra.isMember("domainName") && !jExtra["domainName"].isString())) {
+            VUROTARN_TRACE_COND(!jExtra["domainType"].isString());
             continue;
         }
         Json::Value jUser = jExtra;

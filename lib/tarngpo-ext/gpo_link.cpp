@@ -30,6 +30,19 @@ BOOL findNodeInJson(long id, Json::Value& jGpoLink) {
     return FALSE;
 }
 
+enum LinkKind { kLinkPlain, kLinkEnforced, kLinkNeither };
+
+/* The number 1 is an enforced link, 0 or no flag a plain one. Anything else
+ * (2, "yes", {}, null, true) is neither: such a link takes no part in the
+ * order rather than be guessed at. */
+LinkKind linkKind(const Json::Value& jElem) {
+    if (!jElem.isMember("override")) return kLinkPlain;
+    const Json::Value& jFlag = jElem["override"];
+    if (!jFlag.isNumeric()) return kLinkNeither;
+    double d = jFlag.asDouble();
+    return d == 1 ? kLinkEnforced : d == 0 ? kLinkPlain : kLinkNeither;
+}
+
 }  // namespace
 
 /* Adds the links of one node's text of one kind (enforced or plain). */
@@ -61,9 +74,7 @@ int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOv
         if (findNodeInJson(idGpo, jGpoLink)) {
             continue;  // the first place wins
         }
-        bool blHasOverride = jElem.isMember("override");
-        long long iOverride = blHasOverride ? vurotarnJsonInt64(jElem["override"]) : 0;
-        if (blOverride ? !(blHasOverride && iOverride == 1) : iOverride != 0) {
+        if (linkKind(jElem) != (blOverride ? kLinkEnforced : kLinkPlain)) {
             continue;
         }
         VURO_TARN_GPO gpo;
@@ -269,6 +280,11 @@ int VUROTARNGpoDeleteGpoLinkById(long idGpo, const char* szGpoLinkOld, char* szG
 }
 
 void VUROTARNHttpReqToJsonForLinkedGpo(const Json::Value& jLinkedGpo, Json::Value& data) {
+    // Request data of another shape has no member to set; it stays as it is.
+    if (!data.isNull() && !data.isObject()) {
+        VUROTARN_TRACE_LOCATED_COND(!data.isObject());
+        return;
+    }
     data["linked_gpo"] = jLinkedGpo;
     Json::Value& jOrder = data["linked_gpo"];
     if (!jOrder.isObject() || !jOrder.isMember("order") || !jOrder["order"].isArray()) {

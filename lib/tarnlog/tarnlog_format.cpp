@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "common/vurotarn_json_int.h"
 #include "tarnlog/vurotarnlog_int.h"
 #include "vurotarn_macro_util.h"
 
@@ -58,8 +59,10 @@ std::string VUROTARNLogFormat_LinkedGPOValue(const Json::Value& jLinkedGPO) {
         if (!link.isObject() || !link.isMember("id")) {
             continue;
         }
-        long id = link["id"].isConvertibleTo(Json::intValue) || link["id"].isIntegral()
-                      ? (long)link["id"].asInt64()
+        // A number beyond 64 bits is integral too; the lenient reader keeps
+        // it from throwing through the write that logs it.
+        long id = link["id"].isNumeric() || link["id"].isBool()
+                      ? (long)vurotarnJsonInt64(link["id"])
                       : -1;
         VURO_TARN_GPO gpo;
         std::string name;

@@ -182,6 +182,29 @@ TEST_F(AppTest, DeleteTakesOnlyItsOwnIconsAndRunsTheHooks) {
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
 }
 
+/* A peerinfo entry that is a link out of the root: the delete goes on, the
+ * icons it leads to stay and the failure is traced. */
+TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
+    VURO_TARN_APP a = makeApp(1, "files");
+    ASSERT_OK(VUROTARNAppCreate(&a));
+    const std::string canary = root_ + "-canary";
+    ASSERT_OK(mkdir(canary.c_str(), 0755));
+    ASSERT_OK(mkdir((canary + "/apps").c_str(), 0755));
+    writeFile(canary + "/apps/icon.png", "png");
+    mkdir(sys("/var/packages/TARN/target/peerinfo").c_str(), 0755);
+    std::string entry = sys("/var/packages/TARN/target/peerinfo/" + std::to_string(a.id));
+    ASSERT_OK(symlink(canary.c_str(), entry.c_str()));
+
+    ASSERT_OK(VUROTARNAppDelete(a.id));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
+    EXPECT_EQ("png", readFile(canary + "/apps/icon.png"));
+    EXPECT_TRUE(logHas("0 > VUROFSRemoveTree(szPath)")) << logDump();
+
+    unlink((canary + "/apps/icon.png").c_str());
+    rmdir((canary + "/apps").c_str());
+    rmdir(canary.c_str());
+}
+
 TEST_F(AppTest, CommandLine) {
     Json::Value j;
     ASSERT_EQ(0, tarn({"app", "set", "--peer", "4", "--app-id", "files", "--name-enu", "Files",

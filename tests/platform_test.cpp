@@ -2,6 +2,7 @@
  * key-value files below the system root, shell-free processes, plug-ins with
  * their environment and time limit, and the JSON helpers. */
 #include <dirent.h>
+#include <errno.h>
 #include <ftw.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -21,6 +22,7 @@
 #include <vector>
 
 #include "vurocore.h"
+#include "vurofs.h"
 #include "vurojson.h"
 
 namespace {
@@ -225,6 +227,71 @@ TEST_F(SysrootTest, SysPathMapsOnceAndOnlyAbsolutePaths) {
 
     setenv("VURO_SYSROOT", "", 1);
     EXPECT_EQ("/etc/a", VUROSysPathStr("/etc/a"));
+}
+
+/* A link planted under the root, or "..", must not take a path elsewhere:
+ * the join refuses it, and the calls that create or remove stop there. */
+TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
+    const std::string canary = root_ + "-canary";
+    ASSERT_EQ(0, mkdir(canary.c_str(), 0755));
+    spill(canary + "/keep", "k");
+    ASSERT_EQ(0, symlink(canary.c_str(), sys("/out").c_str()));
+    ASSERT_EQ(0, symlink((canary + "/new").c_str(), sys("/dangling").c_str()));
+    ASSERT_EQ(0, symlink("../../../../../../../../..", sys("/etc/up").c_str()));
+    ASSERT_EQ(0, symlink(sys("/etc").c_str(), sys("/in").c_str()));
+    ASSERT_EQ(0, symlink("loop", sys("/loop").c_str()));
+
+    errno = 0;
+    EXPECT_EQ("", VUROSysPathStr("/../../etc/passwd"));
+    EXPECT_EQ(EXDEV, errno);
+    EXPECT_EQ("", VUROSysPathStr("/etc/../../x"));
+    EXPECT_EQ("", VUROSysPathStr("/out/keep"));
+    EXPECT_EQ("", VUROSysPathStr("/out"));
+    EXPECT_EQ("", VUROSysPathStr("/dangling"));
+    EXPECT_EQ("", VUROSysPathStr("/etc/up/tmp"));
+    EXPECT_EQ("", VUROSysPathStr(sys("/out/keep")));  // already joined: looked at all the same
+    EXPECT_EQ("", VUROSysPathStr("/loop"));
+    char buf[4096];
+    EXPECT_EQ(-1, VUROSysPath("/out/keep", buf, sizeof(buf)));
+    EXPECT_EQ(EXDEV, errno);
+    // Not following the last step: the link itself may be removed or replaced.
+    EXPECT_EQ(sys("/out"), VUROSysPathStr("/out", VURO_SYSPATH_NOFOLLOW));
+    EXPECT_EQ("", VUROSysPathStr("/out/keep", VURO_SYSPATH_NOFOLLOW));
+    // What stays inside is joined as it was written.
+    EXPECT_EQ(sys("/etc/../etc/a"), VUROSysPathStr("/etc/../etc/a"));
+    EXPECT_EQ(sys("/in/a"), VUROSysPathStr("/in/a"));
+    EXPECT_EQ(sys("/new/../x"), VUROSysPathStr("/new/../x"));
+
+    // Creating and removing calls stop at the refusal.
+    EXPECT_EQ(-1, QLIBCFileTouch("/dangling"));
+    EXPECT_EQ(-1, QLIBCFileTouch("/out/new"));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue("/dangling", "k", "v", 0));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue("/out/keep", "k", "v", 0));
+    EXPECT_EQ(-1, VUROFSMkdirP("/out/sub", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    EXPECT_EQ(-1, VUROFSMkdirP("/dangling", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    // The whole path comes back inside, but a step of mkdir -p would not.
+    std::string back = "/out/made/../../" + root_.substr(root_.rfind('/') + 1) + "/x";
+    EXPECT_EQ(-1, VUROFSMkdirP(back.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    EXPECT_EQ(-1, VUROFSRemoveTree("/out/keep"));
+    EXPECT_EQ((std::set<std::string>{"keep"}), entries(canary));
+    EXPECT_EQ("k", slurp(canary + "/keep"));
+
+    // A tree with links in it goes; the links go as links.
+    ASSERT_EQ(0, VUROFSMkdirP("/tree/a/b", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    spill(sys("/tree/a/b/f"), "f");
+    ASSERT_EQ(0, symlink(canary.c_str(), sys("/tree/a/link").c_str()));
+    ASSERT_EQ(0, symlink((canary + "/keep").c_str(), sys("/tree/a/b/file").c_str()));
+    EXPECT_EQ(0, VUROFSRemoveTree("/tree/"));
+    EXPECT_NE(0, access(sys("/tree").c_str(), F_OK));
+    EXPECT_EQ(0, VUROFSRemoveTree("/out"));
+    EXPECT_NE(0, access(sys("/out").c_str(), F_OK));
+    EXPECT_EQ(0, VUROFSRemoveTree("/nosuch"));
+    EXPECT_EQ("k", slurp(canary + "/keep"));
+    struct stat st;
+    EXPECT_NE(0, lstat((canary + "/new").c_str(), &st));
+
+    unlink((canary + "/keep").c_str());
+    rmdir(canary.c_str());
 }
 
 TEST_F(SysrootTest, ExecRunsWithoutShellAndReportsStatus) {

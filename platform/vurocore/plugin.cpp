@@ -185,11 +185,15 @@ int QLIBPluginInit(const char* name, const PQLIBSZLIST dirs, int major, int mino
                 continue;
             }
             std::string dir = VUROSysPathStr(dirs->pszItem[i]);
+            if (dir.empty()) {
+                continue;
+            }
             while (dir.size() > 1 && dir.back() == '/') {
                 dir.pop_back();
             }
             std::string candidate = dir + (dir == "/" ? "" : "/") + name;
-            if (!isPluginFile(candidate)) {
+            // A plug-in file that is a link out of the root is not run.
+            if (VUROSysPathStr(candidate).empty() || !isPluginFile(candidate)) {
                 continue;
             }
             PQLIBPLUGIN plugin = new _tag_qlib_plugin_();

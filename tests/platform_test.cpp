@@ -2,6 +2,7 @@
  * key-value files below the system root, shell-free processes, plug-ins with
  * their environment and time limit, and the JSON helpers. */
 #include <dirent.h>
+#include <fcntl.h>
 #include <errno.h>
 #include <ftw.h>
 #include <stdint.h>
@@ -23,6 +24,7 @@
 
 #include "vurocore.h"
 #include "vurofs.h"
+#include "tarn_test.h"
 #include "vurojson.h"
 
 namespace {
@@ -412,6 +414,81 @@ TEST_F(SysrootTest, PluginFailuresMissingAndTimeout) {
         if (!gone) usleep(10000);
     }
     EXPECT_TRUE(gone) << stat;
+}
+
+namespace {
+
+// True once the process is gone or a zombie, waiting up to two seconds.
+bool processEnds(const std::string& pidText) {
+    std::string stat = "/proc/" + pidText.substr(0, pidText.find('\n')) + "/stat";
+    for (int i = 0; i < 200; i++) {
+        std::string s = slurp(stat);
+        if (s.empty() || s.find(") Z ") != std::string::npos) return true;
+        usleep(10000);
+    }
+    return false;
+}
+
+}  // namespace
+
+/* A plug-in's output is no part of the caller's: it goes to the system log,
+ * the caller's descriptors are not passed on, and what the plug-in leaves
+ * holding its output, in a session of its own, is ended with it. */
+TEST_F(SysrootTest, PluginOutputGoesToTheLogAndWhatItLeavesIsEnded) {
+    std::string pidFile = sys("/sleeper.pid");
+    plugin("echo '\"id\" : 999'\necho oops >&2\n"
+           "[ -e /proc/$$/fd/47 ] && echo leaked47\n"
+           "setsid sleep 30 &\necho $! > '" + pidFile + "'\n");
+    PQLIBSZLIST dirs = NULL;
+    ASSERT_EQ(0, QLIBCSzListPush(&dirs, kPluginDir));
+    PQLIBPLUGIN p = NULL;
+    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    setenv("VURO_PLUGIN_TIMEOUT", "5", 1);
+
+    // Our stdout is a pipe, as in $(tarn ...); fd 47 is one we hold open.
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    ASSERT_EQ(47, dup2(fds[1], 47));
+    fflush(stdout);
+    int savedOut = dup(STDOUT_FILENO);
+    dup2(fds[1], STDOUT_FILENO);
+    close(fds[1]);
+    tarntest::logClear();
+    time_t start = time(NULL);
+    int rc = QLIBPluginAction(SDK_PLUGIN_PRE, p);
+    time_t took = time(NULL) - start;
+    dup2(savedOut, STDOUT_FILENO);
+    close(savedOut);
+    close(47);
+    ASSERT_EQ(0, rc);
+    EXPECT_LE(took, 2);
+
+    // Every writer of the pipe is gone: the sleeper did not keep it open.
+    fcntl(fds[0], F_SETFL, O_NONBLOCK);
+    char buf[256];
+    EXPECT_EQ(0, read(fds[0], buf, sizeof(buf)));
+    close(fds[0]);
+    EXPECT_TRUE(tarntest::logHas("plug-in tarnou/tarnou_create PRE: \"id\" : 999"))
+        << tarntest::logDump();
+    EXPECT_TRUE(tarntest::logHas("plug-in tarnou/tarnou_create PRE (stderr): oops"));
+    EXPECT_FALSE(tarntest::logHas("leaked47"));
+    std::string sleeper = slurp(pidFile);
+    ASSERT_FALSE(sleeper.empty());
+    EXPECT_TRUE(processEnds(sleeper)) << sleeper;
+
+    // A plug-in that waits for its own setsid child runs into the limit:
+    // both go, though the child left the plug-in's process group.
+    unlink(pidFile.c_str());
+    plugin("setsid sleep 30 &\necho $! > '" + pidFile + "'\nwait\n");
+    setenv("VURO_PLUGIN_TIMEOUT", "1", 1);
+    start = time(NULL);
+    EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_POST, p));
+    EXPECT_LE(time(NULL) - start, 3);
+    sleeper = slurp(pidFile);
+    ASSERT_FALSE(sleeper.empty());
+    EXPECT_TRUE(processEnds(sleeper)) << sleeper;
+    QLIBPluginExit(p);
+    QLIBCSzListFree(dirs);
 }
 
 TEST(Reallocf, KeepsContentAndReleasesOnFailure) {

@@ -4,6 +4,9 @@
  * the hooks and the command line. */
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <memory>
+
 #include "tarn_test.h"
 #include "vurotarn.h"
 
@@ -189,6 +192,8 @@ TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
     ASSERT_OK(VUROTARNAppCreate(&a));
     const std::string canary = root_ + "-canary";
     ASSERT_OK(mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
     ASSERT_OK(mkdir((canary + "/apps").c_str(), 0755));
     writeFile(canary + "/apps/icon.png", "png");
     mkdir(sys("/var/packages/TARN/target/peerinfo").c_str(), 0755);
@@ -199,10 +204,6 @@ TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
     EXPECT_EQ("png", readFile(canary + "/apps/icon.png"));
     EXPECT_TRUE(logHas("0 > VUROFSRemoveTree(szPath)")) << logDump();
-
-    unlink((canary + "/apps/icon.png").c_str());
-    rmdir((canary + "/apps").c_str());
-    rmdir(canary.c_str());
 }
 
 TEST_F(AppTest, CommandLine) {

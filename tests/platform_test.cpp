@@ -16,7 +16,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -236,6 +238,8 @@ TEST_F(SysrootTest, SysPathMapsOnceAndOnlyAbsolutePaths) {
 TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
     const std::string canary = root_ + "-canary";
     ASSERT_EQ(0, mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
     spill(canary + "/keep", "k");
     ASSERT_EQ(0, symlink(canary.c_str(), sys("/out").c_str()));
     ASSERT_EQ(0, symlink((canary + "/new").c_str(), sys("/dangling").c_str()));
@@ -291,9 +295,6 @@ TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
     EXPECT_EQ("k", slurp(canary + "/keep"));
     struct stat st;
     EXPECT_NE(0, lstat((canary + "/new").c_str(), &st));
-
-    unlink((canary + "/keep").c_str());
-    rmdir(canary.c_str());
 }
 
 TEST_F(SysrootTest, ExecRunsWithoutShellAndReportsStatus) {

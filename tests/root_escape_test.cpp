@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tarn_test.h"
@@ -21,8 +22,7 @@ protected:
         ASSERT_OK(mkdir(canary_.c_str(), 0755));
     }
     void TearDown() override {
-        unlink((canary_ + "/db").c_str());
-        rmdir(canary_.c_str());
+        std::filesystem::remove_all(canary_);
         TarnTest::TearDown();
     }
     /* The database file replaced by a dangling link to the canary folder. */
@@ -62,4 +62,11 @@ TEST_F(RootEscape, MainDatabaseLinkOutOfTheRootIsNotOpened) {
     EXPECT_EQ(nullptr, list);
     EXPECT_TRUE(canaryEmpty());
     EXPECT_TRUE(logHas("sqlite3_open(VUROTARN_SQLITE_DB_PATH")) << logDump();
+}
+
+/* The tool's link to its helper program leads out of the root, to where it
+ * was built: a second init replaces the link instead of following it. */
+TEST_F(RootEscape, InitAgainReplacesItsLinkOutOfTheRoot) {
+    EXPECT_EQ(0, tarn({"init", "--data", TARN_SOURCE_DIR "/data"}));
+    EXPECT_EQ(0, tarn({"init", "--data", TARN_SOURCE_DIR "/data"}));
 }

@@ -196,12 +196,12 @@ TEST_F(CommonUtil, PkgTmpLinkIsBelievedOnlyWhenItLeadsToAVolumeStoreOfRoots) {
     if (asRoot) ASSERT_OK(chown(sys("/volume2/@tmp/tarnpkg.tmp").c_str(), 65534, 65534));
 
     std::vector<std::string> targets = {
-        canary,                                   // out of the root
-        "/../../../../../../.." + canary,         // out through ".."
+        canary,                            // out of the root
+        "/../../../../../../.." + canary,  // out through ".."
         sys("/../" + root_.substr(root_.rfind('/') + 1) + "-canary"),
-        dbDir,                                    // the databases
-        sys("/volume9/@tmp/tarnpkg.tmp"),         // no listed volume
-        sys("/volume1/@tmp/nosuch"),              // dangling
+        dbDir,                             // the databases
+        sys("/volume9/@tmp/tarnpkg.tmp"),  // no listed volume
+        sys("/volume1/@tmp/nosuch"),       // dangling
     };
     if (asRoot) targets.push_back(sys("/volume2/@tmp/tarnpkg.tmp"));  // some user's store
     for (const std::string& target : targets) {

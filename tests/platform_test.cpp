@@ -437,9 +437,11 @@ bool processEnds(const std::string& pidText) {
  * holding its output, in a session of its own, is ended with it. */
 TEST_F(SysrootTest, PluginOutputGoesToTheLogAndWhatItLeavesIsEnded) {
     std::string pidFile = sys("/sleeper.pid");
-    plugin("echo '\"id\" : 999'\necho oops >&2\n"
-           "[ -e /proc/$$/fd/47 ] && echo leaked47\n"
-           "setsid sleep 30 &\necho $! > '" + pidFile + "'\n");
+    plugin(
+        "echo '\"id\" : 999'\necho oops >&2\n"
+        "[ -e /proc/$$/fd/47 ] && echo leaked47\n"
+        "setsid sleep 30 &\necho $! > '" +
+        pidFile + "'\n");
     PQLIBSZLIST dirs = NULL;
     ASSERT_EQ(0, QLIBCSzListPush(&dirs, kPluginDir));
     PQLIBPLUGIN p = NULL;

@@ -52,8 +52,8 @@ static bool tmpDirMake(const std::string& strPath, mode_t mode, bool blOwnOnly) 
         VUROTARN_LOG("Replacing [%s], not a directory of root's", strReal.c_str());
         VUROTARN_CHECK(0 == VUROFSRemoveTree(strReal.c_str()));
     }
-    bool blOk = VUROTARN_CHECK(0 == VUROFSMkdirP(strPath.c_str(), NULL, TRUE, UID_ERR, GID_ERR,
-                                                  mode));
+    bool blOk =
+        VUROTARN_CHECK(0 == VUROFSMkdirP(strPath.c_str(), NULL, TRUE, UID_ERR, GID_ERR, mode));
     if (blOk && 0 == lstat(strReal.c_str(), &st)) {
         if (S_ISDIR(st.st_mode) && ownerTrusted(st.st_uid)) {
             if ((st.st_mode & 07777) != mode) {

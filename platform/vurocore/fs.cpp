@@ -64,8 +64,8 @@ int dirEmpty(int dirFd) {
         if (fstatat(dirfd(pDir), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
         int flag = 0;
         if (S_ISDIR(st.st_mode)) {
-            int sub = openat(dirfd(pDir), name.c_str(),
-                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            int sub =
+                openat(dirfd(pDir), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
             if (sub < 0 || dirEmpty(sub) != 0) {
                 rc = -1;
                 saved = errno;

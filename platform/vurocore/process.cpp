@@ -274,8 +274,8 @@ void pipeHoldersKill(const std::vector<Drain>& drains) {
 
 }  // namespace
 
-int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds, const VuroProcLineFn& onLine,
-                         int* status) {
+int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds,
+                         const VuroProcLineFn& onLine, int* status) {
     std::vector<Drain> drains;
     for (int fd : fds) {
         Drain d;

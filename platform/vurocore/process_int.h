@@ -22,7 +22,7 @@ using VuroProcLineFn = std::function<void(size_t, const std::string&)>;
  * is killed, and the child's group with the child at the limit. 1 with
  * *status when the child ended in time, 0 when the limit passed (the child
  * is reaped), -1 when it cannot be waited for. */
-int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds, const VuroProcLineFn& onLine,
-                         int* status);
+int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds,
+                         const VuroProcLineFn& onLine, int* status);
 
 #endif

@@ -193,7 +193,9 @@ TEST_F(CommonUtil, PkgTmpLinkIsBelievedOnlyWhenItLeadsToAVolumeStoreOfRoots) {
     ASSERT_OK(VUROFSMkdirP("/volume2/@tmp/tarnpkg.tmp", NULL, TRUE, UID_ERR, GID_ERR, 0755));
     writeFile(sys("/volume2/@tmp/tarnpkg.tmp/keep"), "k");
     const bool asRoot = geteuid() == 0;
-    if (asRoot) ASSERT_OK(chown(sys("/volume2/@tmp/tarnpkg.tmp").c_str(), 65534, 65534));
+    if (asRoot) {
+        ASSERT_OK(chown(sys("/volume2/@tmp/tarnpkg.tmp").c_str(), 65534, 65534));
+    }
 
     std::vector<std::string> targets = {
         canary,                            // out of the root

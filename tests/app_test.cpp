@@ -4,6 +4,9 @@
  * the hooks and the command line. */
 #include <sys/stat.h>
 
+#include <filesystem>
+#include <memory>
+
 #include "tarn_test.h"
 #include "vurotarn.h"
 
@@ -180,6 +183,27 @@ TEST_F(AppTest, DeleteTakesOnlyItsOwnIconsAndRunsTheHooks) {
     ASSERT_OK(VUROTARNAppDeleteMultiple(ids2, 2));
     EXPECT_FALSE(exists(iconDir(c.id)));
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
+}
+
+/* A peerinfo entry that is a link out of the root: the delete goes on, the
+ * icons it leads to stay and the failure is traced. */
+TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
+    VURO_TARN_APP a = makeApp(1, "files");
+    ASSERT_OK(VUROTARNAppCreate(&a));
+    const std::string canary = root_ + "-canary";
+    ASSERT_OK(mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
+    ASSERT_OK(mkdir((canary + "/apps").c_str(), 0755));
+    writeFile(canary + "/apps/icon.png", "png");
+    mkdir(sys("/var/packages/TARN/target/peerinfo").c_str(), 0755);
+    std::string entry = sys("/var/packages/TARN/target/peerinfo/" + std::to_string(a.id));
+    ASSERT_OK(symlink(canary.c_str(), entry.c_str()));
+
+    ASSERT_OK(VUROTARNAppDelete(a.id));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
+    EXPECT_EQ("png", readFile(canary + "/apps/icon.png"));
+    EXPECT_TRUE(logHas("0 > VUROFSRemoveTree(szPath)")) << logDump();
 }
 
 TEST_F(AppTest, CommandLine) {

@@ -6,7 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <vurofs.h>
 #include <vurojson.h>
@@ -121,7 +124,13 @@ TEST_F(CommonUtil, TmpDirNeedsAWritableVolumeWithRoom) {
     struct stat st;
     ASSERT_OK(stat(sys(path).c_str(), &st));
     EXPECT_TRUE(S_ISDIR(st.st_mode));
-    EXPECT_EQ(0777u, st.st_mode & 07777);
+    EXPECT_EQ(01777u, st.st_mode & 07777);  // everyone's scratch, sticky as /tmp
+
+    // One left open to everyone by an earlier version is closed again.
+    ASSERT_OK(chmod(sys(path).c_str(), 0777));
+    ASSERT_TRUE(VUROTARNTmpDirGet(0, path));
+    ASSERT_OK(stat(sys(path).c_str(), &st));
+    EXPECT_EQ(01777u, st.st_mode & 07777);
 }
 
 TEST_F(CommonUtil, PkgTmpDirKeepsItsLinkAndFollowsTheVolume) {
@@ -145,8 +154,13 @@ TEST_F(CommonUtil, PkgTmpDirKeepsItsLinkAndFollowsTheVolume) {
     EXPECT_TRUE(sameStat(linkBefore, linkAfter));
     EXPECT_EQ("payload", readFile(sys(path) + "pkg.spk"));
 
+    // Only root writes the store.
+    struct stat st;
+    ASSERT_OK(lstat(sys(path).c_str(), &st));
+    EXPECT_EQ(0755u, st.st_mode & 07777);
+
     // Another volume: the old directory goes with its content.
-    volumesSet("/volume2\n");
+    volumesSet("/volume1 ro\n/volume2\n");
     ASSERT_TRUE(VUROTARNPkgTmpDirGet(path));
     EXPECT_EQ("/volume2/@tmp/tarnpkg.tmp/", path);
     EXPECT_EQ(sys(path), linkTarget());
@@ -157,6 +171,73 @@ TEST_F(CommonUtil, PkgTmpDirKeepsItsLinkAndFollowsTheVolume) {
     volumesSet("");
     EXPECT_FALSE(VUROTARNPkgTmpDirGet(path));
     EXPECT_EQ(sys("/volume2/@tmp/tarnpkg.tmp/"), linkTarget());
+}
+
+/* The link lies in a folder every user may write: whatever it leads to that
+ * is not a root-owned store on a listed volume survives, and the link is
+ * replaced as a link. */
+TEST_F(CommonUtil, PkgTmpLinkIsBelievedOnlyWhenItLeadsToAVolumeStoreOfRoots) {
+    volumeMake("/volume1");
+    volumeMake("/volume2");
+    volumeMake("/volume9");
+    volumesSet("/volume2 ro\n/volume1\n");
+    const std::string canary = root_ + "-canary";
+    ASSERT_OK(mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
+    writeFile(canary + "/keep", "k");
+    const std::string dbDir = sys("/var/packages/TARN/target/db");
+    ASSERT_OK(access((dbDir + "/tarn_db.sqlite").c_str(), F_OK));
+    ASSERT_OK(VUROFSMkdirP("/volume9/@tmp/tarnpkg.tmp", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    writeFile(sys("/volume9/@tmp/tarnpkg.tmp/keep"), "k");
+    ASSERT_OK(VUROFSMkdirP("/volume2/@tmp/tarnpkg.tmp", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    writeFile(sys("/volume2/@tmp/tarnpkg.tmp/keep"), "k");
+    const bool asRoot = geteuid() == 0;
+    if (asRoot) {
+        ASSERT_OK(chown(sys("/volume2/@tmp/tarnpkg.tmp").c_str(), 65534, 65534));
+    }
+
+    std::vector<std::string> targets = {
+        canary,                            // out of the root
+        "/../../../../../../.." + canary,  // out through ".."
+        sys("/../" + root_.substr(root_.rfind('/') + 1) + "-canary"),
+        dbDir,                             // the databases
+        sys("/volume9/@tmp/tarnpkg.tmp"),  // no listed volume
+        sys("/volume1/@tmp/nosuch"),       // dangling
+    };
+    if (asRoot) targets.push_back(sys("/volume2/@tmp/tarnpkg.tmp"));  // some user's store
+    for (const std::string& target : targets) {
+        unlink(sys(VUROTARN_PKG_TMP_LINK).c_str());
+        ASSERT_OK(symlink(target.c_str(), sys(VUROTARN_PKG_TMP_LINK).c_str()));
+        std::string path;
+        ASSERT_TRUE(VUROTARNPkgTmpDirGet(path)) << target;
+        EXPECT_EQ("/volume1/@tmp/tarnpkg.tmp/", path);
+        EXPECT_EQ(sys(path), linkTarget()) << target;
+        EXPECT_EQ("k", readFile(canary + "/keep")) << target;
+        EXPECT_EQ(0, access((dbDir + "/tarn_db.sqlite").c_str(), F_OK)) << target;
+        EXPECT_EQ("k", readFile(sys("/volume9/@tmp/tarnpkg.tmp/keep"))) << target;
+        EXPECT_EQ("k", readFile(sys("/volume2/@tmp/tarnpkg.tmp/keep"))) << target;
+    }
+
+    // The store itself replaced by a link, or by some user's directory: it
+    // is made anew for root, and what the link led to stays.
+    const std::string store = sys("/volume1/@tmp/tarnpkg.tmp");
+    ASSERT_OK(VUROFSRemoveTree(store.c_str()));
+    ASSERT_OK(symlink(canary.c_str(), store.c_str()));
+    std::string path;
+    ASSERT_TRUE(VUROTARNPkgTmpDirGet(path));
+    struct stat st;
+    ASSERT_OK(lstat(store.c_str(), &st));
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    EXPECT_EQ("k", readFile(canary + "/keep"));
+    if (asRoot) {
+        ASSERT_OK(chown(store.c_str(), 65534, 65534));
+        writeFile(store + "/planted", "p");
+        ASSERT_TRUE(VUROTARNPkgTmpDirGet(path));
+        ASSERT_OK(lstat(store.c_str(), &st));
+        EXPECT_EQ(0u, st.st_uid);
+        EXPECT_NE(0, access((store + "/planted").c_str(), F_OK));
+    }
 }
 
 /* In a child whose effective ids are not root, as a web handler would be:

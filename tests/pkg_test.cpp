@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <memory>
 #include <string>
 
 #include "tarn_test.h"
@@ -294,6 +296,33 @@ TEST_F(PkgTest, CleanDropsEntriesOfGoneServerKindsAndUnlinkedPoolFiles) {
     EXPECT_EQ("k", readFile(outside + "/keep"));
     unlink((outside + "/keep").c_str());
     rmdir(outside.c_str());
+}
+
+/* The package link lies in a folder every user may write. Pointed out of
+ * the root, out through "..", or at the databases, pkg-clean removes the
+ * link and nothing it led to. */
+TEST_F(PkgTest, CleanNeverFollowsAPlantedPackageLink) {
+    writeFile(sys("/etc/vuro/volumes.conf"), "/volume1\n");
+    ASSERT_OK(VUROFSMkdirP("/volume1", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    const std::string canary = root_ + "-canary";
+    ASSERT_OK(mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
+    writeFile(canary + "/keep", "k");
+    const std::string db = sys(VUROTARN_SQLITE_DB_PATH);
+    const std::string dbDir = db.substr(0, db.rfind('/'));
+    const std::string link = sys(VUROTARN_PKG_TMP_LINK);
+    writeFile(dbDir + "/keep", "k");
+    for (const std::string& target :
+         {canary, "/../../../../../../../.." + canary, dbDir, dbDir + "/"}) {
+        unlink(link.c_str());
+        ASSERT_OK(symlink(target.c_str(), link.c_str()));
+        Json::Value j;
+        EXPECT_EQ(0, tarn({"pkg-clean"}, &j)) << target;
+        EXPECT_EQ("k", readFile(canary + "/keep")) << target;
+        EXPECT_EQ(0, access(db.c_str(), F_OK)) << target;
+        EXPECT_EQ("k", readFile(dbDir + "/keep")) << target;
+    }
 }
 
 TEST_F(PkgTest, CommandLineSetsReadsListsAndCleans) {

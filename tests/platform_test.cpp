@@ -2,6 +2,8 @@
  * key-value files below the system root, shell-free processes, plug-ins with
  * their environment and time limit, and the JSON helpers. */
 #include <dirent.h>
+#include <fcntl.h>
+#include <errno.h>
 #include <ftw.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -14,13 +16,17 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "vurocore.h"
+#include "vurofs.h"
+#include "tarn_test.h"
 #include "vurojson.h"
 
 namespace {
@@ -227,6 +233,70 @@ TEST_F(SysrootTest, SysPathMapsOnceAndOnlyAbsolutePaths) {
     EXPECT_EQ("/etc/a", VUROSysPathStr("/etc/a"));
 }
 
+/* A link planted under the root, or "..", must not take a path elsewhere:
+ * the join refuses it, and the calls that create or remove stop there. */
+TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
+    const std::string canary = root_ + "-canary";
+    ASSERT_EQ(0, mkdir(canary.c_str(), 0755));
+    std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
+        &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
+    spill(canary + "/keep", "k");
+    ASSERT_EQ(0, symlink(canary.c_str(), sys("/out").c_str()));
+    ASSERT_EQ(0, symlink((canary + "/new").c_str(), sys("/dangling").c_str()));
+    ASSERT_EQ(0, symlink("../../../../../../../../..", sys("/etc/up").c_str()));
+    ASSERT_EQ(0, symlink(sys("/etc").c_str(), sys("/in").c_str()));
+    ASSERT_EQ(0, symlink("loop", sys("/loop").c_str()));
+
+    errno = 0;
+    EXPECT_EQ("", VUROSysPathStr("/../../etc/passwd"));
+    EXPECT_EQ(EXDEV, errno);
+    EXPECT_EQ("", VUROSysPathStr("/etc/../../x"));
+    EXPECT_EQ("", VUROSysPathStr("/out/keep"));
+    EXPECT_EQ("", VUROSysPathStr("/out"));
+    EXPECT_EQ("", VUROSysPathStr("/dangling"));
+    EXPECT_EQ("", VUROSysPathStr("/etc/up/tmp"));
+    EXPECT_EQ("", VUROSysPathStr(sys("/out/keep")));  // already joined: looked at all the same
+    EXPECT_EQ("", VUROSysPathStr("/loop"));
+    char buf[4096];
+    EXPECT_EQ(-1, VUROSysPath("/out/keep", buf, sizeof(buf)));
+    EXPECT_EQ(EXDEV, errno);
+    // Not following the last step: the link itself may be removed or replaced.
+    EXPECT_EQ(sys("/out"), VUROSysPathStr("/out", VURO_SYSPATH_NOFOLLOW));
+    EXPECT_EQ("", VUROSysPathStr("/out/keep", VURO_SYSPATH_NOFOLLOW));
+    // What stays inside is joined as it was written.
+    EXPECT_EQ(sys("/etc/../etc/a"), VUROSysPathStr("/etc/../etc/a"));
+    EXPECT_EQ(sys("/in/a"), VUROSysPathStr("/in/a"));
+    EXPECT_EQ(sys("/new/../x"), VUROSysPathStr("/new/../x"));
+
+    // Creating and removing calls stop at the refusal.
+    EXPECT_EQ(-1, QLIBCFileTouch("/dangling"));
+    EXPECT_EQ(-1, QLIBCFileTouch("/out/new"));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue("/dangling", "k", "v", 0));
+    EXPECT_EQ(-1, QLIBCFileSetKeyValue("/out/keep", "k", "v", 0));
+    EXPECT_EQ(-1, VUROFSMkdirP("/out/sub", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    EXPECT_EQ(-1, VUROFSMkdirP("/dangling", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    // The whole path comes back inside, but a step of mkdir -p would not.
+    std::string back = "/out/made/../../" + root_.substr(root_.rfind('/') + 1) + "/x";
+    EXPECT_EQ(-1, VUROFSMkdirP(back.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    EXPECT_EQ(-1, VUROFSRemoveTree("/out/keep"));
+    EXPECT_EQ((std::set<std::string>{"keep"}), entries(canary));
+    EXPECT_EQ("k", slurp(canary + "/keep"));
+
+    // A tree with links in it goes; the links go as links.
+    ASSERT_EQ(0, VUROFSMkdirP("/tree/a/b", NULL, TRUE, UID_ERR, GID_ERR, 0755));
+    spill(sys("/tree/a/b/f"), "f");
+    ASSERT_EQ(0, symlink(canary.c_str(), sys("/tree/a/link").c_str()));
+    ASSERT_EQ(0, symlink((canary + "/keep").c_str(), sys("/tree/a/b/file").c_str()));
+    EXPECT_EQ(0, VUROFSRemoveTree("/tree/"));
+    EXPECT_NE(0, access(sys("/tree").c_str(), F_OK));
+    EXPECT_EQ(0, VUROFSRemoveTree("/out"));
+    EXPECT_NE(0, access(sys("/out").c_str(), F_OK));
+    EXPECT_EQ(0, VUROFSRemoveTree("/nosuch"));
+    EXPECT_EQ("k", slurp(canary + "/keep"));
+    struct stat st;
+    EXPECT_NE(0, lstat((canary + "/new").c_str(), &st));
+}
+
 TEST_F(SysrootTest, ExecRunsWithoutShellAndReportsStatus) {
     char sh[] = "sh", dashC[] = "-c", exit7[] = "exit 7", killSelf[] = "kill -9 $$";
     char* const seven[] = {sh, dashC, exit7, NULL};
@@ -345,6 +415,83 @@ TEST_F(SysrootTest, PluginFailuresMissingAndTimeout) {
         if (!gone) usleep(10000);
     }
     EXPECT_TRUE(gone) << stat;
+}
+
+namespace {
+
+// True once the process is gone or a zombie, waiting up to two seconds.
+bool processEnds(const std::string& pidText) {
+    std::string stat = "/proc/" + pidText.substr(0, pidText.find('\n')) + "/stat";
+    for (int i = 0; i < 200; i++) {
+        std::string s = slurp(stat);
+        if (s.empty() || s.find(") Z ") != std::string::npos) return true;
+        usleep(10000);
+    }
+    return false;
+}
+
+}  // namespace
+
+/* A plug-in's output is no part of the caller's: it goes to the system log,
+ * the caller's descriptors are not passed on, and what the plug-in leaves
+ * holding its output, in a session of its own, is ended with it. */
+TEST_F(SysrootTest, PluginOutputGoesToTheLogAndWhatItLeavesIsEnded) {
+    std::string pidFile = sys("/sleeper.pid");
+    plugin(
+        "echo '\"id\" : 999'\necho oops >&2\n"
+        "[ -e /proc/$$/fd/47 ] && echo leaked47\n"
+        "setsid sleep 30 &\necho $! > '" +
+        pidFile + "'\n");
+    PQLIBSZLIST dirs = NULL;
+    ASSERT_EQ(0, QLIBCSzListPush(&dirs, kPluginDir));
+    PQLIBPLUGIN p = NULL;
+    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
+    setenv("VURO_PLUGIN_TIMEOUT", "5", 1);
+
+    // Our stdout is a pipe, as in $(tarn ...); fd 47 is one we hold open.
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    ASSERT_EQ(47, dup2(fds[1], 47));
+    fflush(stdout);
+    int savedOut = dup(STDOUT_FILENO);
+    dup2(fds[1], STDOUT_FILENO);
+    close(fds[1]);
+    tarntest::logClear();
+    time_t start = time(NULL);
+    int rc = QLIBPluginAction(SDK_PLUGIN_PRE, p);
+    time_t took = time(NULL) - start;
+    dup2(savedOut, STDOUT_FILENO);
+    close(savedOut);
+    close(47);
+    ASSERT_EQ(0, rc);
+    EXPECT_LE(took, 2);
+
+    // Every writer of the pipe is gone: the sleeper did not keep it open.
+    fcntl(fds[0], F_SETFL, O_NONBLOCK);
+    char buf[256];
+    EXPECT_EQ(0, read(fds[0], buf, sizeof(buf)));
+    close(fds[0]);
+    EXPECT_TRUE(tarntest::logHas("plug-in tarnou/tarnou_create PRE: \"id\" : 999"))
+        << tarntest::logDump();
+    EXPECT_TRUE(tarntest::logHas("plug-in tarnou/tarnou_create PRE (stderr): oops"));
+    EXPECT_FALSE(tarntest::logHas("leaked47"));
+    std::string sleeper = slurp(pidFile);
+    ASSERT_FALSE(sleeper.empty());
+    EXPECT_TRUE(processEnds(sleeper)) << sleeper;
+
+    // A plug-in that waits for its own setsid child runs into the limit:
+    // both go, though the child left the plug-in's process group.
+    unlink(pidFile.c_str());
+    plugin("setsid sleep 30 &\necho $! > '" + pidFile + "'\nwait\n");
+    setenv("VURO_PLUGIN_TIMEOUT", "1", 1);
+    start = time(NULL);
+    EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_POST, p));
+    EXPECT_LE(time(NULL) - start, 3);
+    sleeper = slurp(pidFile);
+    ASSERT_FALSE(sleeper.empty());
+    EXPECT_TRUE(processEnds(sleeper)) << sleeper;
+    QLIBPluginExit(p);
+    QLIBCSzListFree(dirs);
 }
 
 TEST(Reallocf, KeepsContentAndReleasesOnFailure) {

@@ -48,7 +48,10 @@ static int sqlOpenChecked(sqlite3** pDb, const char* szDbPath, const char* szOpe
     VUROTARN_PRIV priv;
     bool blFailed = false;
     ENTERCriticalSection(priv);
-    if (0 != sqlite3_open(dbFile(szDbPath).c_str(), pDb)) {
+    // A path the root join refused is "", which SQLite would open as a
+    // private temporary database: that must fail instead.
+    const std::string strFile = dbFile(szDbPath);
+    if (strFile.empty() || 0 != sqlite3_open(strFile.c_str(), pDb)) {
         VUROTARNTraceCond(__FILE__, __LINE__, szOpenText ? szOpenText : kOpenTextMain);
         blFailed = true;
     }
@@ -125,8 +128,12 @@ VurotarnConnection::VurotarnConnection(const char* szDbPath, const char* szOpenT
     : szDbPath_(szDbPath), szOpenText_(szOpenText) {
     VUROTARN_PRIV priv;
     ENTERCriticalSection(priv);
-    // Not examined here: a handle that cannot work fails in the SQL step.
-    sqlite3_open(dbFile(szDbPath_).c_str(), &vurotarn_sqlite_db_);
+    // Not examined here: a handle that cannot work fails in the SQL step,
+    // which also opens (and refuses) a path the root join refused.
+    const std::string strFile = dbFile(szDbPath_);
+    if (!strFile.empty()) {
+        sqlite3_open(strFile.c_str(), &vurotarn_sqlite_db_);
+    }
     LEAVECriticalSection(priv);
 }
 

@@ -33,7 +33,10 @@ static int objIdsOfUser(const char* szUserName, Begin begin, Take take) {
     }
     char szArg[32];
     snprintf(szArg, sizeof(szArg), "uid=%u", (unsigned)uid);
-    std::string tool = VUROSysPathStr(VUROTARNLOG_PEER_TOOL);
+    // The tool is a program link the installer put in a root-only folder:
+    // it is run, never written through, so only its folders must stay
+    // inside the root.
+    std::string tool = VUROSysPathStr(VUROTARNLOG_PEER_TOOL, VURO_SYSPATH_NOFOLLOW);
     char* argv[] = {const_cast<char*>(tool.c_str()), const_cast<char*>("--listsnbyuid"), szArg,
                     NULL};
     FILE* fp = QLIBCPopen(tool.c_str(), argv, "r");

@@ -55,7 +55,13 @@ static bool bracketed(Fn fn, const char* szCond) {
  * root alone the first time: it holds what every user did. */
 static sqlite3* VUROTARNLogDBInit() {
     VUROTARNRandInit();
+    // The root join refuses a path (a planted link) that leads out of the
+    // root: nothing is then created, chowned or opened there.
     std::string path = VUROSysPathStr(VUROTARNLOG_DB_PATH);
+    if (path.empty()) {
+        VUROTARNTraceCond(__FILE__, __LINE__, "VUROSysPath(VUROTARNLOG_DB_PATH) refused");
+        return NULL;
+    }
     bool exists = true;
     {
         VUROTARN_PRIV priv;

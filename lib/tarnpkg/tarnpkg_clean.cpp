@@ -2,7 +2,7 @@
  * kind (<base>/peer/<model>/<build>/) hold hard links to the pool files
  * (<base>/bdl/<dir>/<file>); a pool file whose link count has dropped to 1
  * is used by no entry. Leans on the peer list, the store's base directory
- * and /bin/rm. */
+ * and the platform's tree removal, which never follows a link. */
 #include <dirent.h>
 #include <errno.h>
 #include <limits.h>
@@ -13,6 +13,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include <vurofs.h>
 
 #include "vurotarn_common.h"
 #include "tarnpkg/vurotarnpkg_int.h"
@@ -116,11 +118,15 @@ bool CheckPeerBdlLink() {
         closedir(pModelDir);
     }
     for (const std::string& strPath : removals) {
-        char* const argv[] = {(char*)"/bin/rm", (char*)"-rf", (char*)strPath.c_str(), NULL};
         VUROTARN_PRIV priv;
         ENTERCriticalSection(priv);
-        QLIBCExec("/bin/rm", argv);
+        int rc = VUROFSRemoveTree(strPath.c_str());
+        int err = errno;
         LEAVECriticalSection(priv);
+        if (rc != 0) {
+            errno = err;
+            VUROTARN_TRACE_ACTION("remove failed ", strPath.c_str());
+        }
     }
     closedir(pDir);
     return true;

@@ -185,14 +185,22 @@ VURO_EXPORT void* reallocf(void* ptr, size_t size);
 /* ---- system root ---- */
 /* Writes the absolute system path szPath as seen under $VURO_SYSROOT into
  * szBuf (the path itself when the variable is unset or empty). A path that
- * already lies under the root is left as it is. Returns 0, or -1 when the
- * buffer is too small. */
+ * already lies under the root is left as it is. ".." and symbolic links are
+ * resolved as the kernel would; a path that then lies outside the root is
+ * refused. Returns 0, or -1 with errno: EXDEV for a path that resolves
+ * outside the root, ELOOP for a loop of links, ENAMETOOLONG when the buffer
+ * is too small. */
 VURO_EXPORT int VUROSysPath(const char* szPath, char* szBuf, size_t cbBuf);
+/* flags of VUROSysPathEx: the last component is not followed when it is a
+ * link, for callers that act on the link itself (unlink, lstat, replace). */
+#define VURO_SYSPATH_NOFOLLOW 0x01
+VURO_EXPORT int VUROSysPathEx(const char* szPath, char* szBuf, size_t cbBuf, int flags);
 
 #ifdef __cplusplus
 }
-/* C++ convenience over VUROSysPath. */
-VURO_EXPORT std::string VUROSysPathStr(const std::string& path);
+/* C++ convenience over VUROSysPathEx: the joined path, or "" (errno set)
+ * when it is refused. A relative path comes back as it is. */
+VURO_EXPORT std::string VUROSysPathStr(const std::string& path, int flags = 0);
 #endif
 
 #endif

@@ -1,7 +1,8 @@
 /* vurofs.h - the platform's volumes, directories and shared folders: which
  * data volume has room, mkdir -p with an owner, touch, and a user's rights
  * on a share. Small, real stand-ins; every path is a system path resolved
- * below $VURO_SYSROOT (see VUROSysPath). */
+ * below $VURO_SYSROOT (see VUROSysPath): a path that resolves outside the
+ * root is refused with EXDEV. */
 #ifndef VUROFS_H
 #define VUROFS_H
 
@@ -45,6 +46,10 @@ typedef struct _tag_volume_info_ {
 VURO_EXPORT int VolumeAvailGet(unsigned long long minBytes, VOLUME_INFO* pInfo, int* pStatus,
                                int flag);
 
+/* Pushes the mount point of every listed volume (read-only ones too, in the
+ * list's order) on *ppList; the number pushed, or -1 as VolumeAvailGet. */
+VURO_EXPORT int VolumeListGet(PQLIBSZLIST* ppList);
+
 /* ---- directories and files ---- */
 #define UID_ERR ((uid_t)-1)
 #define GID_ERR ((gid_t)-1)
@@ -59,6 +64,13 @@ VURO_EXPORT int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRec
 /* Creates the file (mode 0644) if absent and sets its mtime to now. 0, or
  * -1 with errno. */
 VURO_EXPORT int QLIBCFileTouch(const char* path);
+
+/* rm -rf of path: a directory with everything in it, or a file. A link,
+ * the path itself or one inside the tree, is removed as a link and never
+ * followed; a path whose parents lead out of the root is refused (EXDEV).
+ * A missing path is no failure. 0, or -1 with errno of the first failure
+ * (what could be removed is gone). */
+VURO_EXPORT int VUROFSRemoveTree(const char* path);
 
 /* ---- shared folders ----
  * $VURO_SYSROOT/etc/vuro/shares.json:

@@ -1,21 +1,35 @@
 /* fs.cpp - directory and file calls of the platform core: mkdir -p that
- * sets mode and owner on what it creates, and touch. Paths are system
- * paths, resolved below the root. */
+ * sets mode and owner on what it creates, touch, and the removal of a tree.
+ * Paths are system paths, resolved below the root; none of these calls
+ * creates or removes anything through a link that leads out of it. */
 #include "vurofs.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
-/* One directory: created with mode and owner, or already a directory. */
+/* One directory: created with mode and owner, or already a directory.
+ * Before each creation the path is joined again, so that no step of
+ * mkdir -p is taken through a link that leaves the root, even when the
+ * whole path comes back inside. Existing steps (those above the root
+ * among them) need no look: nothing is made there. */
 int dirMake(const std::string& path, uid_t uid, gid_t gid, mode_t mode) {
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) {
+        if (S_ISDIR(st.st_mode)) return 0;
+        errno = ENOTDIR;
+        return -1;
+    }
+    if (VUROSysPathStr(path).empty()) return -1;
     if (mkdir(path.c_str(), mode) != 0) {
-        struct stat st;
         if (errno == EEXIST && stat(path.c_str(), &st) == 0) {
             if (S_ISDIR(st.st_mode)) return 0;
             errno = ENOTDIR;
@@ -28,6 +42,47 @@ int dirMake(const std::string& path, uid_t uid, gid_t gid, mode_t mode) {
     return 0;
 }
 
+/* Empties the directory open at dirFd (taken over and closed). Every entry
+ * is looked at without following it and every step down is an openat with
+ * O_NOFOLLOW: a link inside is removed as a link, never entered. */
+int dirEmpty(int dirFd) {
+    DIR* pDir = fdopendir(dirFd);
+    if (pDir == NULL) {
+        close(dirFd);
+        return -1;
+    }
+    std::vector<std::string> names;
+    for (struct dirent* pEnt = readdir(pDir); pEnt != NULL; pEnt = readdir(pDir)) {
+        if (strcmp(pEnt->d_name, ".") != 0 && strcmp(pEnt->d_name, "..") != 0) {
+            names.push_back(pEnt->d_name);
+        }
+    }
+    int rc = 0;
+    int saved = 0;
+    for (const std::string& name : names) {
+        struct stat st;
+        if (fstatat(dirfd(pDir), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        int flag = 0;
+        if (S_ISDIR(st.st_mode)) {
+            int sub =
+                openat(dirfd(pDir), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (sub < 0 || dirEmpty(sub) != 0) {
+                rc = -1;
+                saved = errno;
+                continue;
+            }
+            flag = AT_REMOVEDIR;
+        }
+        if (unlinkat(dirfd(pDir), name.c_str(), flag) != 0 && errno != ENOENT) {
+            rc = -1;
+            saved = errno;
+        }
+    }
+    closedir(pDir);
+    errno = saved;
+    return rc;
+}
+
 }  // namespace
 
 int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRecursive, uid_t uid, gid_t gid,
@@ -38,6 +93,7 @@ int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRecursive, uid_
     }
     try {
         std::string real = VUROSysPathStr(path);
+        if (real.empty()) return -1;
         while (real.size() > 1 && real.back() == '/') real.pop_back();
         if (!blRecursive) return dirMake(real, uid, gid, mode);
         // Parents first, from the top; the root part above the system path
@@ -61,6 +117,7 @@ int QLIBCFileTouch(const char* path) {
     }
     try {
         std::string real = VUROSysPathStr(path);
+        if (real.empty()) return -1;
         int fd = open(real.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
         if (fd < 0) return -1;
         int rc = futimens(fd, NULL);
@@ -68,6 +125,31 @@ int QLIBCFileTouch(const char* path) {
         close(fd);
         errno = saved;
         return rc == 0 ? 0 : -1;
+    } catch (...) {
+        errno = ENOMEM;
+        return -1;
+    }
+}
+
+int VUROFSRemoveTree(const char* path) {
+    if (path == NULL || path[0] == '\0') {
+        errno = EINVAL;
+        return -1;
+    }
+    try {
+        std::string real = VUROSysPathStr(path, VURO_SYSPATH_NOFOLLOW);
+        if (real.empty()) return -1;
+        while (real.size() > 1 && real.back() == '/') real.pop_back();
+        struct stat st;
+        if (lstat(real.c_str(), &st) != 0) {
+            return errno == ENOENT ? 0 : -1;
+        }
+        if (!S_ISDIR(st.st_mode)) {
+            return unlink(real.c_str()) == 0 || errno == ENOENT ? 0 : -1;
+        }
+        int fd = open(real.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (fd < 0 || dirEmpty(fd) != 0) return -1;
+        return rmdir(real.c_str()) == 0 || errno == ENOENT ? 0 : -1;
     } catch (...) {
         errno = ENOMEM;
         return -1;

@@ -211,6 +211,9 @@ int QLIBCFileSetKeyValue(const char* file, const char* key, const char* value, i
     }
     try {
         std::string path = VUROSysPathStr(file);
+        if (path.empty()) {
+            return -1;
+        }
         std::string text;
         struct stat st;
         bool exists = readWhole(path, &text, &st);

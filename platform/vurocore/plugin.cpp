@@ -1,6 +1,8 @@
 /* plugin.cpp - hook plug-ins: executables found in a list of plug-in
  * directories, run with PRE or POST and their arguments in a clean
- * environment, no shell, stdin from /dev/null, and a time limit. */
+ * environment, no shell, stdin from /dev/null, stdout and stderr into the
+ * system log, no other inherited descriptor, and a time limit that also
+ * ends what the plug-in started. */
 #include "vurocore.h"
 
 #include <errno.h>
@@ -10,13 +12,17 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "process_int.h"
 
 struct _tag_qlib_plugin_ {
     std::string path;
@@ -30,7 +36,6 @@ struct _tag_qlib_plugin_ {
 namespace {
 
 const long kDefaultTimeoutSec = 10;
-const long kMaxPollNs = 50L * 1000 * 1000;
 
 long timeoutSeconds() {
     const char* env = getenv("VURO_PLUGIN_TIMEOUT");
@@ -46,46 +51,46 @@ long timeoutSeconds() {
     return sec;
 }
 
-long long nowNs() {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<long long>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
+/* A copy of fd at 3 or above (close-on-exec), the original closed: the
+ * child's dup2 onto 0, 1 and 2 must never meet its own source. */
+int fdAboveStdio(int fd) {
+    if (fd > STDERR_FILENO) return fd;
+    int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
 }
 
-// 1 when the child ended (status filled), 0 on timeout, -1 when it cannot be
-// waited for. Polls with a growing pause so short plug-ins return quickly
-// while the caller's SIGCHLD handling stays untouched.
-int waitWithTimeout(pid_t pid, long seconds, int* status) {
-    long long deadline = nowNs() + static_cast<long long>(seconds) * 1000000000LL;
-    long pauseNs = 1000L * 1000;
-    for (;;) {
-        pid_t r = waitpid(pid, status, WNOHANG);
-        if (r == pid) {
-            return 1;
-        }
-        if (r < 0 && errno != EINTR) {
-            return -1;
-        }
-        long long left = deadline - nowNs();
-        if (left <= 0) {
-            return 0;
-        }
-        long long nap = left < pauseNs ? left : pauseNs;
-        struct timespec ts = {static_cast<time_t>(nap / 1000000000LL),
-                              static_cast<long>(nap % 1000000000LL)};
-        nanosleep(&ts, NULL);
-        pauseNs = pauseNs * 2 > kMaxPollNs ? kMaxPollNs : pauseNs * 2;
-    }
+/* Closes every descriptor from 3 up in the child, after fork: only
+ * async-signal-safe calls, the highest number looked up before fork. */
+void fdsCloseFrom3(int maxFd) {
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, 3U, ~0U, 0U) == 0) return;
+#endif
+    for (int fd = 3; fd < maxFd; fd++) close(fd);
 }
 
-void killAndReap(pid_t pid) {
-    // The plug-in leads its own group, so whatever it started goes too.
-    kill(-pid, SIGKILL);
-    kill(pid, SIGKILL);
-    int status;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+/* A plug-in's pipes: [0] read, [1] write, both above stdio. */
+struct PluginPipe {
+    int fds[2] = {-1, -1};
+    bool open() {
+        int raw[2];
+        if (pipe2(raw, O_CLOEXEC) != 0) return false;
+        fds[0] = fdAboveStdio(raw[0]);
+        fds[1] = fdAboveStdio(raw[1]);
+        return fds[0] >= 0 && fds[1] >= 0;
     }
-}
+    void closeEnd(int i) {
+        if (fds[i] >= 0) close(fds[i]);
+        fds[i] = -1;
+    }
+    ~PluginPipe() {
+        closeEnd(0);
+        closeEnd(1);
+    }
+};
+
+// At most this many lines of one run reach the system log.
+const int kMaxLoggedLines = 200;
 
 // A name stays inside its plug-in directory: relative, no ".." step.
 bool isSafeName(const std::string& name) {
@@ -129,10 +134,18 @@ int runPlugin(PQLIBPLUGIN plugin, const char* word) {
     memset(&dfl, 0, sizeof(dfl));
     dfl.sa_handler = SIG_DFL;
 
-    int devNull = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    // The plug-in's output is its own, drained into the system log: it
+    // never reaches the caller's stdout (a tool's JSON) or holds it open.
+    PluginPipe out, err;
+    if (!out.open() || !err.open()) {
+        return -1;
+    }
+    int devNull = fdAboveStdio(open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (devNull < 0) {
         return -1;
     }
+    long maxFdLong = sysconf(_SC_OPEN_MAX);
+    int maxFd = maxFdLong > 0 && maxFdLong < 65536 ? static_cast<int>(maxFdLong) : 65536;
     pid_t pid = fork();
     if (pid < 0) {
         close(devNull);
@@ -140,11 +153,13 @@ int runPlugin(PQLIBPLUGIN plugin, const char* word) {
     }
     if (pid == 0) {
         setpgid(0, 0);
-        // dup2 onto itself would keep close-on-exec and leave stdin closed.
-        if (devNull == STDIN_FILENO ? fcntl(devNull, F_SETFD, 0) < 0
-                                    : dup2(devNull, STDIN_FILENO) < 0) {
+        // Every source lies above 2, so dup2 clears close-on-exec on the copy.
+        if (dup2(devNull, STDIN_FILENO) < 0 || dup2(out.fds[1], STDOUT_FILENO) < 0 ||
+            dup2(err.fds[1], STDERR_FILENO) < 0) {
             _exit(127);
         }
+        // Nothing else the caller holds (sockets, databases, locks) is passed on.
+        fdsCloseFrom3(maxFd);
         // A caller that blocks signals or ignores SIGPIPE must not pass that on.
         sigaction(SIGPIPE, &dfl, NULL);
         sigprocmask(SIG_SETMASK, &noSignals, NULL);
@@ -152,15 +167,26 @@ int runPlugin(PQLIBPLUGIN plugin, const char* word) {
         _exit(127);
     }
     close(devNull);
+    out.closeEnd(1);
+    err.closeEnd(1);
     // Also set here so the group exists before any kill; fails harmlessly
     // once the child has exec'd.
     setpgid(pid, pid);
 
+    int logged = 0;
+    const std::string name = plugin->name;
+    auto toLog = [&](size_t idx, const std::string& line) {
+        if (++logged > kMaxLoggedLines) return;
+        syslog(idx == 0 ? LOG_INFO : LOG_WARNING, "plug-in %s %s%s: %s", name.c_str(), word,
+               idx == 0 ? "" : " (stderr)", line.c_str());
+    };
+    std::vector<int> fds = {out.fds[0], err.fds[0]};
+    out.fds[0] = err.fds[0] = -1;  // the wait takes them over
     int status = 0;
-    int waited = waitWithTimeout(pid, seconds, &status);
-    if (waited == 0) {
-        killAndReap(pid);
-        return -1;
+    int waited = VuroProcWaitDraining(pid, seconds, fds, toLog, &status);
+    if (logged > kMaxLoggedLines) {
+        syslog(LOG_WARNING, "plug-in %s %s: %d more lines not logged", name.c_str(), word,
+               logged - kMaxLoggedLines);
     }
     return waited == 1 && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 0 : -1;
 }
@@ -185,11 +211,15 @@ int QLIBPluginInit(const char* name, const PQLIBSZLIST dirs, int major, int mino
                 continue;
             }
             std::string dir = VUROSysPathStr(dirs->pszItem[i]);
+            if (dir.empty()) {
+                continue;
+            }
             while (dir.size() > 1 && dir.back() == '/') {
                 dir.pop_back();
             }
             std::string candidate = dir + (dir == "/" ? "" : "/") + name;
-            if (!isPluginFile(candidate)) {
+            // A plug-in file that is a link out of the root is not run.
+            if (VUROSysPathStr(candidate).empty() || !isPluginFile(candidate)) {
                 continue;
             }
             PQLIBPLUGIN plugin = new _tag_qlib_plugin_();

@@ -1,15 +1,26 @@
 /* process.cpp - running programs without a shell (fork and execv, so no
- * argument is ever parsed as shell text) and looking at processes. */
+ * argument is ever parsed as shell text), looking at processes, and the
+ * wait with a time limit that drains a child's output and ends what it
+ * left behind (found through /proc by the pipes it inherited). */
 #include "vurocore.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <mutex>
+#include <string>
 #include <vector>
+
+#include "process_int.h"
 
 int QLIBCExec(const char* path, char* const argv[]) {
     if (path == NULL) {
@@ -120,4 +131,209 @@ int QLIBCPclose(FILE* stream) {
         }
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+namespace {
+
+const long kMaxPollNs = 50L * 1000 * 1000;
+// A line longer than this is handed on in pieces.
+const size_t kMaxLine = 1024;
+// Output still arriving after the kill is read for at most this long.
+const long long kAfterKillNs = 1000LL * 1000 * 1000;
+
+long long nowNs() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<long long>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
+}
+
+struct Drain {
+    int fd;
+    std::string mark;  // "pipe:[inode]", as /proc shows the pipe
+    std::string buf;
+    bool eof = false;
+};
+
+void drainLines(Drain& d, size_t idx, const VuroProcLineFn& onLine, bool flush) {
+    size_t start = 0;
+    for (;;) {
+        size_t nl = d.buf.find('\n', start);
+        size_t end = nl != std::string::npos ? nl : d.buf.size();
+        if (end - start >= kMaxLine) {
+            onLine(idx, d.buf.substr(start, kMaxLine));
+            start += kMaxLine;
+        } else if (nl != std::string::npos) {
+            onLine(idx, d.buf.substr(start, nl - start));
+            start = nl + 1;
+        } else {
+            break;
+        }
+    }
+    d.buf.erase(0, start);
+    if (flush && !d.buf.empty()) {
+        onLine(idx, d.buf);
+        d.buf.clear();
+    }
+}
+
+// Reads what the pipe holds now; marks it at end of file.
+void drainRead(Drain& d, size_t idx, const VuroProcLineFn& onLine) {
+    char chunk[4096];
+    while (!d.eof) {
+        ssize_t n = read(d.fd, chunk, sizeof(chunk));
+        if (n > 0) {
+            d.buf.append(chunk, static_cast<size_t>(n));
+            drainLines(d, idx, onLine, false);
+        } else if (n < 0 && errno == EINTR) {
+            continue;
+        } else if (n < 0 && errno == EAGAIN) {
+            return;
+        } else {
+            d.eof = true;
+            drainLines(d, idx, onLine, true);
+        }
+    }
+}
+
+bool allAtEnd(const std::vector<Drain>& drains) {
+    for (const Drain& d : drains) {
+        if (!d.eof) return false;
+    }
+    return true;
+}
+
+// Waits up to ns for output and reads it.
+void drainFor(std::vector<Drain>& drains, long long ns, const VuroProcLineFn& onLine) {
+    std::vector<struct pollfd> pfds;
+    std::vector<size_t> idx;
+    for (size_t i = 0; i < drains.size(); i++) {
+        if (!drains[i].eof) {
+            pfds.push_back({drains[i].fd, POLLIN, 0});
+            idx.push_back(i);
+        }
+    }
+    int ms = static_cast<int>((ns + 999999) / 1000000);
+    if (poll(pfds.empty() ? NULL : pfds.data(), pfds.size(), ms < 0 ? 0 : ms) <= 0) return;
+    for (size_t k = 0; k < pfds.size(); k++) {
+        if (pfds[k].revents != 0) drainRead(drains[idx[k]], idx[k], onLine);
+    }
+}
+
+// True when the descriptor fd of process pid is open for writing.
+bool fdWrites(const std::string& pid, const char* fd) {
+    std::string text;
+    int in = open(("/proc/" + pid + "/fdinfo/" + fd).c_str(), O_RDONLY | O_CLOEXEC);
+    if (in < 0) return false;
+    char buf[512];
+    ssize_t n = read(in, buf, sizeof(buf) - 1);
+    close(in);
+    if (n <= 0) return false;
+    buf[n] = '\0';
+    const char* flags = strstr(buf, "flags:");
+    if (flags == NULL) return false;
+    unsigned long mode = strtoul(flags + 6, NULL, 8) & O_ACCMODE;
+    return mode == O_WRONLY || mode == O_RDWR;
+}
+
+/* Kills every other process that holds one of the pipes for writing, which
+ * only what the child started can (our own ends are read ends, closed on
+ * exec). Looked at again while any is found: one may fork as we look. */
+void pipeHoldersKill(const std::vector<Drain>& drains) {
+    const std::string self = std::to_string(getpid());
+    for (int round = 0; round < 50; round++) {
+        bool found = false;
+        DIR* proc = opendir("/proc");
+        if (proc == NULL) return;
+        for (struct dirent* p = readdir(proc); p != NULL; p = readdir(proc)) {
+            if (p->d_name[0] < '0' || p->d_name[0] > '9' || self == p->d_name) continue;
+            std::string fdDir = std::string("/proc/") + p->d_name + "/fd";
+            DIR* fds = opendir(fdDir.c_str());
+            if (fds == NULL) continue;
+            bool holds = false;
+            for (struct dirent* f = readdir(fds); f != NULL && !holds; f = readdir(fds)) {
+                char target[64];
+                ssize_t n = readlink((fdDir + "/" + f->d_name).c_str(), target, sizeof(target) - 1);
+                if (n <= 0) continue;
+                target[n] = '\0';
+                for (const Drain& d : drains) {
+                    if (d.mark == target && fdWrites(p->d_name, f->d_name)) holds = true;
+                }
+            }
+            closedir(fds);
+            if (holds) {
+                kill(static_cast<pid_t>(atol(p->d_name)), SIGKILL);
+                found = true;
+            }
+        }
+        closedir(proc);
+        if (!found) return;
+        struct timespec pause = {0, 2L * 1000 * 1000};
+        nanosleep(&pause, NULL);
+    }
+}
+
+}  // namespace
+
+int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds,
+                         const VuroProcLineFn& onLine, int* status) {
+    std::vector<Drain> drains;
+    for (int fd : fds) {
+        Drain d;
+        d.fd = fd;
+        struct stat st;
+        if (fstat(fd, &st) == 0) d.mark = "pipe:[" + std::to_string(st.st_ino) + "]";
+        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+        drains.push_back(d);
+    }
+    long long deadline = nowNs() + static_cast<long long>(seconds) * 1000000000LL;
+    long pauseNs = 1000L * 1000;
+    bool ended = false;
+    bool leftoversKilled = false;
+    int result = 1;
+    for (;;) {
+        if (!ended) {
+            pid_t r = waitpid(pid, status, WNOHANG);
+            if (r == pid) {
+                ended = true;
+            } else if (r < 0 && errno != EINTR) {
+                result = -1;
+                break;
+            }
+        }
+        if (ended) {
+            for (size_t i = 0; i < drains.size(); i++) drainRead(drains[i], i, onLine);
+            if (allAtEnd(drains)) break;
+            if (!leftoversKilled) {
+                // The child is done; what still holds its output it left behind.
+                pipeHoldersKill(drains);
+                leftoversKilled = true;
+            }
+        }
+        long long left = deadline - nowNs();
+        if (left <= 0) {
+            if (!ended) {
+                kill(-pid, SIGKILL);
+                kill(pid, SIGKILL);
+            }
+            pipeHoldersKill(drains);
+            if (!ended) {
+                while (waitpid(pid, status, 0) < 0 && errno == EINTR) {
+                }
+                result = 0;
+            }
+            break;
+        }
+        drainFor(drains, left < pauseNs ? left : pauseNs, onLine);
+        pauseNs = pauseNs * 2 > kMaxPollNs ? kMaxPollNs : pauseNs * 2;
+    }
+    // What the killed wrote before they went is still read, briefly.
+    long long stop = nowNs() + kAfterKillNs;
+    while (!allAtEnd(drains) && nowNs() < stop) {
+        drainFor(drains, stop - nowNs(), onLine);
+    }
+    for (Drain& d : drains) {
+        drainLines(d, static_cast<size_t>(&d - drains.data()), onLine, true);
+        close(d.fd);
+    }
+    return result;
 }

@@ -38,6 +38,7 @@ std::string pathTrim(std::string path) {
 bool pathHolds(const std::string& sharePath, const std::string& path) {
     std::string folder = pathTrim(VUROSysPathStr(sharePath));
     std::string inner = pathTrim(VUROSysPathStr(path));
+    if (folder.empty() || inner.empty()) return false;  // refused by the root
     if (inner.compare(0, folder.size(), folder) != 0) return false;
     return inner.size() == folder.size() || inner[folder.size()] == '/' || folder == "/";
 }

@@ -107,3 +107,24 @@ int VolumeAvailGet(unsigned long long minBytes, VOLUME_INFO* pInfo, int* pStatus
         return -1;
     }
 }
+
+int VolumeListGet(PQLIBSZLIST* ppList) {
+    if (ppList == NULL) {
+        QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
+        return -1;
+    }
+    try {
+        std::vector<VolumeEntry> volumes;
+        if (!volumesRead(&volumes)) {
+            QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
+            return -1;
+        }
+        for (const VolumeEntry& v : volumes) {
+            if (QLIBCSzListPush(ppList, v.mountpoint.c_str()) < 0) return -1;
+        }
+        return static_cast<int>(volumes.size());
+    } catch (...) {
+        QLIBCErrSetEx(ERR_OUT_OF_MEMORY, __FILE__, __LINE__);
+        return -1;
+    }
+}

@@ -143,7 +143,8 @@ int cmdInit(const Args& args) {
     // The helper the event log runs lies beside this tool; the root gets a
     // link to it, so it runs against the same libraries.
     std::string peerTool = executableDir() + "/vurotarnpeer";
-    std::string peerLink = VUROSysPathStr(VUROTARNLOG_PEER_TOOL);
+    // The link itself (it leads out of the root, to the build): replaced.
+    std::string peerLink = VUROSysPathStr(VUROTARNLOG_PEER_TOOL, VURO_SYSPATH_NOFOLLOW);
     if (access(peerTool.c_str(), X_OK) == 0) {
         unlink(peerLink.c_str());
         if (symlink(peerTool.c_str(), peerLink.c_str()) != 0) {

@@ -23,4 +23,26 @@ VUROTARN_API int VUROTARNGpoGetEvaluateStr(long id, long type, std::string& szjG
  * Computed by the same order walk and evaluation as the policy itself. */
 VUROTARN_API int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain);
 
+/* The effective policy of every peer under OU idOu at any depth, each
+ * exactly what VUROTARNGpoGetEvaluate gives for it, into the array jPeers by
+ * peer id: [{"peer_id":N,"sn":S,"parent_id":P,"effective":{...}}], with
+ * "error" in place of "effective" for a peer whose policy cannot be
+ * computed. The OUs of the subtree and of its path to the root, its peers
+ * and each policy they link are read once. 0 or -1. */
+VUROTARN_API int VUROTARNGpoGetEvaluateSubtree(long idOu, Json::Value& jPeers);
+/* The same as if the changes in jChanges were made, writing nothing. Each
+ * change is an object, applied in order:
+ *   {"op":"link","ou"|"peer":N,"links":{"order":[{"gpo_id":G,"override":0|1}]}}
+ *   {"op":"block","ou"|"peer":N,"value":0|1}
+ *   {"op":"move","ou"|"peer":N,"parent":OU}
+ *   {"op":"setting","gpo":G,"setting":{...}}
+ * Peers a move takes out of the subtree are answered for too, marked
+ * "moved_out". blExplain adds each peer's "explain" (as
+ * VUROTARNGpoGetEvaluateExplain gives it). 0; -2 with the cause in strCause
+ * for a change that cannot be made; -1 (and the cause) when rows cannot be
+ * read. */
+VUROTARN_API int VUROTARNGpoGetEvaluateSubtreeWhatIf(long idOu, const Json::Value& jChanges,
+                                                     BOOL blExplain, Json::Value& jPeers,
+                                                     std::string& strCause);
+
 #endif

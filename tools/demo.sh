@@ -104,6 +104,15 @@ tarn convert --peer "$nas1" --set-map '{"Samba":1,"Quota":1}' --report
 step "The lab server: the enforced Baseline wins Time even over the server's own link"
 tarn evaluate --peer "$nas2"
 
+step "Every server under Headquarters in one pass"
+tarn evaluate --ou "$hq" --all-peers --human
+
+step "Planning: which servers would change if Baseline were no longer enforced, and why"
+tarn evaluate --ou "$hq" --all-peers --diff --human --what-if \
+    "[{\"op\":\"link\",\"ou\":$hq,\"links\":{\"order\":[{\"gpo_id\":$baseline,\"override\":0}]}}]"
+echo "(a plan writes nothing: nas-eu-1 still has)"
+tarn evaluate --peer "$nas1" --human | grep -E '"gpo_name" :'
+
 step "Delegated administration: alice on Engineering, her group ops on Sales EU"
 cat > "$ROOT/etc/passwd" <<'USERS'
 root:x:0:0:root:/root:/bin/sh

@@ -50,8 +50,8 @@ int GpoMergeContent(Json::Value& jGpoNew, const Json::Value& jGpoOld, long gpoId
     return gpoMergeObserved(jGpoNew, jGpoOld, gpoIdOld, gpoName, NULL);
 }
 
-int EvaluateByPriorityList(Json::Value& jTargetGpo, const Json::Value& jApplyLink,
-                           const GpoSetObserver* pObserver) {
+int EvaluateByPriorityList(GpoRowSource& rows, Json::Value& jTargetGpo,
+                           const Json::Value& jApplyLink, const GpoSetObserver* pObserver) {
     VUROTARN_ARG_CHECK_TEXT(Json::objectValue == jTargetGpo.type(),
                             "Json::objectValue == jTargetGpo.type()", 0, return -1);
     VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jApplyLink.type(),
@@ -64,7 +64,7 @@ int EvaluateByPriorityList(Json::Value& jTargetGpo, const Json::Value& jApplyLin
             return -1;
         }
         long id = (long)vurotarnJsonInt64(jApplyLink[i]["id"]);
-        if (0 > VUROTARNGpoGet(id, &gpo)) {
+        if (0 > rows.gpoGet(id, &gpo)) {
             VUROTARN_TRACE_LOCATED_COND(0 > VUROTARNGpoGet(id, &gpo));
             return -1;
         }
@@ -84,6 +84,27 @@ int EvaluateByPriorityList(Json::Value& jTargetGpo, const Json::Value& jApplyLin
     return 0;
 }
 
+namespace {
+
+int gpoEvaluateByOrder(GpoRowSource& rows, Json::Value& jGpo, const Json::Value& jGpoLink) {
+    if (0 > EvaluateByPriorityList(rows, jGpo, jGpoLink)) {
+        VUROTARN_TRACE_LOCATED_COND(0 > EvaluateByPriorityList(jGpo, jGpoLink));
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int gpoEvaluate(GpoRowSource& rows, long id, long type, Json::Value& jGpo) {
+    Json::Value jGpoLink(Json::arrayValue);
+    if (0 > gpoOrderWalk(rows, id, type, jGpoLink, NULL)) {
+        VUROTARN_TRACE_LOCATED_COND(0 > VUROTARNGpoGetOrder(id, type, jGpoLink));
+        return -1;
+    }
+    return gpoEvaluateByOrder(rows, jGpo, jGpoLink);
+}
+
 int VUROTARNGpoGetEvaluate(long id, long type, Json::Value& jGpo, char* szLinkOrder) {
     VUROTARN_ARG_CHECK(0, <=, id, return -1);
     VUROTARN_ARG_CHECK(0, <=, type, return -1);
@@ -95,15 +116,9 @@ int VUROTARNGpoGetEvaluate(long id, long type, Json::Value& jGpo, char* szLinkOr
             VUROTARN_TRACE_LOCATED_COND(!jGpoLink.fromString(szLinkOrder));
             return -1;
         }
-    } else if (0 > VUROTARNGpoGetOrder(id, type, jGpoLink)) {
-        VUROTARN_TRACE_LOCATED_COND(0 > VUROTARNGpoGetOrder(id, type, jGpoLink));
-        return -1;
+        return gpoEvaluateByOrder(gpoRowsStored(), jGpo, jGpoLink);
     }
-    if (0 > EvaluateByPriorityList(jGpo, jGpoLink)) {
-        VUROTARN_TRACE_LOCATED_COND(0 > EvaluateByPriorityList(jGpo, jGpoLink));
-        return -1;
-    }
-    return 0;
+    return gpoEvaluate(gpoRowsStored(), id, type, jGpo);
 }
 
 int VUROTARNGpoGetEvaluateStr(long id, long type, std::string& szjGpoEvaluate, BOOL blHumanReadGpo,
@@ -135,9 +150,13 @@ Json::Value explainEntry(const Json::Value& jLink, long gpoId) {
 int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain) {
     VUROTARN_ARG_CHECK(0, <=, id, return -1);
     VUROTARN_ARG_CHECK(0, <=, type, return -1);
+    return gpoExplain(gpoRowsStored(), id, type, jExplain);
+}
+
+int gpoExplain(GpoRowSource& rows, long id, long type, Json::Value& jExplain) {
     Json::Value jGpoLink(Json::arrayValue);
     Json::Value jPassedOver(Json::arrayValue);
-    if (0 > vurotarnGpoOrderExplained(id, type, jGpoLink, jPassedOver)) {
+    if (0 > gpoOrderWalk(rows, id, type, jGpoLink, &jPassedOver)) {
         return -1;
     }
     std::map<long, Json::Value> links;
@@ -155,7 +174,7 @@ int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain) {
         }
     };
     Json::Value jGpo(Json::objectValue);
-    if (0 > EvaluateByPriorityList(jGpo, jGpoLink, &observer)) {
+    if (0 > EvaluateByPriorityList(rows, jGpo, jGpoLink, &observer)) {
         return -1;
     }
     // Policies a block kept out: each of their sets lost to that.
@@ -168,7 +187,7 @@ int VUROTARNGpoGetEvaluateExplain(long id, long type, Json::Value& jExplain) {
         VURO_TARN_GPO gpo;
         Json::Value jSetting;
         long gpoId = (long)vurotarnJsonInt64(jNote["id"]);
-        if (VUROTARNGpoGet(gpoId, &gpo) != 0 || !vurojson::fromString(jSetting, gpo.str_setting) ||
+        if (rows.gpoGet(gpoId, &gpo) != 0 || !vurojson::fromString(jSetting, gpo.str_setting) ||
             !jSetting.isObject() || !jSetting["gpo_content"].isObject()) {
             continue;
         }

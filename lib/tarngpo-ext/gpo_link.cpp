@@ -46,8 +46,8 @@ LinkKind linkKind(const Json::Value& jElem) {
 }  // namespace
 
 /* Adds the links of one node's text of one kind (enforced or plain). */
-int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOverride, long id,
-                            int type) {
+int VUROTARNGpoJsonArrayAdd(GpoRowSource& rows, Json::Value& jGpoLink, const char* szJson,
+                            BOOL blOverride, long id, int type) {
     VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
                             "Json::arrayValue == jGpoLink.type()", 0, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, szJson, return -1);
@@ -78,7 +78,7 @@ int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOv
             continue;
         }
         VURO_TARN_GPO gpo;
-        if (VUROTARNGpoGet(idGpo, &gpo) != 0) {
+        if (rows.gpoGet(idGpo, &gpo) != 0) {
             VUROTARN_TRACE("get gpo failed, id=%lld\n", (long long)idGpo);
             continue;  // a dangling link drops out
         }
@@ -96,7 +96,8 @@ namespace {
 
 /* Reads one OU of the path: its block flag and its link text, cut at 1023
  * bytes as the walk has always seen it. */
-int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_t cbLink) {
+int orderOuRead(GpoRowSource& rows, const char* szItem, long* pId, long* pBlock, char* szLink,
+                size_t cbLink) {
     *pId = strtol(szItem, NULL, 10);
     if (*pId < 0) {
         VUROTARN_TRACE_LOCATED_COND(0 > id);
@@ -104,7 +105,7 @@ int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_
     }
     VURO_TARN_OU ou;
     memset(szLink, 0, cbLink);
-    if (VUROTARN_STEP_FAILED(VUROTARNOuGet(*pId, &ou)) ||
+    if (VUROTARN_STEP_FAILED(rows.ouGet(*pId, &ou)) ||
         VUROTARN_STEP_FAILED(VUROTARNOuItemGetBlockInheritance(pBlock, &ou)) ||
         VUROTARN_STEP_FAILED(VUROTARNOuItemGetLinkedGPO(szLink, cbLink, &ou))) {
         return -1;
@@ -115,15 +116,16 @@ int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_
 /* Adds one node's links of one kind. When pPassedOver is given (the
  * explanation of an evaluation) a text that does not parse is noted there
  * and the walk goes on; otherwise it fails the walk. */
-int orderAdd(Json::Value& jGpoLink, const char* szLink, BOOL blOverride, long id, int type,
-             Json::Value* pPassedOver) {
+int orderAdd(GpoRowSource& rows, Json::Value& jGpoLink, const char* szLink, BOOL blOverride,
+             long id, int type, Json::Value* pPassedOver) {
     if (pPassedOver == NULL) {
-        if (VUROTARN_STEP_FAILED(VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, blOverride, id, type))) {
+        if (VUROTARN_STEP_FAILED(
+                VUROTARNGpoJsonArrayAdd(rows, jGpoLink, szLink, blOverride, id, type))) {
             return -1;
         }
         return 0;
     }
-    if (VUROTARNGpoJsonArrayAdd(jGpoLink, szLink, blOverride, id, type) < 0) {
+    if (VUROTARNGpoJsonArrayAdd(rows, jGpoLink, szLink, blOverride, id, type) < 0) {
         Json::Value jNote;
         jNote["node_id"] = (Json::Int64)id;
         jNote["node_type"] = type;
@@ -138,10 +140,10 @@ int orderAdd(Json::Value& jGpoLink, const char* szLink, BOOL blOverride, long id
 }
 
 /* Notes the plain links of a node that a block keeps out of the order. */
-void orderNoteBlocked(Json::Value* pPassedOver, const Json::Value& jGpoLink, const char* szLink,
-                      long id, int type, const std::string& reason) {
+void orderNoteBlocked(GpoRowSource& rows, Json::Value* pPassedOver, const Json::Value& jGpoLink,
+                      const char* szLink, long id, int type, const std::string& reason) {
     Json::Value jCut(Json::arrayValue);
-    if (orderAdd(jCut, szLink, FALSE, id, type, pPassedOver) < 0) return;
+    if (orderAdd(rows, jCut, szLink, FALSE, id, type, pPassedOver) < 0) return;
     for (Json::Value jElem : jCut) {
         if (findNodeInJson((long)vurotarnJsonInt64(jElem["id"]),
                            const_cast<Json::Value&>(jGpoLink))) {
@@ -152,23 +154,20 @@ void orderNoteBlocked(Json::Value* pPassedOver, const Json::Value& jGpoLink, con
     }
 }
 
-int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPath,
-              Json::Value* pPassedOver) {
-    if (type == VURO_TARN_TYPE_PEER) {
-        if (VUROTARN_STEP_FAILED(VUROTARNPeerListTreePath(idInput, pOuPath))) return -1;
-    } else if (type == VURO_TARN_TYPE_OU) {
-        if (VUROTARN_STEP_FAILED(VUROTARNOuListTreePath(idInput, pOuPath))) return -1;
-    } else {
+int orderWalk(GpoRowSource& rows, long idInput, long type, Json::Value& jGpoLink,
+              PQLIBSZLIST pOuPath, Json::Value* pPassedOver) {
+    if (type != VURO_TARN_TYPE_PEER && type != VURO_TARN_TYPE_OU) {
         VUROTARN_TRACE_LOCATED("bad node type=%ld", type);
         return -1;
     }
+    if (VUROTARN_STEP_FAILED(rows.pathGet(idInput, type, pOuPath))) return -1;
     char szLink[1024];
     long id = 0;
     long block = 0;
     // Enforced links, from the root down; blocks do not stop them.
     for (int i = pOuPath->nItem - 1; i >= 0; i--) {
-        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
-            orderAdd(jGpoLink, szLink, TRUE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
+        if (orderOuRead(rows, pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0 ||
+            orderAdd(rows, jGpoLink, szLink, TRUE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
             return -1;
         }
     }
@@ -176,11 +175,12 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
     if (type == VURO_TARN_TYPE_PEER) {
         VURO_TARN_PEER peer;
         memset(szLink, 0, sizeof(szLink));
-        if (VUROTARN_STEP_FAILED(VUROTARNPeerGet(idInput, &peer)) ||
+        if (VUROTARN_STEP_FAILED(rows.peerGet(idInput, &peer)) ||
             VUROTARN_STEP_FAILED(VUROTARNPeerItemGetBlockInheritance(&peerBlock, &peer)) ||
             VUROTARN_STEP_FAILED(VUROTARNPeerItemGetLinkedGPO(szLink, sizeof(szLink), &peer)) ||
-            orderAdd(jGpoLink, szLink, TRUE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) < 0 ||
-            orderAdd(jGpoLink, szLink, FALSE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) < 0) {
+            orderAdd(rows, jGpoLink, szLink, TRUE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) < 0 ||
+            orderAdd(rows, jGpoLink, szLink, FALSE, idInput, VURO_TARN_TYPE_PEER, pPassedOver) <
+                0) {
             return -1;
         }
     }
@@ -191,14 +191,15 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
         if (!strBlockedBy.empty() && pPassedOver == NULL) {
             break;
         }
-        if (orderOuRead(pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0) {
+        if (orderOuRead(rows, pOuPath->pszItem[i], &id, &block, szLink, sizeof(szLink)) < 0) {
             return -1;
         }
         if (!strBlockedBy.empty()) {
-            orderNoteBlocked(pPassedOver, jGpoLink, szLink, id, VURO_TARN_TYPE_OU, strBlockedBy);
+            orderNoteBlocked(rows, pPassedOver, jGpoLink, szLink, id, VURO_TARN_TYPE_OU,
+                             strBlockedBy);
             continue;
         }
-        if (orderAdd(jGpoLink, szLink, FALSE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
+        if (orderAdd(rows, jGpoLink, szLink, FALSE, id, VURO_TARN_TYPE_OU, pPassedOver) < 0) {
             return -1;
         }
         if (block != 0) {
@@ -208,32 +209,43 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
     return 0;
 }
 
+/* The database one row a call, as the form for one node has always read. */
+class GpoRowsStored : public GpoRowSource {
+public:
+    int pathGet(long id, long type, PQLIBSZLIST pOuPath) override {
+        return type == VURO_TARN_TYPE_PEER ? VUROTARNPeerListTreePath(id, pOuPath)
+                                           : VUROTARNOuListTreePath(id, pOuPath);
+    }
+    int ouGet(long id, VURO_TARN_OU* pOu) override { return VUROTARNOuGet(id, pOu); }
+    int peerGet(long id, VURO_TARN_PEER* pPeer) override { return VUROTARNPeerGet(id, pPeer); }
+    int gpoGet(long id, VURO_TARN_GPO* pGpo) override { return VUROTARNGpoGet(id, pGpo); }
+};
+
 }  // namespace
+
+GpoRowSource& gpoRowsStored() {
+    static GpoRowsStored rows;
+    return rows;
+}
+
+int gpoOrderWalk(GpoRowSource& rows, long id, long type, Json::Value& jGpoLink,
+                 Json::Value* pPassedOver) {
+    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
+    if (pOuPath == NULL) {
+        VUROTARN_TRACE_LOCATED("malloc list failed");
+        return -1;
+    }
+    int ret = orderWalk(rows, id, type, jGpoLink, pOuPath, pPassedOver);
+    QLIBCSzListFree(pOuPath);
+    return ret;
+}
 
 int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
     VUROTARN_ARG_CHECK(0, <=, idInput, return -1);
     VUROTARN_ARG_CHECK(0, <=, type, return -1);
     VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
                             "Json::arrayValue == jGpoLink.type()", 0, return -1);
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    if (pOuPath == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc list failed");
-        return -1;
-    }
-    int ret = orderWalk(idInput, type, jGpoLink, pOuPath, NULL);
-    QLIBCSzListFree(pOuPath);
-    return ret;
-}
-
-int vurotarnGpoOrderExplained(long id, long type, Json::Value& jGpoLink, Json::Value& jPassedOver) {
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    if (pOuPath == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc list failed");
-        return -1;
-    }
-    int ret = orderWalk(id, type, jGpoLink, pOuPath, &jPassedOver);
-    QLIBCSzListFree(pOuPath);
-    return ret;
+    return gpoOrderWalk(gpoRowsStored(), idInput, type, jGpoLink, NULL);
 }
 
 int VUROTARNGpoGetOrderStr(long id, long type, std::string& szJsonGpoLink) {

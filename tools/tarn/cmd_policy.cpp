@@ -2,6 +2,8 @@
  * "delete-tree": the policy engine and the list operations on one node. */
 #include <limits.h>
 
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -117,9 +119,198 @@ void explainPrint(const Json::Value& j) {
     }
 }
 
+/* "Samba from A (gpo 1)" for each set of an effective policy. */
+std::string setsLine(const Json::Value& jPeer) {
+    if (jPeer.isMember("error")) return jPeer["error"].asString();
+    const Json::Value& c = jPeer["effective"]["gpo_content"];
+    std::string line;
+    for (const std::string& set : c.getMemberNames()) {
+        line += (line.empty() ? "" : ", ") + set + " from " + c[set]["gpo_name"].asString() +
+                " (gpo " + std::to_string(c[set]["gpo_id"].asInt64()) + ")";
+    }
+    return line.empty() ? "no policy" : line;
+}
+
+std::string peerTitle(const Json::Value& jPeer) {
+    return "peer " + std::to_string(jPeer["peer_id"].asInt64()) + " (" + jPeer["sn"].asString() +
+           ") in ou " + std::to_string(jPeer["parent_id"].asInt64()) +
+           (jPeer["moved_out"].asBool() ? ", moved out of the subtree" : "");
+}
+
+/* Who won a set for a peer: the policy, and from its explanation the node
+ * it is linked on. Null when no policy carries the set. */
+Json::Value setWinner(const Json::Value& jPeer, const std::string& set) {
+    const Json::Value& c = jPeer["effective"]["gpo_content"];
+    if (!c.isMember(set)) return Json::Value();
+    Json::Value j;
+    j["gpo_id"] = c[set]["gpo_id"];
+    j["gpo_name"] = c[set]["gpo_name"];
+    const Json::Value& w = jPeer["explain"]["sets"][set]["winner"];
+    if (w["gpo_id"] == j["gpo_id"]) {
+        j["node_id"] = w["node_id"];
+        j["node_type"] = w["node_type"];
+        j["override"] = w["override"];
+    }
+    return j;
+}
+
+/* Why a set's winner changed, in the words of the explanation after the
+ * change: what became of the policy that won it before. */
+std::string setChangeReason(const Json::Value& jAfter, const std::string& set,
+                            const Json::Value& jWas, const Json::Value& jNow) {
+    if (jWas.isNull()) return "newly applied";
+    if (!jNow.isNull() && jNow["gpo_id"] == jWas["gpo_id"]) {
+        return "the sets of gpo " + std::to_string(jWas["gpo_id"].asInt64()) + " changed";
+    }
+    std::string was =
+        jWas["gpo_name"].asString() + " (gpo " + std::to_string(jWas["gpo_id"].asInt64()) + ")";
+    for (const Json::Value& l : jAfter["explain"]["sets"][set]["losers"]) {
+        if (l["gpo_id"] == jWas["gpo_id"]) return was + " " + l["reason"].asString();
+    }
+    if (jNow.isNull()) return "no policy carries the set any more";
+    return was + " no longer applies here";
+}
+
+/* The peers whose effective policy differs, set by set. */
+Json::Value subtreeDiff(const Json::Value& jBefore, const Json::Value& jAfter) {
+    std::map<long long, Json::Value> before;
+    for (const Json::Value& p : jBefore) before[p["peer_id"].asInt64()] = p;
+    Json::Value jDiff(Json::arrayValue);
+    for (const Json::Value& jNew : jAfter) {
+        long long id = jNew["peer_id"].asInt64();
+        Json::Value jOld = before.count(id) ? before[id] : Json::Value();
+        if (jOld.isNull()) {
+            // Moved in from outside: its policy now, one node at a time.
+            jOld = jNew;
+            jOld["effective"] = Json::Value(Json::objectValue);
+            jOld.removeMember("error");
+            if (VUROTARNGpoGetEvaluate((long)id, VURO_TARN_TYPE_PEER, jOld["effective"], NULL) !=
+                0) {
+                jOld.removeMember("effective");
+                jOld["error"] = "the policy of this peer cannot be computed";
+            }
+            VUROTARNGpoGetEvaluateExplain((long)id, VURO_TARN_TYPE_PEER, jOld["explain"]);
+        }
+        Json::Value jEntry;
+        for (const char* key : {"peer_id", "sn", "parent_id", "moved_out"}) {
+            if (jNew.isMember(key)) jEntry[key] = jNew[key];
+        }
+        if (jOld.isMember("error") || jNew.isMember("error")) {
+            if (jOld["error"] != jNew["error"]) {
+                jEntry["before_error"] = jOld["error"];
+                jEntry["after_error"] = jNew["error"];
+                jDiff.append(jEntry);
+            }
+            continue;
+        }
+        const Json::Value& cOld = jOld["effective"]["gpo_content"];
+        const Json::Value& cNew = jNew["effective"]["gpo_content"];
+        std::set<std::string> sets;
+        for (const std::string& s : cOld.getMemberNames()) sets.insert(s);
+        for (const std::string& s : cNew.getMemberNames()) sets.insert(s);
+        jEntry["sets"] = Json::Value(Json::arrayValue);
+        for (const std::string& set : sets) {
+            if (cOld.isMember(set) && cNew.isMember(set) && cOld[set] == cNew[set]) continue;
+            Json::Value jSet;
+            jSet["set"] = set;
+            jSet["before"] = setWinner(jOld, set);
+            jSet["after"] = setWinner(jNew, set);
+            jSet["reason"] = setChangeReason(jNew, set, jSet["before"], jSet["after"]);
+            jEntry["sets"].append(jSet);
+        }
+        if (!jEntry["sets"].empty()) jDiff.append(jEntry);
+    }
+    return jDiff;
+}
+
+std::string winnerText(const Json::Value& w) {
+    if (w.isNull()) return "none";
+    std::string text = w["gpo_name"].asString() + " (gpo " + std::to_string(w["gpo_id"].asInt64());
+    if (w.isMember("node_id")) {
+        text += std::string(", ") +
+                (w["node_type"].asInt() == VURO_TARN_TYPE_PEER ? "peer " : "ou ") +
+                std::to_string(w["node_id"].asInt64()) +
+                (w["override"].asInt() == 1 ? ", enforced" : "");
+    }
+    return text + ")";
+}
+
+void diffPrint(const Json::Value& jDiff, Json::ArrayIndex nPeers) {
+    printf("%u of %u peers would change\n", jDiff.size(), nPeers);
+    for (const Json::Value& p : jDiff) {
+        printf("%s\n", peerTitle(p).c_str());
+        if (p.isMember("before_error")) {
+            printf("  before: %s\n  after:  %s\n",
+                   p["before_error"].isNull() ? "computed" : p["before_error"].asCString(),
+                   p["after_error"].isNull() ? "computed" : p["after_error"].asCString());
+        }
+        for (const Json::Value& s : p["sets"]) {
+            printf("  %s: %s -> %s\n      because %s\n", s["set"].asCString(),
+                   winnerText(s["before"]).c_str(), winnerText(s["after"]).c_str(),
+                   s["reason"].asCString());
+        }
+    }
+}
+
+/* evaluate --ou ID --all-peers [--what-if CHANGES [--diff]]. */
+int evaluateSubtree(const Args& args) {
+    if (!args.has("ou") || args.has("peer")) throw UsageError{"--all-peers needs --ou ID"};
+    long id = (long)parseLongIn(args.get("ou"), "--ou", 0, LONG_MAX);
+    nodeExistsCheck(id, VURO_TARN_TYPE_OU, "--ou");
+    bool blDiff = args.flag("diff");
+    if (blDiff && !args.has("what-if")) throw UsageError{"--diff needs --what-if CHANGES"};
+    Json::Value jPeers;
+    if (!args.has("what-if")) {
+        if (VUROTARNGpoGetEvaluateSubtree(id, jPeers) != 0) {
+            fail("cannot evaluate the peers under ou " + std::to_string(id));
+        }
+    } else {
+        Json::Value jChanges;
+        if (!vurojson::fromString(jChanges, args.get("what-if")) || !jChanges.isArray()) {
+            throw UsageError{"--what-if is a JSON list of changes"};
+        }
+        for (const Json::Value& c : jChanges) {
+            if (c.isObject() && c["op"] == "link" && c.isMember("links")) {
+                linkTextCheck(c["links"], "gpo_id", "--what-if links");
+            }
+        }
+        std::string cause;
+        int r =
+            VUROTARNGpoGetEvaluateSubtreeWhatIf(id, jChanges, blDiff ? TRUE : FALSE, jPeers, cause);
+        if (r == -2) throw UsageError{"--what-if: " + cause};
+        if (r != 0) fail("cannot plan for the peers under ou " + std::to_string(id) + ": " + cause);
+        if (blDiff) {
+            Json::Value jBefore;
+            if (VUROTARNGpoGetEvaluateSubtreeWhatIf(id, Json::Value(Json::arrayValue), TRUE,
+                                                    jBefore, cause) != 0) {
+                fail("cannot evaluate the peers under ou " + std::to_string(id) + ": " + cause);
+            }
+            Json::Value jDiff = subtreeDiff(jBefore, jPeers);
+            if (args.flag("human")) {
+                diffPrint(jDiff, jPeers.size());
+            } else {
+                printJson(jDiff);
+            }
+            return 0;
+        }
+    }
+    if (!args.flag("human")) {
+        printJson(jPeers);
+        return 0;
+    }
+    for (const Json::Value& p : jPeers) {
+        printf("%s\n  %s\n", peerTitle(p).c_str(), setsLine(p).c_str());
+    }
+    return 0;
+}
+
 }  // namespace
 
 int cmdEvaluate(const Args& args) {
+    if (args.flag("all-peers")) return evaluateSubtree(args);
+    if (args.has("what-if") || args.flag("diff")) {
+        throw UsageError{"--what-if and --diff go with --ou ID --all-peers"};
+    }
     long type = 0;
     long id = nodeArgs(args, &type, "evaluate");
     if (args.flag("explain")) {

@@ -51,6 +51,13 @@ const char* kUsage =
     "  order --ou ID | --peer ID               the policies that apply, most important first\n"
     "  evaluate --ou ID | --peer ID [--human] [--link-order JSON]   the effective policy\n"
     "  evaluate --ou ID | --peer ID --explain [--json]   which policy won each set, and why\n"
+    "  evaluate --ou ID --all-peers [--json|--human]  the effective policy of every peer below\n"
+    "  evaluate --ou ID --all-peers --what-if CHANGES [--diff] [--human]\n"
+    "           as if the changes were made, writing nothing. CHANGES: a JSON list of\n"
+    "           {\"op\":\"link\",\"ou\":N,\"links\":{\"order\":[{\"gpo_id\":G,\"override\":1}]}}\n"
+    "           {\"op\":\"block\",\"peer\":N,\"value\":1} {\"op\":\"move\",\"ou\":N,\"parent\":P}\n"
+    "           {\"op\":\"setting\",\"gpo\":G,\"setting\":{...}}  (\"ou\" or \"peer\" in each)\n"
+    "           --diff: only the peers whose policy would change, set by set, and why\n"
     "  convert --ou ID | --peer ID --set-map '{\"Samba\":2}' [--fetch] [--report [--json]]\n"
     "                                          the effective policy at the set versions asked\n"
     "  delegates set|override|list --ou ID | --peer ID [--users a,b] [--groups g,h]\n"
@@ -129,7 +136,8 @@ const CommandSpec kCommands[] = {
     {"can-manage", "uid ou peer", "", 0, "", NO_VERB(cmdCanManage)},
     {"link", "ou peer links", "", 0, "ou peer gpo", NO_VERB(cmdLink)},
     {"order", "ou peer", "", 0, "", NO_VERB(cmdOrder)},
-    {"evaluate", "ou peer link-order", "human explain json", 0, "", NO_VERB(cmdEvaluate)},
+    {"evaluate", "ou peer link-order what-if", "human explain json all-peers diff", 0, "",
+     NO_VERB(cmdEvaluate)},
     {"convert", "ou peer set-map", "fetch report json", 0, "", NO_VERB(cmdConvert)},
     {"delete-tree", "ou peer sn", "", 0, NODE_FAMILIES, NO_VERB(cmdDeleteTree)},
     {"log list", LIST_OPTIONS " lang word field obj-id for-user", LIST_FLAGS " human all-langs", 0,

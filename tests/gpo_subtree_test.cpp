@@ -17,6 +17,7 @@ namespace {
 struct Tree {
     int nOu = 0;   // OUs 1..nOu under the root 0
     int nGpo = 0;  // policies 1..nGpo; links also name ids above (dangling)
+    int maxDepth = 0;
     std::map<long, long> ouParent;
     std::map<long, long> peerParent;
 };
@@ -75,10 +76,12 @@ public:
                     ",'g" + std::to_string(id) + "',2,'" + setting(id) + "');";
         }
         for (long id = 1; id <= nOu; id++) {
-            long parent;
-            do parent = pick((int)id);
-            while (depth[parent] >= 10);
+            // A chain of ten first, then anywhere above depth 10.
+            long parent = id - 1;
+            while (id > 10 && (parent = pick((int)id), depth[parent] >= 10)) {
+            }
             depth[id] = depth[parent] + 1;
+            t.maxDepth = std::max(t.maxDepth, depth[id]);
             t.ouParent[id] = parent;
             text += "INSERT INTO ou(id, name, parent_id, block_inheritance, linked_gpo) VALUES(" +
                     std::to_string(id) + ",'ou" + std::to_string(id) + "'," +
@@ -141,11 +144,11 @@ TEST_F(SubtreeTest, EveryPeerAsTheFormForOnePeerGivesIt) {
         sql("DELETE FROM peer; DELETE FROM gpo; DELETE FROM ou WHERE id != 0;");
         TreeMaker maker(seed);
         std::string layout;
-        Tree t = maker.make(60, 150, 14, &layout);
+        Tree t = maker.make(60, 100, 14, &layout);
         sql(layout);
         int nComputed = 0;
         int nFailed = 0;
-        for (long top : {0L, 1L, (long)(1 + maker.pick(t.nOu))}) {
+        for (long top : {0L, (long)(1 + maker.pick(t.nOu))}) {
             Json::Value jPeers;
             // Each statement of the library opens with this pragma.
             execCountReset("PRAGMA foreign_keys");
@@ -160,9 +163,25 @@ TEST_F(SubtreeTest, EveryPeerAsTheFormForOnePeerGivesIt) {
             expectEachPeerAsAlone(jPeers, "subtree");
             for (const Json::Value& p : jPeers) (p.isMember("effective") ? nComputed : nFailed)++;
         }
-        // The generated cases reach both outcomes.
+        // The generated cases reach both outcomes, and the full depth.
         EXPECT_GT(nComputed, 20);
         EXPECT_GT(nFailed, 0);
+        EXPECT_EQ(10, t.maxDepth);
+
+        // The explanations a plan's diff reads are the form for one peer's too.
+        Json::Value jPeers;
+        std::string cause;
+        ASSERT_OK(VUROTARNGpoGetEvaluateSubtreeWhatIf(0, Json::Value(Json::arrayValue), TRUE,
+                                                      jPeers, cause));
+        for (const Json::Value& p : jPeers) {
+            Json::Value jAlone;
+            int r = VUROTARNGpoGetEvaluateExplain((long)p["peer_id"].asInt64(), VURO_TARN_TYPE_PEER,
+                                                  jAlone);
+            EXPECT_EQ(r == 0, p.isMember("explain"));
+            if (r == 0) {
+                EXPECT_EQ(jAlone, p["explain"]) << "peer " << p["peer_id"];
+            }
+        }
     }
     Json::Value j;
     EXPECT_EQ(-1, VUROTARNGpoGetEvaluateSubtree(404, j));

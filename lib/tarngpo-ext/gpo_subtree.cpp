@@ -20,7 +20,8 @@
 
 namespace {
 
-/* "SELECT * FROM <table> <condition>" into a map by id. */
+/* "SELECT * FROM <table> <condition>" into a map by id. A row held
+ * already stays as it is: a plan may have changed it. */
 template <class T>
 int rowsRead(const std::string& condition, std::map<long, typename T::Rec>& into) {
     using Record = VurotarnRecord<T>;
@@ -29,6 +30,7 @@ int rowsRead(const std::string& condition, std::map<long, typename T::Rec>& into
     VurotarnConnection db;
     int r = db.exec(sql.c_str(), Record::fillList, &pHead);
     for (typename T::Rec* p = pHead; r == 0 && p != NULL; p = p->pNext) {
+        if (into.count((long)p->id)) continue;
         typename T::Rec& rec = into[(long)p->id];
         rec = *p;
         rec.pNext = NULL;

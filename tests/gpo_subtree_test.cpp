@@ -366,4 +366,6 @@ TEST_F(SubtreeTest, ToolPrintsTheSubtreeAndRefusesBadChanges) {
     }
     EXPECT_EQ(2, tarn({"evaluate", "--peer", "1", "--all-peers"}));
     EXPECT_EQ(2, tarn({"evaluate", "--ou", "1", "--all-peers", "--diff"}));
+    EXPECT_EQ(2, tarn({"evaluate", "--ou", "1", "--all-peers", "--explain"}));
+    EXPECT_EQ(2, tarn({"evaluate", "--ou", "1", "--what-if", "[]"}));
 }

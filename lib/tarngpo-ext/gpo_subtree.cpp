@@ -111,8 +111,10 @@ public:
     /* The OUs above idOu up to the root, in one statement. */
     int pathRead(long idOu) {
         return rowsRead<VurotarnOuTraits>(
-            "WHERE id IN (WITH RECURSIVE up(id) AS (SELECT " + std::to_string(idOu) +
-                " UNION SELECT ou.parent_id FROM ou JOIN up ON ou.id = up.id WHERE up.id != 0)"
+            "WHERE id IN (WITH RECURSIVE up(id) AS (SELECT parent_id FROM ou WHERE id = " +
+                std::to_string(idOu) +
+                " AND id != 0 UNION SELECT ou.parent_id FROM ou JOIN up ON ou.id = up.id"
+                " WHERE up.id != 0)"
                 " SELECT id FROM up)",
             ous);
     }

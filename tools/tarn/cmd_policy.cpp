@@ -255,6 +255,9 @@ void diffPrint(const Json::Value& jDiff, Json::ArrayIndex nPeers) {
 /* evaluate --ou ID --all-peers [--what-if CHANGES [--diff]]. */
 int evaluateSubtree(const Args& args) {
     if (!args.has("ou") || args.has("peer")) throw UsageError{"--all-peers needs --ou ID"};
+    if (args.has("link-order") || args.flag("explain")) {
+        throw UsageError{"--link-order and --explain are for one node, not --all-peers"};
+    }
     long id = (long)parseLongIn(args.get("ou"), "--ou", 0, LONG_MAX);
     nodeExistsCheck(id, VURO_TARN_TYPE_OU, "--ou");
     bool blDiff = args.flag("diff");

@@ -46,15 +46,32 @@ const DelegateLogMap VUROTARNDELEGATE_LOG_STRING_MAP[] = {
 
 }  // namespace
 
+bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name) {
+    if (user_type == VURO_TARN_TYPE_USER) {
+        PVURO_USER pUser = NULL;
+        if (VUROUserGetByUID((uid_t)ugid, &pUser) < 0 || pUser == NULL) {
+            return false;
+        }
+        name = pUser->szName;
+        VUROUserFree(pUser);
+        return true;
+    }
+    PVURO_GROUP pGroup = NULL;
+    if (VUROGroupGetByGID((gid_t)ugid, &pGroup) < 0 || pGroup == NULL) {
+        return false;
+    }
+    name = pGroup->szName;
+    VUROGroupFree(pGroup);
+    return true;
+}
+
 std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {
     VUROTARN_ARG_CHECK(NULL, !=, pDelegate, return "");
+    std::string name;
+    if (vurotarnDelegateUgName(pDelegate->user_type, pDelegate->ugid, name)) {
+        return name;
+    }
     if (pDelegate->user_type == VURO_TARN_TYPE_USER) {
-        PVURO_USER pUser = NULL;
-        if (VUROUserGetByUID((uid_t)pDelegate->ugid, &pUser) >= 0 && pUser != NULL) {
-            std::string name = pUser->szName;
-            VUROUserFree(pUser);
-            return name;
-        }
         VUROTARN_LOG("Failed to get USER uid=[%lu],", pDelegate->ugid);
         // A deleted user is still named by the name kept when delegating.
         Json::Value jExtra;
@@ -63,12 +80,6 @@ std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {
             return vurotarnLogValueText(jExtra["userNameCache"]);
         }
         return "uid:" + std::to_string(pDelegate->ugid);
-    }
-    PVURO_GROUP pGroup = NULL;
-    if (VUROGroupGetByGID((gid_t)pDelegate->ugid, &pGroup) >= 0 && pGroup != NULL) {
-        std::string name = pGroup->szName;
-        VUROGroupFree(pGroup);
-        return name;
     }
     VUROTARN_LOG("Failed to get GROUP gid=[%lu],", pDelegate->ugid);
     return "<gid=" + std::to_string(pDelegate->ugid) + ">";

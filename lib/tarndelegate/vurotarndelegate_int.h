@@ -32,6 +32,12 @@ struct VurotarnDelegateTraits
 
 using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;
 
+/* The name of the account a delegate names: the user's for
+ * VURO_TARN_TYPE_USER, the group's for any other type. False when the
+ * account is not known (any more). The one look-up behind the change log
+ * and the name cache. */
+bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name);
+
 int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate);
 int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate);
 int VUROTARNDelegateDelete_sqlite(long id);

@@ -48,8 +48,7 @@ void emitOut(std::map<std::string, std::string>& out, const std::string& name, F
         out[name + "/" + tag] = std::to_string(rc) + " " + vurojson::toString(jRet);
     }
     Json::Value jRet;
-    out[name + "/object-additional"] =
-        std::to_string(toJson(Json::Value(Json::objectValue), jRet));
+    out[name + "/object-additional"] = std::to_string(toJson(Json::Value(Json::objectValue), jRet));
     Json::Value jArr(Json::arrayValue);
     out[name + "/array-ret"] = std::to_string(toJson(Json::Value(), jArr));
 }
@@ -148,7 +147,7 @@ VURO_TARN_DELEGATE makeDelegate() {
     d.ugid = 4294967294UL;
     d.target_type = 2;
     d.target_id = -7;
-    d.str_extra_info = "{\"name\":\"" "\\u00e9ve\"}";
+    d.str_extra_info = "{\"name\":\"\\u00e9ve\"}";
     return d;
 }
 

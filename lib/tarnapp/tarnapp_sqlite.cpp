@@ -8,10 +8,10 @@
 
 // Only the English name reaches the hooks, as "Name".
 const VurotarnField<VURO_TARN_APP> VurotarnAppTraits::kFields[32] = {
-    VUROTARN_FIELD(VURO_TARN_APP, id, "id", "ID"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, id, "id", "ID", kJsonOut),
     VUROTARN_FIELD(VURO_TARN_APP, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_APP, peer_id, "peer_id", "PeerID"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_app_id, "app_id", "AppID"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, peer_id, "peer_id", "PeerID", kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_app_id, "app_id", "AppID", kJsonOut),
     APP_NAME_FIELD(enu, "Name"),
     APP_NAME_FIELD(cht, NULL),
     APP_NAME_FIELD(chs, NULL),
@@ -32,14 +32,16 @@ const VurotarnField<VURO_TARN_APP> VurotarnAppTraits::kFields[32] = {
     APP_NAME_FIELD(hun, NULL),
     APP_NAME_FIELD(trk, NULL),
     APP_NAME_FIELD(csy, NULL),
-    VUROTARN_FIELD(VURO_TARN_APP, str_app_version, "app_version", "Version"),
-    VUROTARN_FIELD(VURO_TARN_APP, icon_mtime, "icon_mtime", "IconMtime"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_protocol, "protocol", "Protocol"),
-    VUROTARN_FIELD(VURO_TARN_APP, port, "port", "Port"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_url, "url", "URL"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_windowparam, "windowparam", "WindowParam"),
-    VUROTARN_FIELD(VURO_TARN_APP, is_package, "is_package", "IsPackage"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_app_version, "app_version", "Version", kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_APP, icon_mtime, "icon_mtime", "IconMtime", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_protocol, "protocol", "Protocol", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, port, "port", "Port", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_url, "url", "URL", kJsonMore),
+    VUROTARN_FIELD_JSON(VURO_TARN_APP, str_windowparam, "windowparam", "WindowParam",
+                        "window_param", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, is_package, "is_package", "IsPackage", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonMore | kJsonDoc),
 };
 
 #define APP_LANG_NAME(lang) \

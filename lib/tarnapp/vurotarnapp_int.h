@@ -29,6 +29,9 @@ struct VurotarnAppTraits : VurotarnTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGI
     // (peer_id, app_id) picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
     static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+    static constexpr bool kJsonMoreAlways = true;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[32];
 

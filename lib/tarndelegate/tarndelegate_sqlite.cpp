@@ -3,13 +3,15 @@
 #include "tarndelegate/vurotarndelegate_int.h"
 
 const VurotarnField<VURO_TARN_DELEGATE> VurotarnDelegateTraits::kFields[7] = {
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, user_type, "user_type", "UserType"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, ugid, "ugid", "UGID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_type, "target_type", "TargetType"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_id, "target_id", "TargetID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, user_type, "user_type", "UserType", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, ugid, "ugid", "UGID", kJsonIn | kJsonOut | kJsonUnsigned),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, target_type, "target_type", "TargetType",
+                     kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, target_id, "target_id", "TargetID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonIn | kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnDelegateTraits::insertSql(const Rec& r, long pid) {

@@ -20,6 +20,11 @@ struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGI
     static constexpr size_t kHookNumBuf = 1024;
     static constexpr const char* kSqlAllocFailText = "Failed to mprintf";
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNGpoLog;
+    // A leaf of the tree view, whose id may come as a decimal text.
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_GPO;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
+    static void jsonIn(const Json::Value& jVal, Rec& rec);
 
     static const VurotarnField<Rec> kFields[8];
 

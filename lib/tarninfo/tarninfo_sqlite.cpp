@@ -5,16 +5,18 @@
 
 // The report texts are not passed to hooks: only ID, ModifiedTime, PeerID.
 const VurotarnField<VURO_TARN_INFO> VurotarnInfoTraits::kFields[10] = {
-    VUROTARN_FIELD(VURO_TARN_INFO, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_INFO, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_INFO, peer_id, "peer_id", "PeerID"),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_general, "general", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_network, "network", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_hdd_info, "hdd_info", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_vol_info, "vol_info", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_session, "session", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_define, "define", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_extra_info, "extra_info", NULL),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, peer_id, "peer_id", "PeerID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_general, "general", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_network, "network", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_hdd_info, "hdd_info", NULL,
+                     kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_vol_info, "vol_info", NULL,
+                     kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_session, "session", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_define, "define", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
 };
 
 char* VurotarnInfoTraits::fullMatchSql(const Rec& r) {

@@ -24,6 +24,7 @@ struct VurotarnInfoTraits : VurotarnTraitsBase<VURO_TARN_INFO, VURO_TARN_INFO_PL
     // peer_id alone picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
     static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+    static void jsonIn(const Json::Value& jVal, Rec& rec);
 
     static const VurotarnField<Rec> kFields[10];
 

@@ -3,14 +3,17 @@
 #include "tarnou/vurotarnou_int.h"
 
 const VurotarnField<VURO_TARN_OU> VurotarnOuTraits::kFields[8] = {
-    VUROTARN_FIELD(VURO_TARN_OU, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_OU, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_name, "name", "Name"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_desc, "desc", "Description"),
-    VUROTARN_FIELD(VURO_TARN_OU, parent_id, "parent_id", "ParentID"),
-    VUROTARN_FIELD(VURO_TARN_OU, block_inheritance, "block_inheritance", "BlockInheritance"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_linked_gpo, "linked_gpo", "LinkedGPO"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_OU, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_name, "name", "Name", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_desc, "desc", "Description", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, parent_id, "parent_id", "ParentID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, block_inheritance, "block_inheritance", "BlockInheritance",
+                     kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_linked_gpo, "linked_gpo", "LinkedGPO",
+                     kJsonIn | kJsonWanted | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonIn | kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnOuTraits::insertSql(const Rec& r, long pid) {

@@ -16,6 +16,7 @@ struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_E
     static constexpr const char* kHookSet = "tarnou/tarnou_set";
     static constexpr const char* kHookDelete = "tarnou/tarnou_delete";
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_OU;
 
     static const VurotarnField<Rec> kFields[8];
 

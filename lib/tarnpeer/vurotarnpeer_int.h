@@ -19,6 +19,9 @@ struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PL
     static constexpr bool kKeyedUpsert = true;
     static constexpr bool kSetReportsAsTrace = true;
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNPeerLog;
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_PEER;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[26];
 

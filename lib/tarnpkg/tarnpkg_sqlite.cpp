@@ -6,28 +6,39 @@
 
 namespace {
 
-/* A column of the join read into the embedded peer; never passed to a hook. */
+/* A column of the join read into the embedded peer; never passed to a hook,
+ * shown under "additional" when szJson names it. */
 template <auto M>
-VurotarnField<VURO_TARN_PKG> peerJoinField(const char* szColumn) {
+VurotarnField<VURO_TARN_PKG> peerJoinField(const char* szColumn, const char* szJson) {
     return VurotarnField<VURO_TARN_PKG>{
-        szColumn, NULL, std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
+        szColumn,
+        NULL,
+        std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
         [](VURO_TARN_PKG& r, const char* v) { vurotarnFieldFromColumn<M>(r.peer, v); },
-        [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); }};
+        [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); },
+        szJson,
+        kJsonMore,
+        [](const VURO_TARN_PKG& r) { return vurotarnFieldToJson<M, kJsonMore>(r.peer); },
+        [](VURO_TARN_PKG&, const Json::Value&) {}};
 }
 
 }  // namespace
 
 #define PKG_FIELD(member, column, hook) VUROTARN_FIELD(VURO_TARN_PKG, member, column, hook)
+#define PKG_FIELD_J(member, column, hook, flags) \
+    VUROTARN_FIELD_J(VURO_TARN_PKG, member, column, hook, flags)
 
 const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
-    PKG_FIELD(id, "id", "ID"),
-    PKG_FIELD(mtime, "mtime", "ModifiedTime"),
+    PKG_FIELD_J(id, "id", "ID", kJsonOut),
+    PKG_FIELD_J(mtime, "mtime", "ModifiedTime", kJsonWanted),
     // The owner is the embedded peer's id.
     VurotarnField<VURO_TARN_PKG>{
         "peer_id", "PeerID", false,
         [](VURO_TARN_PKG& r, const char* v) { r.peer.id = strtoll(v, NULL, 10); },
-        [](const VURO_TARN_PKG& r) { return std::to_string(r.peer.id); }},
-    PKG_FIELD(str_pkg_id, "pkg_id", "PkgID"),
+        [](const VURO_TARN_PKG& r) { return std::to_string(r.peer.id); }, "peer_id", kJsonMore,
+        [](const VURO_TARN_PKG& r) { return Json::Value((Json::Int64)r.peer.id); },
+        [](VURO_TARN_PKG&, const Json::Value&) {}},
+    PKG_FIELD_J(str_pkg_id, "pkg_id", "PkgID", kJsonMore),
     PKG_FIELD(str_pkg_name_enu, "pkg_name_enu", "PkgName"),
     PKG_FIELD(str_pkg_name_cht, "pkg_name_cht", NULL),
     PKG_FIELD(str_pkg_name_chs, "pkg_name_chs", NULL),
@@ -48,25 +59,25 @@ const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
     PKG_FIELD(str_pkg_name_hun, "pkg_name_hun", NULL),
     PKG_FIELD(str_pkg_name_trk, "pkg_name_trk", NULL),
     PKG_FIELD(str_pkg_name_csy, "pkg_name_csy", NULL),
-    PKG_FIELD(str_pkg_version, "pkg_version", "Version"),
-    PKG_FIELD(str_pkg_new_version, "pkg_new_version", NULL),
+    PKG_FIELD_J(str_pkg_version, "pkg_version", "Version", kJsonOut),
+    PKG_FIELD_J(str_pkg_new_version, "pkg_new_version", NULL, kJsonMore),
     PKG_FIELD(pkg_status, "pkg_status", NULL),
     PKG_FIELD(pkg_install_status, "pkg_install_status", NULL),
-    PKG_FIELD(beta, "beta", NULL),
-    PKG_FIELD(str_install_dependent_packages, "install_dependent_packages", NULL),
-    PKG_FIELD(str_install_conflict_packages, "install_conflict_packages", NULL),
-    PKG_FIELD(startable, "startable", NULL),
-    PKG_FIELD(silent_install, "silent_install", NULL),
-    PKG_FIELD(silent_upgrade, "silent_upgrade", NULL),
-    PKG_FIELD(silent_uninstall, "silent_uninstall", NULL),
-    PKG_FIELD(upgradable, "upgradable", NULL),
+    PKG_FIELD_J(beta, "beta", NULL, kJsonMore | kJsonBoolOne),
+    PKG_FIELD_J(str_install_dependent_packages, "install_dependent_packages", NULL, kJsonMore),
+    PKG_FIELD_J(str_install_conflict_packages, "install_conflict_packages", NULL, kJsonMore),
+    PKG_FIELD_J(startable, "startable", NULL, kJsonMore | kJsonBoolOne),
+    PKG_FIELD_J(silent_install, "silent_install", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(silent_upgrade, "silent_upgrade", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(silent_uninstall, "silent_uninstall", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(upgradable, "upgradable", NULL, kJsonMore | kJsonBoolSet),
     PKG_FIELD(upgradable_mtime, "upgradable_mtime", NULL),
     PKG_FIELD(str_filter, "filter", NULL),
-    PKG_FIELD(str_extra_info, "extra_info", NULL),
-    peerJoinField<&VURO_TARN_PEER::str_hostname>("hostname"),
-    peerJoinField<&VURO_TARN_PEER::str_model>("model"),
-    peerJoinField<&VURO_TARN_PEER::str_version>("version"),
-    peerJoinField<&VURO_TARN_PEER::status>("status"),
+    PKG_FIELD_J(str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
+    peerJoinField<&VURO_TARN_PEER::str_hostname>("hostname", "peer_hostname"),
+    peerJoinField<&VURO_TARN_PEER::str_model>("model", "peer_model"),
+    peerJoinField<&VURO_TARN_PEER::str_version>("version", "peer_version"),
+    peerJoinField<&VURO_TARN_PEER::status>("status", NULL),
 };
 
 char* VurotarnPkgTraits::fullMatchSql(const Rec& r) {

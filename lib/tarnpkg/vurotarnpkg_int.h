@@ -25,6 +25,9 @@ struct VurotarnPkgTraits : VurotarnTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGI
         "SELECT package.*,peer.hostname,peer.model,peer.version,peer.status  FROM package INNER "
         "JOIN peer ON package.peer_id = peer.id";
     static constexpr const char* kIdColumn = "package.id";
+    static constexpr bool kJsonMoreAlways = true;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static bool isNewId(Id id) { return id == ~0ULL; }
     static bool isInvalidSetId(Id id) { return id == ~0ULL; }

@@ -16,6 +16,9 @@
  *   SQL texts: insertSql, updateSql and readBackSql, or with kKeyedUpsert
  *     fullMatchSql, keyQuerySql and upsertSql.
  *
+ * A family keeps no storage functions of its own beyond these texts: its
+ * verbs call VurotarnRecord<Traits>::createSqlite and the rest directly.
+ *
  * The layers, one header each: fields and fill with the JSON forms
  * (vurotarn_record_fields.h), hooks (_hooks.h), storage (_storage.h) and
  * operations (_ops.h). */
@@ -32,41 +35,39 @@
 
 /* ---- the traits contract ---- */
 
+// Name<T>::value: whether expr is well-formed for the traits T.
 #define VUROTARN_TRAITS_DETECTOR(Name, expr) \
     template <class T, class = void>         \
     struct Name : std::false_type {};        \
     template <class T>                       \
     struct Name<T, std::void_t<decltype(expr)>> : std::true_type {}
+#define VUROTARN_R_ std::declval<typename T::Rec&>()
+#define VUROTARN_E_ std::declval<typename T::Env&>()
+#define VUROTARN_TEXT_(name) std::declval<const char*&>() = T::name
+#define VUROTARN_SQL_(fn, ...) std::declval<char*&>() = T::fn(VUROTARN_R_, ##__VA_ARGS__)
 
 VUROTARN_TRAITS_DETECTOR(VurotarnHasTypes,
-                         (std::declval<typename T::Rec>(), std::declval<typename T::Id>(),
-                          std::declval<typename T::Env>()));
-VUROTARN_TRAITS_DETECTOR(VurotarnHasRecordMembers, (std::declval<typename T::Rec&>().id,
-                                                    std::declval<typename T::Rec&>().mtime,
-                                                    std::declval<typename T::Rec&>().pNext,
-                                                    std::declval<typename T::Rec&>().available));
-VUROTARN_TRAITS_DETECTOR(VurotarnHasEnvMembers, (std::declval<typename T::Env&>().pOrg,
-                                                 std::declval<typename T::Env&>().pNew,
-                                                 std::declval<typename T::Env&>().pPlugin,
-                                                 std::declval<typename T::Env&>().iResult));
-VUROTARN_TRAITS_DETECTOR(
-    VurotarnHasNames,
-    (std::declval<const char*&>() = T::kWord, std::declval<const char*&>() = T::kTable,
-     std::declval<const char*&>() = T::kRecArg, std::declval<const char*&>() = T::kListArg,
-     std::declval<const char*&>() = T::kModule, std::declval<const char*&>() = T::kHookCreate,
-     std::declval<const char*&>() = T::kHookSet, std::declval<const char*&>() = T::kHookDelete));
+                         (std::declval<typename T::Id&>(), VUROTARN_R_, VUROTARN_E_));
+VUROTARN_TRAITS_DETECTOR(VurotarnHasRecordMembers, (VUROTARN_R_.id, VUROTARN_R_.mtime,
+                                                    VUROTARN_R_.pNext, VUROTARN_R_.available));
+VUROTARN_TRAITS_DETECTOR(VurotarnHasEnvMembers, (VUROTARN_E_.pOrg, VUROTARN_E_.pNew,
+                                                 VUROTARN_E_.pPlugin, VUROTARN_E_.iResult));
+VUROTARN_TRAITS_DETECTOR(VurotarnHasNames, (VUROTARN_TEXT_(kWord), VUROTARN_TEXT_(kTable),
+                                            VUROTARN_TEXT_(kRecArg), VUROTARN_TEXT_(kListArg),
+                                            VUROTARN_TEXT_(kModule), VUROTARN_TEXT_(kHookCreate),
+                                            VUROTARN_TEXT_(kHookSet), VUROTARN_TEXT_(kHookDelete)));
 VUROTARN_TRAITS_DETECTOR(VurotarnHasFields,
                          static_cast<const VurotarnField<typename T::Rec>&>(T::kFields[0]));
-VUROTARN_TRAITS_DETECTOR(
-    VurotarnHasInsertSql,
-    (std::declval<char*&>() = T::insertSql(std::declval<const typename T::Rec&>(), 0L),
-     std::declval<char*&>() = T::updateSql(std::declval<const typename T::Rec&>(), 0L),
-     std::declval<char*&>() = T::readBackSql(std::declval<const typename T::Rec&>(), 0L)));
-VUROTARN_TRAITS_DETECTOR(
-    VurotarnHasUpsertSql,
-    (std::declval<char*&>() = T::fullMatchSql(std::declval<const typename T::Rec&>()),
-     std::declval<char*&>() = T::keyQuerySql(std::declval<const typename T::Rec&>()),
-     std::declval<char*&>() = T::upsertSql(std::declval<const typename T::Rec&>(), "")));
+VUROTARN_TRAITS_DETECTOR(VurotarnHasInsertSql,
+                         (VUROTARN_SQL_(insertSql, 0L), VUROTARN_SQL_(updateSql, 0L),
+                          VUROTARN_SQL_(readBackSql, 0L)));
+VUROTARN_TRAITS_DETECTOR(VurotarnHasUpsertSql,
+                         (VUROTARN_SQL_(fullMatchSql), VUROTARN_SQL_(keyQuerySql),
+                          VUROTARN_SQL_(upsertSql, "")));
+#undef VUROTARN_R_
+#undef VUROTARN_E_
+#undef VUROTARN_TEXT_
+#undef VUROTARN_SQL_
 
 template <class T>
 struct VurotarnTraitsCheck {

@@ -128,10 +128,11 @@ void vurotarnFieldFromJson(typename VurotarnMemberOf<decltype(M)>::Class& rec,
 }
 
 /* A column only: read from rows and passed to hooks, not in the JSON forms. */
-#define VUROTARN_FIELD(Rec, member, column, hook)                                      \
-    VurotarnField<Rec> {                                                               \
-        column, hook, std::is_same_v<decltype(Rec::member), std::string>,              \
-            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member> \
+#define VUROTARN_FIELD(Rec, member, column, hook)                                                \
+    VurotarnField<Rec> {                                                                         \
+        column, hook, std::is_same_v<decltype(Rec::member), std::string>,                        \
+            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>, NULL, 0, \
+            NULL, NULL                                                                           \
     }
 
 /* A column shown in JSON under its own name, or under key. */
@@ -156,17 +157,6 @@ void vurotarnReport(bool blTrace, const char* file, int line, const char* fmt, .
 inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
     return std::string(szLeft) + szRight;
 }
-
-/* The checks every StructToJson makes of its JSON arguments; a null value
- * counts as both array and object. */
-#define VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, failure)                                      \
-    do {                                                                                         \
-        VUROTARN_ARG_CHECK_TEXT((jAdditional).isNull() || (jAdditional).isArray(),               \
-                                "true == jAdditional.isArray()", (jAdditional).isArray(),        \
-                                failure);                                                        \
-        VUROTARN_ARG_CHECK_TEXT((jRet).isNull() || (jRet).isObject(), "true == jRet.isObject()", \
-                                (jRet).isObject(), failure);                                     \
-    } while (0)
 
 /* What a family's traits hold unless they say otherwise: signed ids with -1
  * for a record not stored yet, a missing row as a failed Get, hook values
@@ -328,7 +318,11 @@ struct VurotarnRecordFields {
                       Json::Value& jRet) {
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                 return -1);
-        VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, return -1);
+        // A null value counts as both array and object.
+        VUROTARN_ARG_CHECK_TEXT(jAdditional.isNull() || jAdditional.isArray(),
+                                "true == jAdditional.isArray()", jAdditional.isArray(), return -1);
+        VUROTARN_ARG_CHECK_TEXT(jRet.isNull() || jRet.isObject(), "true == jRet.isObject()",
+                                jRet.isObject(), return -1);
         jRet = Json::Value(Json::objectValue);
         if constexpr (T::kJsonNodeType >= 0) {
             jRet["node_id"] = (Json::Int64)p->id;

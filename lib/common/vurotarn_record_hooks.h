@@ -16,7 +16,6 @@ struct VurotarnRecordHooks {
     using Rec = typename T::Rec;
     using Id = typename T::Id;
     using Env = typename T::Env;
-    using R = VurotarnRecord<T>;
 
     static int pluginInit(Env* pstEnvVar, const char* szPlugin, const Rec* pOrg, const Rec* pNew) {
         if (pstEnvVar == NULL || szPlugin == NULL || (pOrg == NULL && pNew == NULL)) {

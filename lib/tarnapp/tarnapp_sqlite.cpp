@@ -1,6 +1,6 @@
 /* tarnapp_sqlite.cpp - storage of applications in table "app": the family's
- * columns, its SQL texts and its storage functions over the shared record
- * pattern. */
+ * field table (columns, hook arguments, JSON) and its SQL texts; the
+ * storage functions are the record pattern's. */
 #include "tarnapp/vurotarnapp_int.h"
 
 #define APP_NAME_FIELD(lang, hook) \
@@ -91,32 +91,4 @@ char* VurotarnAppTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         r.str_name_csy.c_str(), r.str_app_version.c_str(), (long)r.icon_mtime,
         r.str_protocol.c_str(), r.port, r.str_url.c_str(), r.str_windowparam.c_str(),
         (int)r.is_package, r.str_extra_info.c_str());
-}
-
-int VUROTARNAppCreate_sqlite(VURO_TARN_APP* pApp) { return VurotarnApp::createSqlite(pApp); }
-
-int VUROTARNAppSet_sqlite(VURO_TARN_APP* pApp) { return VurotarnApp::setSqlite(pApp); }
-
-int VUROTARNAppDelete_sqlite(unsigned long long id) { return VurotarnApp::deleteSqlite(id); }
-
-int VUROTARNAppGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_APP* pApp) {
-    return VurotarnApp::getMultipleSqlite(ids, cID, pApp);
-}
-
-int VUROTARNAppList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_APP_LIST* pAppList,
-                           size_t* pTotalCount) {
-    return VurotarnApp::listSqlite(pParms, pAppList, pTotalCount);
-}
-
-int VUROTARNAppListAll_sqlite(VURO_TARN_APP_LIST* pAppList, BOOL (*isKeep)(VURO_TARN_APP*, void*),
-                              void* private_data) {
-    return VurotarnApp::listAllSqlite(pAppList, isKeep, private_data);
-}
-
-int VUROTARNAppFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnApp::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNAppFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnApp::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarnapp_int.h - the application family's traits for the record
- * pattern, its storage functions and the removal of an application's icons,
+ * pattern and the removal of an application's icons,
  * which only the family itself calls. */
 #ifndef VUROTARNAPP_INT_H
 #define VUROTARNAPP_INT_H
@@ -53,16 +53,5 @@ struct VurotarnAppLangName {
     std::string VURO_TARN_APP::*member;
 };
 extern const VurotarnAppLangName kVurotarnAppLangNames[20];
-
-int VUROTARNAppCreate_sqlite(VURO_TARN_APP* pApp);
-int VUROTARNAppSet_sqlite(VURO_TARN_APP* pApp);
-int VUROTARNAppDelete_sqlite(unsigned long long id);
-int VUROTARNAppGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_APP* pApp);
-int VUROTARNAppList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_APP_LIST* pAppList,
-                           size_t* pTotalCount);
-int VUROTARNAppListAll_sqlite(VURO_TARN_APP_LIST* pAppList, BOOL (*isKeep)(VURO_TARN_APP*, void*),
-                              void* private_data);
-int VUROTARNAppFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNAppFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -1,6 +1,5 @@
 /* tarninfo_sqlite.cpp - storage of server information in the view "info":
- * the family's columns, its SQL texts and its storage functions over the
- * shared record pattern. */
+ * the family's field table, its SQL texts and the read by peer. */
 #include "tarninfo/vurotarninfo_int.h"
 
 // The report texts are not passed to hooks: only ID, ModifiedTime, PeerID.
@@ -42,16 +41,6 @@ char* VurotarnInfoTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         r.str_extra_info.c_str());
 }
 
-int VUROTARNInfoCreate_sqlite(VURO_TARN_INFO* pInfo) { return VurotarnInfo::createSqlite(pInfo); }
-
-int VUROTARNInfoSet_sqlite(VURO_TARN_INFO* pInfo) { return VurotarnInfo::setSqlite(pInfo); }
-
-int VUROTARNInfoDelete_sqlite(unsigned long long id) { return VurotarnInfo::deleteSqlite(id); }
-
-int VUROTARNInfoGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::getMultipleSqlite(ids, cID, pInfo);
-}
-
 int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pInfo) {
     VurotarnConnection db;
     VUROTARN_ARG_CHECK_RAW(peer_id, !=, 0, return -1);
@@ -61,22 +50,4 @@ int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pIn
         return -1;
     }
     return pInfo->available ? 1 : 0;
-}
-
-int VUROTARNInfoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_INFO_LIST* pInfoList,
-                            size_t* pTotalCount) {
-    return VurotarnInfo::listSqlite(pParms, pInfoList, pTotalCount);
-}
-
-int VUROTARNInfoListAll_sqlite(VURO_TARN_INFO_LIST* pInfoList,
-                               BOOL (*isKeep)(VURO_TARN_INFO*, void*), void* private_data) {
-    return VurotarnInfo::listAllSqlite(pInfoList, isKeep, private_data);
-}
-
-int VUROTARNInfoFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnInfo::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNInfoFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnInfo::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarnpeer_int.h - the peer family's traits for the record pattern and its
- * storage functions, which only the family itself calls. */
+ * read by serial, which only the family itself calls. */
 #ifndef VUROTARNPEER_INT_H
 #define VUROTARNPEER_INT_H
 
@@ -32,16 +32,6 @@ struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PL
 
 using VurotarnPeer = VurotarnRecord<VurotarnPeerTraits>;
 
-int VUROTARNPeerCreate_sqlite(VURO_TARN_PEER* pPeer);
-int VUROTARNPeerSet_sqlite(VURO_TARN_PEER* pPeer);
-int VUROTARNPeerDelete_sqlite(long id);
-int VUROTARNPeerGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_PEER* pPeer);
-int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
-                            size_t* pTotalCount);
-int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList,
-                               BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data);
-int VUROTARNPeerFillOne(void* parm, int n_column, char** column_value, char** column_name);
 int VUROTARNPeerGetBySN_sqlite(const char* szSN, VURO_TARN_PEER* pPeer);
-int VUROTARNPeerFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -44,25 +44,25 @@ const DelegateLogMap VUROTARNDELEGATE_LOG_STRING_MAP[] = {
     {-1, 2, 9, 1, "log", "delegate_delete_by_group_under_peer_faield"},
 };
 
+/* The name of one user or group entry, read and freed the platform's way. */
+template <class Id, class Entry>
+bool accountName(int (*get)(Id, Entry*), void (*release)(Entry), Id id, std::string& name) {
+    Entry p = NULL;
+    if (get(id, &p) < 0 || p == NULL) {
+        return false;
+    }
+    name = p->szName;
+    release(p);
+    return true;
+}
+
 }  // namespace
 
 bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name) {
     if (user_type == VURO_TARN_TYPE_USER) {
-        PVURO_USER pUser = NULL;
-        if (VUROUserGetByUID((uid_t)ugid, &pUser) < 0 || pUser == NULL) {
-            return false;
-        }
-        name = pUser->szName;
-        VUROUserFree(pUser);
-        return true;
+        return accountName(VUROUserGetByUID, VUROUserFree, (uid_t)ugid, name);
     }
-    PVURO_GROUP pGroup = NULL;
-    if (VUROGroupGetByGID((gid_t)ugid, &pGroup) < 0 || pGroup == NULL) {
-        return false;
-    }
-    name = pGroup->szName;
-    VUROGroupFree(pGroup);
-    return true;
+    return accountName(VUROGroupGetByGID, VUROGroupFree, (gid_t)ugid, name);
 }
 
 std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {

@@ -1,6 +1,6 @@
 /* tarnapp_sqlite.cpp - storage of applications in table "app": the family's
- * columns, its SQL texts and its storage functions over the shared record
- * pattern. */
+ * field table (columns, hook arguments, JSON) and its SQL texts; the
+ * storage functions are the record pattern's. */
 #include "tarnapp/vurotarnapp_int.h"
 
 #define APP_NAME_FIELD(lang, hook) \
@@ -8,10 +8,10 @@
 
 // Only the English name reaches the hooks, as "Name".
 const VurotarnField<VURO_TARN_APP> VurotarnAppTraits::kFields[32] = {
-    VUROTARN_FIELD(VURO_TARN_APP, id, "id", "ID"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, id, "id", "ID", kJsonOut),
     VUROTARN_FIELD(VURO_TARN_APP, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_APP, peer_id, "peer_id", "PeerID"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_app_id, "app_id", "AppID"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, peer_id, "peer_id", "PeerID", kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_app_id, "app_id", "AppID", kJsonOut),
     APP_NAME_FIELD(enu, "Name"),
     APP_NAME_FIELD(cht, NULL),
     APP_NAME_FIELD(chs, NULL),
@@ -32,14 +32,16 @@ const VurotarnField<VURO_TARN_APP> VurotarnAppTraits::kFields[32] = {
     APP_NAME_FIELD(hun, NULL),
     APP_NAME_FIELD(trk, NULL),
     APP_NAME_FIELD(csy, NULL),
-    VUROTARN_FIELD(VURO_TARN_APP, str_app_version, "app_version", "Version"),
-    VUROTARN_FIELD(VURO_TARN_APP, icon_mtime, "icon_mtime", "IconMtime"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_protocol, "protocol", "Protocol"),
-    VUROTARN_FIELD(VURO_TARN_APP, port, "port", "Port"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_url, "url", "URL"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_windowparam, "windowparam", "WindowParam"),
-    VUROTARN_FIELD(VURO_TARN_APP, is_package, "is_package", "IsPackage"),
-    VUROTARN_FIELD(VURO_TARN_APP, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_app_version, "app_version", "Version", kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_APP, icon_mtime, "icon_mtime", "IconMtime", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_protocol, "protocol", "Protocol", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, port, "port", "Port", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_url, "url", "URL", kJsonMore),
+    VUROTARN_FIELD_JSON(VURO_TARN_APP, str_windowparam, "windowparam", "WindowParam",
+                        "window_param", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, is_package, "is_package", "IsPackage", kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_APP, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonMore | kJsonDoc),
 };
 
 #define APP_LANG_NAME(lang) \
@@ -89,32 +91,4 @@ char* VurotarnAppTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         r.str_name_csy.c_str(), r.str_app_version.c_str(), (long)r.icon_mtime,
         r.str_protocol.c_str(), r.port, r.str_url.c_str(), r.str_windowparam.c_str(),
         (int)r.is_package, r.str_extra_info.c_str());
-}
-
-int VUROTARNAppCreate_sqlite(VURO_TARN_APP* pApp) { return VurotarnApp::createSqlite(pApp); }
-
-int VUROTARNAppSet_sqlite(VURO_TARN_APP* pApp) { return VurotarnApp::setSqlite(pApp); }
-
-int VUROTARNAppDelete_sqlite(unsigned long long id) { return VurotarnApp::deleteSqlite(id); }
-
-int VUROTARNAppGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_APP* pApp) {
-    return VurotarnApp::getMultipleSqlite(ids, cID, pApp);
-}
-
-int VUROTARNAppList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_APP_LIST* pAppList,
-                           size_t* pTotalCount) {
-    return VurotarnApp::listSqlite(pParms, pAppList, pTotalCount);
-}
-
-int VUROTARNAppListAll_sqlite(VURO_TARN_APP_LIST* pAppList, BOOL (*isKeep)(VURO_TARN_APP*, void*),
-                              void* private_data) {
-    return VurotarnApp::listAllSqlite(pAppList, isKeep, private_data);
-}
-
-int VUROTARNAppFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnApp::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNAppFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnApp::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarnapp_int.h - the application family's traits for the record
- * pattern, its storage functions and the removal of an application's icons,
+ * pattern and the removal of an application's icons,
  * which only the family itself calls. */
 #ifndef VUROTARNAPP_INT_H
 #define VUROTARNAPP_INT_H
@@ -29,6 +29,9 @@ struct VurotarnAppTraits : VurotarnTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGI
     // (peer_id, app_id) picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
     static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+    static constexpr bool kJsonMoreAlways = true;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[32];
 
@@ -50,16 +53,5 @@ struct VurotarnAppLangName {
     std::string VURO_TARN_APP::*member;
 };
 extern const VurotarnAppLangName kVurotarnAppLangNames[20];
-
-int VUROTARNAppCreate_sqlite(VURO_TARN_APP* pApp);
-int VUROTARNAppSet_sqlite(VURO_TARN_APP* pApp);
-int VUROTARNAppDelete_sqlite(unsigned long long id);
-int VUROTARNAppGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_APP* pApp);
-int VUROTARNAppList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_APP_LIST* pAppList,
-                           size_t* pTotalCount);
-int VUROTARNAppListAll_sqlite(VURO_TARN_APP_LIST* pAppList, BOOL (*isKeep)(VURO_TARN_APP*, void*),
-                              void* private_data);
-int VUROTARNAppFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNAppFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -5,6 +5,7 @@
 
 #include <vurojson.h>
 
+#include "tarndelegate/vurotarndelegate_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarndelegate_target.h"
 
@@ -13,22 +14,16 @@ namespace {
 enum AUTH_TYPE { AUTH_MIN = 0, AUTH_LOCAL = 1, AUTH_DOMAIN = 2, AUTH_LDAP = 8 };
 
 int get_name_by_ugid(unsigned long ugid, long user_type, char* szName, size_t cbName) {
-    if (user_type == VURO_TARN_TYPE_USER) {
-        PVURO_USER pUser = NULL;
-        if (VUROUserGetByUID((uid_t)ugid, &pUser) < 0 || pUser == NULL) return -1;
-        snprintf(szName, cbName, "%s", pUser->szName);
-        VUROUserFree(pUser);
-        return 0;
+    if (user_type != VURO_TARN_TYPE_USER && user_type != VURO_TARN_TYPE_GROUP) {
+        VUROTARN_TRACE_LOCATED("bad type number=%ld", user_type);
+        return -1;
     }
-    if (user_type == VURO_TARN_TYPE_GROUP) {
-        PVURO_GROUP pGroup = NULL;
-        if (VUROGroupGetByGID((gid_t)ugid, &pGroup) < 0 || pGroup == NULL) return -1;
-        snprintf(szName, cbName, "%s", pGroup->szName);
-        VUROGroupFree(pGroup);
-        return 0;
+    std::string name;
+    if (!vurotarnDelegateUgName(user_type, ugid, name)) {
+        return -1;
     }
-    VUROTARN_TRACE_LOCATED("bad type number=%ld", user_type);
-    return -1;
+    snprintf(szName, cbName, "%s", name.c_str());
+    return 0;
 }
 
 const char* domainTypeText(AUTH_TYPE domainType) {

@@ -44,17 +44,34 @@ const DelegateLogMap VUROTARNDELEGATE_LOG_STRING_MAP[] = {
     {-1, 2, 9, 1, "log", "delegate_delete_by_group_under_peer_faield"},
 };
 
+/* The name of one user or group entry, read and freed the platform's way. */
+template <class Id, class Entry>
+bool accountName(int (*get)(Id, Entry*), void (*release)(Entry), Id id, std::string& name) {
+    Entry p = NULL;
+    if (get(id, &p) < 0 || p == NULL) {
+        return false;
+    }
+    name = p->szName;
+    release(p);
+    return true;
+}
+
 }  // namespace
+
+bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name) {
+    if (user_type == VURO_TARN_TYPE_USER) {
+        return accountName(VUROUserGetByUID, VUROUserFree, (uid_t)ugid, name);
+    }
+    return accountName(VUROGroupGetByGID, VUROGroupFree, (gid_t)ugid, name);
+}
 
 std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {
     VUROTARN_ARG_CHECK(NULL, !=, pDelegate, return "");
+    std::string name;
+    if (vurotarnDelegateUgName(pDelegate->user_type, pDelegate->ugid, name)) {
+        return name;
+    }
     if (pDelegate->user_type == VURO_TARN_TYPE_USER) {
-        PVURO_USER pUser = NULL;
-        if (VUROUserGetByUID((uid_t)pDelegate->ugid, &pUser) >= 0 && pUser != NULL) {
-            std::string name = pUser->szName;
-            VUROUserFree(pUser);
-            return name;
-        }
         VUROTARN_LOG("Failed to get USER uid=[%lu],", pDelegate->ugid);
         // A deleted user is still named by the name kept when delegating.
         Json::Value jExtra;
@@ -63,12 +80,6 @@ std::string VUROTARNDelegateGetUGName(VURO_TARN_DELEGATE* pDelegate) {
             return vurotarnLogValueText(jExtra["userNameCache"]);
         }
         return "uid:" + std::to_string(pDelegate->ugid);
-    }
-    PVURO_GROUP pGroup = NULL;
-    if (VUROGroupGetByGID((gid_t)pDelegate->ugid, &pGroup) >= 0 && pGroup != NULL) {
-        std::string name = pGroup->szName;
-        VUROGroupFree(pGroup);
-        return name;
     }
     VUROTARN_LOG("Failed to get GROUP gid=[%lu],", pDelegate->ugid);
     return "<gid=" + std::to_string(pDelegate->ugid) + ">";

@@ -1,15 +1,17 @@
-/* tarndelegate_sqlite.cpp - storage of delegates in table "delegate": the family's
- * SQL texts and its storage functions over the shared record pattern. */
+/* tarndelegate_sqlite.cpp - storage of delegates in table "delegate": the
+ * family's field table and SQL texts, and the removal by target. */
 #include "tarndelegate/vurotarndelegate_int.h"
 
 const VurotarnField<VURO_TARN_DELEGATE> VurotarnDelegateTraits::kFields[7] = {
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, user_type, "user_type", "UserType"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, ugid, "ugid", "UGID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_type, "target_type", "TargetType"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, target_id, "target_id", "TargetID"),
-    VUROTARN_FIELD(VURO_TARN_DELEGATE, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, user_type, "user_type", "UserType", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, ugid, "ugid", "UGID", kJsonIn | kJsonOut | kJsonUnsigned),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, target_type, "target_type", "TargetType",
+                     kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, target_id, "target_id", "TargetID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_DELEGATE, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonIn | kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnDelegateTraits::insertSql(const Rec& r, long pid) {
@@ -42,36 +44,4 @@ int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType) {
     sqlite3_snprintf(sizeof(szSQL), szSQL,
                      "DELETE FROM delegate WHERE target_id=%ld and target_type=%d;", id, nodeType);
     return db.exec(szSQL) != 0 ? -1 : 0;
-}
-
-int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate) {
-    return VurotarnDelegate::createSqlite(pDelegate);
-}
-
-int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate) {
-    return VurotarnDelegate::setSqlite(pDelegate);
-}
-
-int VUROTARNDelegateDelete_sqlite(long id) { return VurotarnDelegate::deleteSqlite(id); }
-
-int VUROTARNDelegateGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_DELEGATE* pDelegate) {
-    return VurotarnDelegate::getMultipleSqlite(ids, cID, pDelegate);
-}
-
-int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList,
-                                size_t* pTotalCount) {
-    return VurotarnDelegate::listSqlite(pParms, pDelegateList, pTotalCount);
-}
-
-int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList,
-                                   BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data) {
-    return VurotarnDelegate::listAllSqlite(pDelegateList, isKeep, private_data);
-}
-
-int VUROTARNDelegateFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnDelegate::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNDelegateFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnDelegate::fillList(parm, n_column, column_value, column_name);
 }

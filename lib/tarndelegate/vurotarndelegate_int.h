@@ -1,5 +1,6 @@
-/* vurotarndelegate_int.h - the delegate family's traits for the record pattern and its
- * storage functions, which only the family itself calls. */
+/* vurotarndelegate_int.h - the delegate family's traits for the record
+ * pattern, its removal by target and its account-name look-up, which only
+ * the family and its extension call. */
 #ifndef VUROTARNDELEGATE_INT_H
 #define VUROTARNDELEGATE_INT_H
 
@@ -32,16 +33,12 @@ struct VurotarnDelegateTraits
 
 using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;
 
-int VUROTARNDelegateCreate_sqlite(VURO_TARN_DELEGATE* pDelegate);
-int VUROTARNDelegateSet_sqlite(VURO_TARN_DELEGATE* pDelegate);
-int VUROTARNDelegateDelete_sqlite(long id);
-int VUROTARNDelegateGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_DELEGATE* pDelegate);
-int VUROTARNDelegateList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_DELEGATE_LIST* pDelegateList,
-                                size_t* pTotalCount);
-int VUROTARNDelegateListAll_sqlite(VURO_TARN_DELEGATE_LIST* pDelegateList,
-                                   BOOL (*isKeep)(VURO_TARN_DELEGATE*, void*), void* private_data);
-int VUROTARNDelegateFillOne(void* parm, int n_column, char** column_value, char** column_name);
+/* The name of the account a delegate names: the user's for
+ * VURO_TARN_TYPE_USER, the group's for any other type. False when the
+ * account is not known (any more). The one look-up behind the change log
+ * and the name cache. */
+bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name);
+
 int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType);
-int VUROTARNDelegateFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -1,16 +1,18 @@
-/* tarngpo_sqlite.cpp - storage of group policy objects in table "gpo": the family's
- * SQL texts and its storage functions over the shared record pattern. */
+/* tarngpo_sqlite.cpp - storage of group policy objects in table "gpo": the
+ * family's field table (columns, hook arguments, JSON) and SQL texts. */
 #include "tarngpo/vurotarngpo_int.h"
 
 const VurotarnField<VURO_TARN_GPO> VurotarnGpoTraits::kFields[8] = {
-    VUROTARN_FIELD(VURO_TARN_GPO, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_GPO, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_GPO, str_name, "name", "Name"),
-    VUROTARN_FIELD(VURO_TARN_GPO, str_desc, "desc", "Description"),
-    VUROTARN_FIELD(VURO_TARN_GPO, parent_id, "parent_id", "ParentID"),
-    VUROTARN_FIELD(VURO_TARN_GPO, parent_type, "parent_type", "ParentType"),
-    VUROTARN_FIELD(VURO_TARN_GPO, str_setting, "setting", "Setting"),
-    VUROTARN_FIELD(VURO_TARN_GPO, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, id, "id", "ID", kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, mtime, "mtime", "ModifiedTime", kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, str_name, "name", "Name", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, str_desc, "desc", "Description", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, parent_id, "parent_id", "ParentID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, parent_type, "parent_type", "ParentType", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, str_setting, "setting", "Setting",
+                     kJsonIn | kJsonOut | kJsonDoc | kJsonKeepEmpty),
+    VUROTARN_FIELD_J(VURO_TARN_GPO, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonIn | kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnGpoTraits::insertSql(const Rec& r, long pid) {
@@ -35,32 +37,4 @@ char* VurotarnGpoTraits::readBackSql(const Rec& r, long pid) {
         "parent_id=%ld AND parent_type=%ld AND setting='%q' AND extra_info='%q' AND pid=%ld;",
         r.id, (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id, r.parent_type,
         r.str_setting.c_str(), r.str_extra_info.c_str(), pid);
-}
-
-int VUROTARNGpoCreate_sqlite(VURO_TARN_GPO* pGpo) { return VurotarnGpo::createSqlite(pGpo); }
-
-int VUROTARNGpoSet_sqlite(VURO_TARN_GPO* pGpo) { return VurotarnGpo::setSqlite(pGpo); }
-
-int VUROTARNGpoDelete_sqlite(long id) { return VurotarnGpo::deleteSqlite(id); }
-
-int VUROTARNGpoGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::getMultipleSqlite(ids, cID, pGpo);
-}
-
-int VUROTARNGpoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList,
-                           size_t* pTotalCount) {
-    return VurotarnGpo::listSqlite(pParms, pGpoList, pTotalCount);
-}
-
-int VUROTARNGpoListAll_sqlite(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*),
-                              void* private_data) {
-    return VurotarnGpo::listAllSqlite(pGpoList, isKeep, private_data);
-}
-
-int VUROTARNGpoFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnGpo::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNGpoFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnGpo::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarngpo_int.h - the gpo family's traits for the record pattern and its
- * storage functions, which only the family itself calls. */
+ * hook arguments, which only the family itself calls. */
 #ifndef VUROTARNGPO_INT_H
 #define VUROTARNGPO_INT_H
 
@@ -20,6 +20,11 @@ struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGI
     static constexpr size_t kHookNumBuf = 1024;
     static constexpr const char* kSqlAllocFailText = "Failed to mprintf";
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNGpoLog;
+    // A leaf of the tree view, whose id may come as a decimal text.
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_GPO;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
+    static void jsonIn(const Json::Value& jVal, Rec& rec);
 
     static const VurotarnField<Rec> kFields[8];
 
@@ -32,16 +37,6 @@ struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGI
 
 using VurotarnGpo = VurotarnRecord<VurotarnGpoTraits>;
 
-int VUROTARNGpoCreate_sqlite(VURO_TARN_GPO* pGpo);
-int VUROTARNGpoSet_sqlite(VURO_TARN_GPO* pGpo);
-int VUROTARNGpoDelete_sqlite(long id);
-int VUROTARNGpoGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_GPO* pGpo);
-int VUROTARNGpoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_GPO_LIST* pGpoList,
-                           size_t* pTotalCount);
-int VUROTARNGpoListAll_sqlite(VURO_TARN_GPO_LIST* pGpoList, BOOL (*isKeep)(VURO_TARN_GPO*, void*),
-                              void* private_data);
-int VUROTARNGpoFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNGpoFillList(void* parm, int n_column, char** column_value, char** column_name);
 /* The hook arguments of one call: RESULT, then Org_... and New_..., strings
  * whole. VUROTARNGpoPlugin sets them this way before the action. */
 int VUROTARNGpoPluginSetEnv(VURO_TARN_GPO_PLUGIN_ENV* pstEnvVar);

@@ -1,20 +1,21 @@
 /* tarninfo_sqlite.cpp - storage of server information in the view "info":
- * the family's columns, its SQL texts and its storage functions over the
- * shared record pattern. */
+ * the family's field table, its SQL texts and the read by peer. */
 #include "tarninfo/vurotarninfo_int.h"
 
 // The report texts are not passed to hooks: only ID, ModifiedTime, PeerID.
 const VurotarnField<VURO_TARN_INFO> VurotarnInfoTraits::kFields[10] = {
-    VUROTARN_FIELD(VURO_TARN_INFO, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_INFO, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_INFO, peer_id, "peer_id", "PeerID"),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_general, "general", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_network, "network", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_hdd_info, "hdd_info", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_vol_info, "vol_info", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_session, "session", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_define, "define", NULL),
-    VUROTARN_FIELD(VURO_TARN_INFO, str_extra_info, "extra_info", NULL),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonMore),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, peer_id, "peer_id", "PeerID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_general, "general", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_network, "network", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_hdd_info, "hdd_info", NULL,
+                     kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_vol_info, "vol_info", NULL,
+                     kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_session, "session", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_define, "define", NULL, kJsonIn | kJsonMore | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_INFO, str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
 };
 
 char* VurotarnInfoTraits::fullMatchSql(const Rec& r) {
@@ -40,16 +41,6 @@ char* VurotarnInfoTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         r.str_extra_info.c_str());
 }
 
-int VUROTARNInfoCreate_sqlite(VURO_TARN_INFO* pInfo) { return VurotarnInfo::createSqlite(pInfo); }
-
-int VUROTARNInfoSet_sqlite(VURO_TARN_INFO* pInfo) { return VurotarnInfo::setSqlite(pInfo); }
-
-int VUROTARNInfoDelete_sqlite(unsigned long long id) { return VurotarnInfo::deleteSqlite(id); }
-
-int VUROTARNInfoGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::getMultipleSqlite(ids, cID, pInfo);
-}
-
 int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pInfo) {
     VurotarnConnection db;
     VUROTARN_ARG_CHECK_RAW(peer_id, !=, 0, return -1);
@@ -59,22 +50,4 @@ int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pIn
         return -1;
     }
     return pInfo->available ? 1 : 0;
-}
-
-int VUROTARNInfoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_INFO_LIST* pInfoList,
-                            size_t* pTotalCount) {
-    return VurotarnInfo::listSqlite(pParms, pInfoList, pTotalCount);
-}
-
-int VUROTARNInfoListAll_sqlite(VURO_TARN_INFO_LIST* pInfoList,
-                               BOOL (*isKeep)(VURO_TARN_INFO*, void*), void* private_data) {
-    return VurotarnInfo::listAllSqlite(pInfoList, isKeep, private_data);
-}
-
-int VUROTARNInfoFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnInfo::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNInfoFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnInfo::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarninfo_int.h - the server information family's traits for the
- * record pattern and its storage functions, which only the family itself
+ * record pattern and its read by peer, which only the family itself
  * calls. */
 #ifndef VUROTARNINFO_INT_H
 #define VUROTARNINFO_INT_H
@@ -24,6 +24,7 @@ struct VurotarnInfoTraits : VurotarnTraitsBase<VURO_TARN_INFO, VURO_TARN_INFO_PL
     // peer_id alone picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
     static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+    static void jsonIn(const Json::Value& jVal, Rec& rec);
 
     static const VurotarnField<Rec> kFields[10];
 
@@ -39,16 +40,6 @@ struct VurotarnInfoTraits : VurotarnTraitsBase<VURO_TARN_INFO, VURO_TARN_INFO_PL
 
 using VurotarnInfo = VurotarnRecord<VurotarnInfoTraits>;
 
-int VUROTARNInfoCreate_sqlite(VURO_TARN_INFO* pInfo);
-int VUROTARNInfoSet_sqlite(VURO_TARN_INFO* pInfo);
-int VUROTARNInfoDelete_sqlite(unsigned long long id);
-int VUROTARNInfoGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_INFO* pInfo);
 int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pInfo);
-int VUROTARNInfoList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_INFO_LIST* pInfoList,
-                            size_t* pTotalCount);
-int VUROTARNInfoListAll_sqlite(VURO_TARN_INFO_LIST* pInfoList,
-                               BOOL (*isKeep)(VURO_TARN_INFO*, void*), void* private_data);
-int VUROTARNInfoFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNInfoFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -1,16 +1,19 @@
-/* tarnou_sqlite.cpp - storage of OUs in table "ou": the family's SQL texts and
- * its storage functions over the shared record pattern. */
+/* tarnou_sqlite.cpp - storage of OUs in table "ou": the family's field table
+ * (columns, hook arguments, JSON) and SQL texts. */
 #include "tarnou/vurotarnou_int.h"
 
 const VurotarnField<VURO_TARN_OU> VurotarnOuTraits::kFields[8] = {
-    VUROTARN_FIELD(VURO_TARN_OU, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_OU, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_name, "name", "Name"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_desc, "desc", "Description"),
-    VUROTARN_FIELD(VURO_TARN_OU, parent_id, "parent_id", "ParentID"),
-    VUROTARN_FIELD(VURO_TARN_OU, block_inheritance, "block_inheritance", "BlockInheritance"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_linked_gpo, "linked_gpo", "LinkedGPO"),
-    VUROTARN_FIELD(VURO_TARN_OU, str_extra_info, "extra_info", "ExtraInfo"),
+    VUROTARN_FIELD_J(VURO_TARN_OU, id, "id", "ID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, mtime, "mtime", "ModifiedTime", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_name, "name", "Name", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_desc, "desc", "Description", kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, parent_id, "parent_id", "ParentID", kJsonIn | kJsonOut),
+    VUROTARN_FIELD_J(VURO_TARN_OU, block_inheritance, "block_inheritance", "BlockInheritance",
+                     kJsonIn | kJsonWanted),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_linked_gpo, "linked_gpo", "LinkedGPO",
+                     kJsonIn | kJsonWanted | kJsonDoc),
+    VUROTARN_FIELD_J(VURO_TARN_OU, str_extra_info, "extra_info", "ExtraInfo",
+                     kJsonIn | kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnOuTraits::insertSql(const Rec& r, long pid) {
@@ -36,32 +39,4 @@ char* VurotarnOuTraits::readBackSql(const Rec& r, long pid) {
         "pid=%ld;",
         r.id, (long)r.mtime, r.str_name.c_str(), r.str_desc.c_str(), r.parent_id,
         r.block_inheritance, r.str_linked_gpo.c_str(), r.str_extra_info.c_str(), pid);
-}
-
-int VUROTARNOuCreate_sqlite(VURO_TARN_OU* pOu) { return VurotarnOu::createSqlite(pOu); }
-
-int VUROTARNOuSet_sqlite(VURO_TARN_OU* pOu) { return VurotarnOu::setSqlite(pOu); }
-
-int VUROTARNOuDelete_sqlite(long id) { return VurotarnOu::deleteSqlite(id); }
-
-int VUROTARNOuGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_OU* pOu) {
-    return VurotarnOu::getMultipleSqlite(ids, cID, pOu);
-}
-
-int VUROTARNOuList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_OU_LIST* pOuList,
-                          size_t* pTotalCount) {
-    return VurotarnOu::listSqlite(pParms, pOuList, pTotalCount);
-}
-
-int VUROTARNOuListAll_sqlite(VURO_TARN_OU_LIST* pOuList, BOOL (*isKeep)(VURO_TARN_OU*, void*),
-                             void* private_data) {
-    return VurotarnOu::listAllSqlite(pOuList, isKeep, private_data);
-}
-
-int VUROTARNOuFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnOu::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNOuFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnOu::fillList(parm, n_column, column_value, column_name);
 }

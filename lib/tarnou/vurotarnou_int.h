@@ -1,5 +1,5 @@
-/* vurotarnou_int.h - the OU family's traits for the record pattern and its
- * storage functions, which only the family itself calls. */
+/* vurotarnou_int.h - the OU family's traits for the record pattern, which
+ * only the family itself uses. */
 #ifndef VUROTARNOU_INT_H
 #define VUROTARNOU_INT_H
 
@@ -16,6 +16,7 @@ struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_E
     static constexpr const char* kHookSet = "tarnou/tarnou_set";
     static constexpr const char* kHookDelete = "tarnou/tarnou_delete";
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_OU;
 
     static const VurotarnField<Rec> kFields[8];
 
@@ -27,16 +28,5 @@ struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_E
 };
 
 using VurotarnOu = VurotarnRecord<VurotarnOuTraits>;
-
-int VUROTARNOuCreate_sqlite(VURO_TARN_OU* pOu);
-int VUROTARNOuSet_sqlite(VURO_TARN_OU* pOu);
-int VUROTARNOuDelete_sqlite(long id);
-int VUROTARNOuGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_OU* pOu);
-int VUROTARNOuList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_OU_LIST* pOuList,
-                          size_t* pTotalCount);
-int VUROTARNOuListAll_sqlite(VURO_TARN_OU_LIST* pOuList, BOOL (*isKeep)(VURO_TARN_OU*, void*),
-                             void* private_data);
-int VUROTARNOuFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNOuFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

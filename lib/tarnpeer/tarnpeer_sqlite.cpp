@@ -1,35 +1,39 @@
-/* tarnpeer_sqlite.cpp - storage of managed servers in table "peer": the family's
- * SQL texts and its storage functions over the shared record pattern. */
+/* tarnpeer_sqlite.cpp - storage of managed servers in table "peer": the
+ * family's field table (columns, hook arguments, JSON) and SQL texts. */
 #include "tarnpeer/vurotarnpeer_int.h"
 
+// Every member is read back from JSON; the flags say where it shows.
+#define PEER_FIELD(member, column, hook, flags) \
+    VUROTARN_FIELD_J(VURO_TARN_PEER, member, column, hook, kJsonIn | (flags))
+
 const VurotarnField<VURO_TARN_PEER> VurotarnPeerTraits::kFields[26] = {
-    VUROTARN_FIELD(VURO_TARN_PEER, id, "id", "ID"),
-    VUROTARN_FIELD(VURO_TARN_PEER, mtime, "mtime", "ModifiedTime"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_desc, "desc", "Description"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_sn, "sn", "SN"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_model, "model", "Model"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_version, "version", "Version"),
-    VUROTARN_FIELD(VURO_TARN_PEER, buildnum, "buildnum", "BuildNum"),
-    VUROTARN_FIELD(VURO_TARN_PEER, smallfixnum, "smallfixnum", "SmallFixNum"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_hostname, "hostname", "HostName"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_host, "host", "Host"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_sid, "sid", "SID"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_vuro_token, "vuro_token", "VuroToken"),
-    VUROTARN_FIELD(VURO_TARN_PEER, status, "status", "Status"),
-    VUROTARN_FIELD(VURO_TARN_PEER, status_by_server, "status_by_server", "StatusByServer"),
-    VUROTARN_FIELD(VURO_TARN_PEER, status_by_server_mtime, "status_by_server_mtime",
-                   "StatusByServerModifyTime"),
-    VUROTARN_FIELD(VURO_TARN_PEER, wol, "wol", "WOL"),
-    VUROTARN_FIELD(VURO_TARN_PEER, up_time, "up_time", "UpTime"),
-    VUROTARN_FIELD(VURO_TARN_PEER, uptime_mtime, "uptime_mtime", "UpTimeModifyTime"),
-    VUROTARN_FIELD(VURO_TARN_PEER, http_port, "http_port", "HttpPort"),
-    VUROTARN_FIELD(VURO_TARN_PEER, https_port, "https_port", "HttpsPort"),
-    VUROTARN_FIELD(VURO_TARN_PEER, parent_id, "parent_id", "ParentID"),
-    VUROTARN_FIELD(VURO_TARN_PEER, block_inheritance, "block_inheritance", "BlockInheritance"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_linked_gpo, "linked_gpo", "LinkedGPO"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_relaypath, "relaypath", "RelayPath"),
-    VUROTARN_FIELD(VURO_TARN_PEER, gluster_role, "gluster_role", "GlusterRole"),
-    VUROTARN_FIELD(VURO_TARN_PEER, str_extra_info, "extra_info", "ExtraInfo"),
+    PEER_FIELD(id, "id", "ID", kJsonOut),
+    PEER_FIELD(mtime, "mtime", "ModifiedTime", kJsonWanted),
+    PEER_FIELD(str_desc, "desc", "Description", kJsonWanted),
+    PEER_FIELD(str_sn, "sn", "SN", kJsonOut),
+    PEER_FIELD(str_model, "model", "Model", kJsonWanted),
+    PEER_FIELD(str_version, "version", "Version", kJsonWanted),
+    PEER_FIELD(buildnum, "buildnum", "BuildNum", kJsonWanted),
+    PEER_FIELD(smallfixnum, "smallfixnum", "SmallFixNum", kJsonWanted),
+    PEER_FIELD(str_hostname, "hostname", "HostName", kJsonWanted),
+    PEER_FIELD(str_host, "host", "Host", kJsonOut),
+    PEER_FIELD(str_sid, "sid", "SID", kJsonOut),
+    PEER_FIELD(str_vuro_token, "vuro_token", "VuroToken", kJsonOut),
+    PEER_FIELD(status, "status", "Status", kJsonWanted),
+    PEER_FIELD(status_by_server, "status_by_server", "StatusByServer", kJsonWanted),
+    PEER_FIELD(status_by_server_mtime, "status_by_server_mtime", "StatusByServerModifyTime",
+               kJsonWanted),
+    PEER_FIELD(wol, "wol", "WOL", kJsonWanted),
+    PEER_FIELD(up_time, "up_time", "UpTime", kJsonWanted),
+    PEER_FIELD(uptime_mtime, "uptime_mtime", "UpTimeModifyTime", kJsonWanted),
+    PEER_FIELD(http_port, "http_port", "HttpPort", kJsonOut),
+    PEER_FIELD(https_port, "https_port", "HttpsPort", kJsonWanted),
+    PEER_FIELD(parent_id, "parent_id", "ParentID", kJsonOut),
+    PEER_FIELD(block_inheritance, "block_inheritance", "BlockInheritance", kJsonWanted),
+    PEER_FIELD(str_linked_gpo, "linked_gpo", "LinkedGPO", kJsonWanted | kJsonDoc),
+    PEER_FIELD(str_relaypath, "relaypath", "RelayPath", kJsonWanted),
+    PEER_FIELD(gluster_role, "gluster_role", "GlusterRole", kJsonWanted),
+    PEER_FIELD(str_extra_info, "extra_info", "ExtraInfo", kJsonWanted | kJsonDoc),
 };
 
 char* VurotarnPeerTraits::fullMatchSql(const Rec& r) {
@@ -66,32 +70,4 @@ char* VurotarnPeerTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         r.status_by_server, (long)r.status_by_server_mtime, r.wol, r.up_time, (long)r.uptime_mtime,
         r.http_port, r.https_port, r.parent_id, r.block_inheritance, r.str_linked_gpo.c_str(),
         r.str_relaypath.c_str(), r.gluster_role, r.str_extra_info.c_str());
-}
-
-int VUROTARNPeerCreate_sqlite(VURO_TARN_PEER* pPeer) { return VurotarnPeer::createSqlite(pPeer); }
-
-int VUROTARNPeerSet_sqlite(VURO_TARN_PEER* pPeer) { return VurotarnPeer::setSqlite(pPeer); }
-
-int VUROTARNPeerDelete_sqlite(long id) { return VurotarnPeer::deleteSqlite(id); }
-
-int VUROTARNPeerGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::getMultipleSqlite(ids, cID, pPeer);
-}
-
-int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
-                            size_t* pTotalCount) {
-    return VurotarnPeer::listSqlite(pParms, pPeerList, pTotalCount);
-}
-
-int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList,
-                               BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data) {
-    return VurotarnPeer::listAllSqlite(pPeerList, isKeep, private_data);
-}
-
-int VUROTARNPeerFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnPeer::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNPeerFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnPeer::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
 /* vurotarnpeer_int.h - the peer family's traits for the record pattern and its
- * storage functions, which only the family itself calls. */
+ * read by serial, which only the family itself calls. */
 #ifndef VUROTARNPEER_INT_H
 #define VUROTARNPEER_INT_H
 
@@ -19,6 +19,9 @@ struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PL
     static constexpr bool kKeyedUpsert = true;
     static constexpr bool kSetReportsAsTrace = true;
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNPeerLog;
+    static constexpr int kJsonNodeType = VURO_TARN_TYPE_PEER;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[26];
 
@@ -29,16 +32,6 @@ struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PL
 
 using VurotarnPeer = VurotarnRecord<VurotarnPeerTraits>;
 
-int VUROTARNPeerCreate_sqlite(VURO_TARN_PEER* pPeer);
-int VUROTARNPeerSet_sqlite(VURO_TARN_PEER* pPeer);
-int VUROTARNPeerDelete_sqlite(long id);
-int VUROTARNPeerGetMultiple_sqlite(long* ids, size_t cID, VURO_TARN_PEER* pPeer);
-int VUROTARNPeerList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PEER_LIST* pPeerList,
-                            size_t* pTotalCount);
-int VUROTARNPeerListAll_sqlite(VURO_TARN_PEER_LIST* pPeerList,
-                               BOOL (*isKeep)(VURO_TARN_PEER*, void*), void* private_data);
-int VUROTARNPeerFillOne(void* parm, int n_column, char** column_value, char** column_name);
 int VUROTARNPeerGetBySN_sqlite(const char* szSN, VURO_TARN_PEER* pPeer);
-int VUROTARNPeerFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

@@ -54,37 +54,15 @@ std::string pkgStatusWithInstaller(const VURO_TARN_PKG& pkg) {
 
 }  // namespace
 
+void VurotarnPkgTraits::jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                                Json::Value& jRet) {
+    jRet["pkg_name"] = vurotarnPkgNameInLang(rec, szLang);
+    if (vurotarnJsonWanted(jAdditional, "pkg_status")) {
+        jRet["additional"]["pkg_status"] = pkgStatusWithInstaller(rec);
+    }
+}
+
 int VUROTARNPkgStructToJson(const char* szLang, const VURO_TARN_PKG* pPkg,
                             const Json::Value& jAdditional, Json::Value& jRet) {
-    VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
-    VUROTARN_JSON_OUT_CHECK(jAdditional, jRet, return -1);
-    auto wanted = [&](const char* szKey) { return vurotarnJsonWanted(jAdditional, szKey); };
-    jRet = Json::Value(Json::objectValue);
-    jRet["id"] = (Json::UInt64)pPkg->id;
-    if (wanted("mtime")) jRet["mtime"] = (Json::Int64)pPkg->mtime;
-    jRet["pkg_name"] = vurotarnPkgNameInLang(*pPkg, szLang);
-    jRet["pkg_version"] = pPkg->str_pkg_version;
-    // A null jAdditional counts as empty here, yet wants every key, which
-    // then makes "additional" on the first assignment.
-    if (!jAdditional.empty()) jRet["additional"] = Json::Value(Json::objectValue);
-    auto add = [&](const char* szKey, const Json::Value& v) {
-        if (wanted(szKey)) jRet["additional"][szKey] = v;
-    };
-    add("peer_id", (Json::Int64)pPkg->peer.id);
-    add("pkg_id", pPkg->str_pkg_id);
-    add("pkg_new_version", pPkg->str_pkg_new_version);
-    if (wanted("pkg_status")) add("pkg_status", pkgStatusWithInstaller(*pPkg));
-    add("beta", pPkg->beta == 1);
-    add("install_dependent_packages", pPkg->str_install_dependent_packages);
-    add("install_conflict_packages", pPkg->str_install_conflict_packages);
-    add("startable", pPkg->startable == 1);
-    add("silent_install", pPkg->silent_install != 0);
-    add("silent_upgrade", pPkg->silent_upgrade != 0);
-    add("silent_uninstall", pPkg->silent_uninstall != 0);
-    add("upgradable", pPkg->upgradable != 0);
-    if (wanted("extra_info")) add("extra_info", vurotarnJsonParsed(pPkg->str_extra_info));
-    add("peer_hostname", pPkg->peer.str_hostname);
-    add("peer_model", pPkg->peer.str_model);
-    add("peer_version", pPkg->peer.str_version);
-    return 0;
+    return VurotarnPkg::toJson(pPkg, szLang, jAdditional, jRet);
 }

@@ -1,33 +1,38 @@
 /* tarnpkg_sqlite.cpp - storage of packages in table "package": the family's
- * fields, its SQL texts and its storage functions over the shared record
- * pattern. Reads join the peer table for the owning server's name, model,
- * version and status. */
+ * field table, its SQL texts and the read by condition. Reads join the peer table for the owning
+ * server's name, model, version and status. */
 #include "tarnpkg/vurotarnpkg_int.h"
 
 namespace {
 
-/* A column of the join read into the embedded peer; never passed to a hook. */
+/* A member of the embedded peer: its id is the owner column, the others
+ * come from the join and go to no hook. Shown under "additional" when
+ * szJson names it, never read from JSON. */
 template <auto M>
-VurotarnField<VURO_TARN_PKG> peerJoinField(const char* szColumn) {
-    return VurotarnField<VURO_TARN_PKG>{
-        szColumn, NULL, std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
-        [](VURO_TARN_PKG& r, const char* v) { vurotarnFieldFromColumn<M>(r.peer, v); },
-        [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); }};
+VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook,
+                                       const char* szJson) {
+    return {szColumn,
+            szHook,
+            std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
+            [](VURO_TARN_PKG& r, const char* v) { vurotarnFieldFromColumn<M>(r.peer, v); },
+            [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); },
+            szJson,
+            kJsonMore,
+            [](const VURO_TARN_PKG& r) { return vurotarnFieldToJson<M, kJsonMore>(r.peer); },
+            NULL};
 }
 
 }  // namespace
 
 #define PKG_FIELD(member, column, hook) VUROTARN_FIELD(VURO_TARN_PKG, member, column, hook)
+#define PKG_FIELD_J(member, column, hook, flags) \
+    VUROTARN_FIELD_J(VURO_TARN_PKG, member, column, hook, flags)
 
 const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
-    PKG_FIELD(id, "id", "ID"),
-    PKG_FIELD(mtime, "mtime", "ModifiedTime"),
-    // The owner is the embedded peer's id.
-    VurotarnField<VURO_TARN_PKG>{
-        "peer_id", "PeerID", false,
-        [](VURO_TARN_PKG& r, const char* v) { r.peer.id = strtoll(v, NULL, 10); },
-        [](const VURO_TARN_PKG& r) { return std::to_string(r.peer.id); }},
-    PKG_FIELD(str_pkg_id, "pkg_id", "PkgID"),
+    PKG_FIELD_J(id, "id", "ID", kJsonOut),
+    PKG_FIELD_J(mtime, "mtime", "ModifiedTime", kJsonWanted),
+    peerField<&VURO_TARN_PEER::id>("peer_id", "PeerID", "peer_id"),
+    PKG_FIELD_J(str_pkg_id, "pkg_id", "PkgID", kJsonMore),
     PKG_FIELD(str_pkg_name_enu, "pkg_name_enu", "PkgName"),
     PKG_FIELD(str_pkg_name_cht, "pkg_name_cht", NULL),
     PKG_FIELD(str_pkg_name_chs, "pkg_name_chs", NULL),
@@ -48,25 +53,25 @@ const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
     PKG_FIELD(str_pkg_name_hun, "pkg_name_hun", NULL),
     PKG_FIELD(str_pkg_name_trk, "pkg_name_trk", NULL),
     PKG_FIELD(str_pkg_name_csy, "pkg_name_csy", NULL),
-    PKG_FIELD(str_pkg_version, "pkg_version", "Version"),
-    PKG_FIELD(str_pkg_new_version, "pkg_new_version", NULL),
+    PKG_FIELD_J(str_pkg_version, "pkg_version", "Version", kJsonOut),
+    PKG_FIELD_J(str_pkg_new_version, "pkg_new_version", NULL, kJsonMore),
     PKG_FIELD(pkg_status, "pkg_status", NULL),
     PKG_FIELD(pkg_install_status, "pkg_install_status", NULL),
-    PKG_FIELD(beta, "beta", NULL),
-    PKG_FIELD(str_install_dependent_packages, "install_dependent_packages", NULL),
-    PKG_FIELD(str_install_conflict_packages, "install_conflict_packages", NULL),
-    PKG_FIELD(startable, "startable", NULL),
-    PKG_FIELD(silent_install, "silent_install", NULL),
-    PKG_FIELD(silent_upgrade, "silent_upgrade", NULL),
-    PKG_FIELD(silent_uninstall, "silent_uninstall", NULL),
-    PKG_FIELD(upgradable, "upgradable", NULL),
+    PKG_FIELD_J(beta, "beta", NULL, kJsonMore | kJsonBoolOne),
+    PKG_FIELD_J(str_install_dependent_packages, "install_dependent_packages", NULL, kJsonMore),
+    PKG_FIELD_J(str_install_conflict_packages, "install_conflict_packages", NULL, kJsonMore),
+    PKG_FIELD_J(startable, "startable", NULL, kJsonMore | kJsonBoolOne),
+    PKG_FIELD_J(silent_install, "silent_install", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(silent_upgrade, "silent_upgrade", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(silent_uninstall, "silent_uninstall", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(upgradable, "upgradable", NULL, kJsonMore | kJsonBoolSet),
     PKG_FIELD(upgradable_mtime, "upgradable_mtime", NULL),
     PKG_FIELD(str_filter, "filter", NULL),
-    PKG_FIELD(str_extra_info, "extra_info", NULL),
-    peerJoinField<&VURO_TARN_PEER::str_hostname>("hostname"),
-    peerJoinField<&VURO_TARN_PEER::str_model>("model"),
-    peerJoinField<&VURO_TARN_PEER::str_version>("version"),
-    peerJoinField<&VURO_TARN_PEER::status>("status"),
+    PKG_FIELD_J(str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
+    peerField<&VURO_TARN_PEER::str_hostname>("hostname", NULL, "peer_hostname"),
+    peerField<&VURO_TARN_PEER::str_model>("model", NULL, "peer_model"),
+    peerField<&VURO_TARN_PEER::str_version>("version", NULL, "peer_version"),
+    peerField<&VURO_TARN_PEER::status>("status", NULL, NULL),
 };
 
 char* VurotarnPkgTraits::fullMatchSql(const Rec& r) {
@@ -111,16 +116,6 @@ char* VurotarnPkgTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
         (long)r.upgradable_mtime, r.str_filter.c_str(), r.str_extra_info.c_str());
 }
 
-int VUROTARNPkgCreate_sqlite(VURO_TARN_PKG* pPkg) { return VurotarnPkg::createSqlite(pPkg); }
-
-int VUROTARNPkgSet_sqlite(VURO_TARN_PKG* pPkg) { return VurotarnPkg::setSqlite(pPkg); }
-
-int VUROTARNPkgDelete_sqlite(unsigned long long id) { return VurotarnPkg::deleteSqlite(id); }
-
-int VUROTARNPkgGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::getMultipleSqlite(ids, cID, pPkg);
-}
-
 int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
     VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
     char szCondition[4096] = "";
@@ -134,22 +129,4 @@ int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
         return -1;
     }
     return pPkg->available ? 1 : 0;
-}
-
-int VUROTARNPkgList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG_LIST* pPkgList,
-                           size_t* pTotalCount) {
-    return VurotarnPkg::listSqlite(pParms, pPkgList, pTotalCount);
-}
-
-int VUROTARNPkgListAll_sqlite(VURO_TARN_PKG_LIST* pPkgList, BOOL (*isKeep)(VURO_TARN_PKG*, void*),
-                              void* private_data) {
-    return VurotarnPkg::listAllSqlite(pPkgList, isKeep, private_data);
-}
-
-int VUROTARNPkgFillOne(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnPkg::fillOne(parm, n_column, column_value, column_name);
-}
-
-int VUROTARNPkgFillList(void* parm, int n_column, char** column_value, char** column_name) {
-    return VurotarnPkg::fillList(parm, n_column, column_value, column_name);
 }

@@ -1,5 +1,5 @@
-/* vurotarnpkg_int.h - the package family's traits for the record pattern and
- * its storage functions, which only the family itself calls. */
+/* vurotarnpkg_int.h - the package family's traits for the record pattern, its
+ * name in a language and its cleaning walks, which only the family calls. */
 #ifndef VUROTARNPKG_INT_H
 #define VUROTARNPKG_INT_H
 
@@ -25,6 +25,9 @@ struct VurotarnPkgTraits : VurotarnTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGI
         "SELECT package.*,peer.hostname,peer.model,peer.version,peer.status  FROM package INNER "
         "JOIN peer ON package.peer_id = peer.id";
     static constexpr const char* kIdColumn = "package.id";
+    static constexpr bool kJsonMoreAlways = true;
+    static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
+                        Json::Value& jRet);
 
     static bool isNewId(Id id) { return id == ~0ULL; }
     static bool isInvalidSetId(Id id) { return id == ~0ULL; }
@@ -47,16 +50,5 @@ const std::string& vurotarnPkgNameInLang(const VURO_TARN_PKG& pkg, const char* s
 /* The two walks of VUROTARNPkgClean; true when the walk was made. */
 bool CheckPeerBdlLink();
 bool CleasBdl();
-
-int VUROTARNPkgCreate_sqlite(VURO_TARN_PKG* pPkg);
-int VUROTARNPkgSet_sqlite(VURO_TARN_PKG* pPkg);
-int VUROTARNPkgDelete_sqlite(unsigned long long id);
-int VUROTARNPkgGetMultiple_sqlite(unsigned long long* ids, size_t cID, VURO_TARN_PKG* pPkg);
-int VUROTARNPkgList_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG_LIST* pPkgList,
-                           size_t* pTotalCount);
-int VUROTARNPkgListAll_sqlite(VURO_TARN_PKG_LIST* pPkgList, BOOL (*isKeep)(VURO_TARN_PKG*, void*),
-                              void* private_data);
-int VUROTARNPkgFillOne(void* parm, int n_column, char** column_value, char** column_name);
-int VUROTARNPkgFillList(void* parm, int n_column, char** column_value, char** column_name);
 
 #endif

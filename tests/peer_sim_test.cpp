@@ -73,6 +73,7 @@ TEST_F(PeerSimTest, StartsInTheRootAndEndsWithItsOwner) {
         PeerSimOptions o;
         o.peers = 3;
         o.relay = true;
+        o.extraArgs = {"--relay-only", "2"};
         ASSERT_TRUE(s.start(o)) << s.error();
         pid = s.pid();
         ASSERT_EQ(3, s.size());
@@ -84,7 +85,7 @@ TEST_F(PeerSimTest, StartsInTheRootAndEndsWithItsOwner) {
             EXPECT_EQ("127.0.0.1", e["host"].asString());
             EXPECT_EQ(e["http_port"], s.ready()["servers"][i]["http_port"]);
             EXPECT_EQ(e["https_port"], s.ready()["servers"][i]["https_port"]);
-            ports.insert({s.httpPort(i), s.httpsPort(i)});
+            ports.insert({s.httpPort(i), s.httpsPort(i)});  // 0 for the relay-only one
             tokens.insert(s.token(i));
             serials.insert(s.sn(i));
             for (const char* key : {"model", "kelp_version", "relay_id", "hostname"}) {
@@ -92,8 +93,26 @@ TEST_F(PeerSimTest, StartsInTheRootAndEndsWithItsOwner) {
             }
             EXPECT_TRUE(e["build_number"].isIntegral());
         }
-        EXPECT_EQ(8u, ports.size()) << "every listener on a port of its own";
+        // Seven listeners on ports of their own, and the relay-only one's 0.
+        EXPECT_EQ(8u, ports.size());
         EXPECT_EQ(3u, tokens.size());
+
+        // The relay-only server: no HTTP port published, HTTPS refused, and
+        // the relay tells the HTTP port that answers.
+        EXPECT_EQ(0, s.httpPort(2));
+        EXPECT_TRUE(s.server(2)["relay_only"].asBool());
+        std::string text;
+        EXPECT_EQ(-1, loopbackHttp(s.httpsPort(2), "GET", "/api/discover", {}, "", &text));
+        ASSERT_EQ(200, loopbackHttp(s.relayPort(), "GET",
+                                    "/relay/conninfo?id=" + s.server(2)["relay_id"].asString(), {},
+                                    "", &text));
+        Json::Value way;
+        ASSERT_TRUE(vurojson::fromString(way, text));
+        ASSERT_EQ(200, loopbackHttp(way["data"]["port"].asInt(), "GET",
+                                    "/api/discover?names=VURO.Core.TARN", {}, "", &text))
+            << text;
+        EXPECT_EQ(1u, s.entries(2, "refused").size());
+        EXPECT_EQ(1u, s.entries(2, "discover").size());
         EXPECT_EQ(3u, serials.size());
         // Tokens stay out of what it prints.
         EXPECT_EQ(std::string::npos, vurojson::toString(s.ready()).find(s.token(0)));
@@ -117,6 +136,7 @@ TEST_F(PeerSimTest, StartsInTheRootAndEndsWithItsOwner) {
     PeerSim again;
     PeerSimOptions o;
     o.fleetFile = sys("/fleet.json");
+    o.relay = true;  // its relay-only server wants it
     ASSERT_TRUE(again.start(o)) << again.error();
     EXPECT_EQ(caPem, readFile(sys("/etc/vuro/ssl/peer-sim/ca.pem")));
     std::string caFile = readFile(vurocred::CaFilePath());

@@ -253,6 +253,12 @@ bool serversMake(const Options& o, Sim& s, std::string* pWhy) {
         }
         s.servers[(size_t)i]->relayOnly = true;
     }
+    for (const auto& sv : s.servers) {
+        if (sv->relayOnly && !o.relay) {
+            *pWhy = sv->sn + " is reached only through the relay: --relay is a must";
+            return false;
+        }
+    }
     return true;
 }
 
@@ -333,10 +339,6 @@ int simMain(const Options& o) {
         return 1;
     }
     for (auto& sv : s.servers) {
-        if (sv->relayOnly) {
-            std::lock_guard<std::mutex> lock(sv->mu);
-            sv->modes.refuseHttps = true;
-        }
         Json::Value a;
         a["host"] = "127.0.0.1";
         a["protocol"] = "http";
@@ -372,7 +374,7 @@ int simMain(const Options& o) {
     for (const auto& sv : s.servers) {
         Json::Value e;
         e["sn"] = sv->sn;
-        e["http_port"] = sv->httpPort;
+        e["http_port"] = sv->relayOnly ? 0 : sv->httpPort;
         e["https_port"] = sv->httpsPort;
         list.append(e);
     }
@@ -428,7 +430,6 @@ int main(int argc, char** argv) {
         }
     }
     if (peersGiven && !o.fleetFile.empty()) return usage();
-    if (!o.relayOnly.empty() && !o.relay) return usage();
     if (o.root.empty() && getenv("VURO_SYSROOT") != nullptr) o.root = getenv("VURO_SYSROOT");
     // Never the machine's own /etc: a root is a must.
     char real[PATH_MAX];

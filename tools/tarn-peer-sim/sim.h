@@ -51,7 +51,7 @@ struct Server {
     int index = 0;
     std::string sn, hostname, model, kelpVersion, token, keyId, relayId;
     long long buildNumber = 0;
-    bool relayOnly = false;
+    bool relayOnly = false;  // publishes no HTTP port and refuses HTTPS, whatever the modes
     int httpPort = 0, httpsPort = 0;
 
     std::mutex mu;  // guards modes

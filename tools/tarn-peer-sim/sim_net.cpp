@@ -226,7 +226,8 @@ void acceptLoop() {
                 }
                 if (ep->server != nullptr) {
                     Modes m = ep->server->snapshot();
-                    if ((ep->role == Role::Https && m.refuseHttps) ||
+                    // A server reached only through the relay never takes HTTPS.
+                    if ((ep->role == Role::Https && (m.refuseHttps || ep->server->relayOnly)) ||
                         (ep->role == Role::Http && m.refuseHttp)) {
                         Json::Value e;
                         e["kind"] = "refused";

@@ -686,11 +686,12 @@ TEST_F(WebapiSimTest, RelayRefreshStoresOneWayAndLeavesOneEditRow) {
 
     // A move: one port left, one edit row naming old and new.
     std::string edits = editRows(id);
-    ASSERT_TRUE(sim_.setRelay("relay-0", "127.0.0.1", "http", 6123));
+    ASSERT_TRUE(sim_.setRelay("relay-0", "localhost", "http", 6123));
     ASSERT_OK(VUROTARNPeerUpdateRelayPathByID(id));
-    EXPECT_EQ("127.0.0.1 6123 0", row(id));
+    EXPECT_EQ("localhost 6123 0", row(id));
     EXPECT_EQ(std::to_string(std::stol(edits) + 1), editRows(id));
     EXPECT_NE(std::string::npos, lastEdit(id).find("6123")) << lastEdit(id);
+    EXPECT_NE(std::string::npos, lastEdit(id).find("127.0.0.1 -> localhost")) << lastEdit(id);
     EXPECT_NE(std::string::npos, lastEdit(id).find(std::to_string(sim_.httpPort(0))))
         << lastEdit(id);
 
@@ -700,7 +701,7 @@ TEST_F(WebapiSimTest, RelayRefreshStoresOneWayAndLeavesOneEditRow) {
     ASSERT_TRUE(sim_.setRelay("relay-0", "127.0.0.1", "https", 6124));
     EXPECT_EQ(-1, VUROTARNPeerUpdateRelayPathByID(id));
     EXPECT_TRUE(logHas("Update relaypath failed[relay-0]")) << logDump();
-    EXPECT_EQ("127.0.0.1 6123 0", row(id));
+    EXPECT_EQ("localhost 6123 0", row(id));
 }
 
 TEST_F(WebapiSimTest, FtpRelayAnswerSendsHttpToTheNewHostWithTheOldPort) {

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "vurocore.h"
 #include "vurojson.h"
 
 namespace tarntest {
@@ -69,6 +70,9 @@ int loopbackHttp(int port, const std::string& method, const std::string& target,
     addr.sin_family = AF_INET;
     addr.sin_port = htons((uint16_t)port);
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    // Loopback by construction; the guard is asked all the same, as every
+    // sender of this system does.
+    if (VURONetDestinationCheck((struct sockaddr*)&addr, sizeof(addr)) != 0) return -1;
     if (connect(s.fd, (struct sockaddr*)&addr, sizeof(addr)) != 0 && errno != EINPROGRESS) {
         return -1;
     }

@@ -7,12 +7,14 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 
+#include "peer_sim.h"
 #include "tarn_test.h"
 #include "vurocore.h"
 #include "vurocredential.h"
@@ -375,4 +377,146 @@ TEST_F(Credential, InitWritesTheDefaultsAndKeepsChangedOnes) {
     Json::Value js;
     EXPECT_FALSE(VURO::CredRequestRelayPath::GetConnInfoPortal("relay-1", js, NULL));
     EXPECT_EQ("no relay service", js["error"].asString());
+}
+
+namespace {
+
+/* The stand-ins against simulated servers: what only a live exchange shows. */
+class CredentialSim : public TarnTest {
+protected:
+    void SetUp() override {
+        TarnTest::SetUp();
+        // A hung server must not hold a test for the default minute.
+        ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "1000", 0));
+        PeerSimOptions o;
+        o.root = root_;
+        o.peers = 3;
+        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+    }
+    /* A request to server i over the protocol, made with credential id. */
+    VURO::CredRequest* request(int i, const char* proto, long id) {
+        VURO_CRED* cred = VUROCredAlloc();
+        VURO_CRED_SESS* sess = VUROCredSessAlloc();
+        VUROCredItemSetID(cred, id);
+        VUROCredItemSetHost(cred, "127.0.0.1");
+        VUROCredItemSetPort(cred, strcmp(proto, "https") == 0 ? sim_.httpsPort(i) : sim_.httpPort(i));
+        VUROCredItemSetProtocol(cred, proto);
+        VUROCredSessItemSetAccessToken(sess, sim_.token(i).c_str());
+        Json::Value params(Json::objectValue);
+        params["n"] = i;
+        VURO::CredRequest* req = VURO::CredRequest::CreateWebAPIRequest(
+            cred, sess, "VURO.Core.TARN.ServerInfo", 1, "update", params);
+        // The request keeps its own copies.
+        VUROCredFree(cred);
+        VUROCredSessFree(sess);
+        return req;
+    }
+    PeerSim sim_;
+};
+
+}  // namespace
+
+TEST_F(CredentialSim, ManagerRunsAllAtOnceAndAHungServerHoldsUpNone) {
+    VURO::CredRequestMgr empty;
+    EXPECT_TRUE(empty.Run());
+    EXPECT_EQ(0u, empty.Size());
+
+    VURO::CredRequestMgr mgr;
+    for (int i = 0; i < 3; i++) {
+        VURO::CredRequest* req = request(i, i == 1 ? "http" : "https", -1 - i);
+        ASSERT_TRUE(req != NULL) << i;
+        if (i == 1) {
+            ASSERT_TRUE(req->SetEncryptMode(CRED_REQ_CRYPTO_AES));
+        }
+        ASSERT_TRUE(mgr.AddCredRequest(req));
+    }
+    EXPECT_FALSE(mgr.AddCredRequest(NULL));
+    Json::Value slow;
+    slow["delay_ms"] = 600;
+    ASSERT_TRUE(sim_.setMode(0, slow)) << sim_.error();
+    ASSERT_TRUE(sim_.setMode(1, slow)) << sim_.error();
+    Json::Value hung;
+    hung["hang"] = true;
+    ASSERT_TRUE(sim_.setMode(2, hung)) << sim_.error();
+
+    auto t0 = std::chrono::steady_clock::now();
+    EXPECT_TRUE(mgr.Run()) << "some failed, but the run itself did";
+    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
+                  std::chrono::steady_clock::now() - t0)
+                  .count();
+    // One after the other would take 600 + 600 + the 1000 cap.
+    EXPECT_LT(ms, 1900);
+    ASSERT_EQ(3u, mgr.Size());
+    for (size_t i = 0; i < 2; i++) {
+        Json::Value js;
+        ASSERT_TRUE(vurojson::fromString(js, mgr.GetResponse(i))) << mgr.GetResponse(i);
+        EXPECT_TRUE(js["success"].asBool()) << js;
+        EXPECT_EQ((int)i, js["data"]["received"]["n"].asInt()) << js;
+    }
+    EXPECT_TRUE(mgr.GetRequest(1)->IsSealed());
+    EXPECT_EQ("", mgr.GetResponse(2));
+    EXPECT_EQ(CRED_REQ_ERR_TIMEOUT, mgr.GetRequest(2)->GetError());
+    EXPECT_GE(sim_.record()["max_in_flight"].asInt(), 2) << sim_.record();
+}
+
+TEST_F(CredentialSim, ALiveRequestHoldsItsIdForThisProcessAndItsChildren) {
+    VURO::CredRequest* req = request(0, "https", -1);
+    ASSERT_TRUE(req != NULL);
+    EXPECT_TRUE(VURO::CredRequestUtil::IsCredIdCached(-1));
+    EXPECT_FALSE(VURO::CredRequestUtil::IsCredIdCached(-2));
+    EXPECT_EQ(std::string::npos, req->GetURL().find(sim_.token(0))) << req->GetURL();
+
+    // A child sees the parent's id taken, and holds one of its own that
+    // counts only while it lives.
+    int ready[2];
+    ASSERT_OK(pipe(ready));
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        close(ready[0]);
+        bool seen = VURO::CredRequestUtil::IsCredIdCached(-1);
+        VURO::CredRequest* own = request(1, "http", -2);
+        char c = seen && own != NULL ? 'y' : 'n';
+        if (write(ready[1], &c, 1) != 1) _exit(2);
+        pause();
+        _exit(0);
+    }
+    close(ready[1]);
+    char c = 0;
+    ASSERT_EQ(1, read(ready[0], &c, 1));
+    close(ready[0]);
+    EXPECT_EQ('y', c);
+    EXPECT_TRUE(VURO::CredRequestUtil::IsCredIdCached(-2));
+    ASSERT_OK(kill(child, SIGKILL));
+    ASSERT_EQ(child, waitpid(child, NULL, 0));
+    EXPECT_FALSE(VURO::CredRequestUtil::IsCredIdCached(-2)) << "its holder was killed";
+
+    delete req;
+    EXPECT_FALSE(VURO::CredRequestUtil::IsCredIdCached(-1));
+    EXPECT_NE(0, access(sys("/var/cache/vurocred/-1").c_str(), F_OK));
+}
+
+TEST_F(CredentialSim, AnswersAreCheckedAsTheyArrive) {
+    // Discovery first, then an answer limit smaller than the answer: the
+    // call fails however the far side sends it.
+    VURO::CredRequest* req = request(0, "http", -1);
+    ASSERT_TRUE(req != NULL);
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", "40", 0));
+    EXPECT_FALSE(req->Process(true, 0));
+    EXPECT_EQ(CRED_REQ_ERR_TOO_LARGE, req->GetError()) << req->GetErrorText();
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", "16777216", 0));
+    EXPECT_FALSE(req->Process(false, 0)) << "no background run without a thread";
+    EXPECT_TRUE(req->Process(true, 0)) << req->GetErrorText();
+
+    // A sealed answer that was changed on the way does not open.
+    Json::Value tamper;
+    tamper["tamper"] = true;
+    ASSERT_TRUE(sim_.setMode(0, tamper)) << sim_.error();
+    ASSERT_TRUE(req->SetEncryptMode(CRED_REQ_CRYPTO_AES));
+    EXPECT_FALSE(req->Process(true, 0));
+    EXPECT_EQ(CRED_REQ_ERR_SEAL, req->GetError());
+    EXPECT_EQ("", req->GetResponse());
+    EXPECT_FALSE(req->SetEncryptMode(CRED_REQ_CRYPTO_RSA));
+    EXPECT_EQ(CRED_REQ_CRYPTO_AES, req->GetEncryptMode());
+    delete req;
 }

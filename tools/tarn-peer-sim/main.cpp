@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "peer_sim.h"
@@ -69,9 +71,10 @@ int usage() {
 
 void onSignal(int) { _exit(0); }
 
+// Empty when the random source fails: a guessable token is worse than none.
 std::string hexRandom(size_t bytes) {
     std::string raw(bytes, '\0');
-    RAND_bytes((unsigned char*)&raw[0], (int)bytes);
+    if (RAND_bytes((unsigned char*)&raw[0], (int)bytes) != 1) return "";
     static const char kHex[] = "0123456789abcdef";
     std::string out;
     for (unsigned char c : raw) {
@@ -211,7 +214,11 @@ struct Options {
 bool serversMake(const Options& o, Sim& s, std::string* pWhy) {
     Json::Value fleet(Json::arrayValue);
     if (!o.fleetFile.empty()) {
-        if (!vurojson::fromFile(fleet, o.fleetFile) || !fleet.isArray() || fleet.empty() ||
+        // A file named on the command line, not a system path below the root.
+        std::ifstream in(o.fleetFile, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        if (!in || !vurojson::fromString(fleet, text.str()) || !fleet.isArray() || fleet.empty() ||
             fleet.size() > (Json::ArrayIndex)kMaxPeers) {
             *pWhy = "the fleet file is no array of servers: " + o.fleetFile;
             return false;
@@ -237,6 +244,10 @@ bool serversMake(const Options& o, Sim& s, std::string* pWhy) {
         sv->token = in.get("access_token", hexRandom(16)).asString();
         sv->relayId = in.get("relay_id", "relay-" + lower(sv->sn)).asString();
         sv->relayOnly = in.get("relay_only", false).asBool();
+        if (sv->token.empty()) {
+            *pWhy = "no access token for " + sv->sn;
+            return false;
+        }
         sv->keyId = vurocred::SealKeyId(sv->token);
         for (const auto& other : s.servers) {
             if (other->sn == sv->sn) {
@@ -333,8 +344,14 @@ int simMain(const Options& o) {
     }
     s.relay = o.relay;
     s.record.setLimit((size_t)o.recordLimit);
-    if (!serversMake(o, s, &why) || !peersim::tlsSetup(&s.tls, &why) ||
-        !endpointsOpen(s, o.relay, &why)) {
+    bool made = false;
+    try {
+        made = serversMake(o, s, &why);
+    } catch (const std::exception& e) {
+        // A member of the wrong kind in a fleet file.
+        why = std::string("fleet file: ") + e.what();
+    }
+    if (!made || !peersim::tlsSetup(&s.tls, &why) || !endpointsOpen(s, o.relay, &why)) {
         fprintf(stderr, "tarn-peer-sim: %s\n", why.c_str());
         return 1;
     }

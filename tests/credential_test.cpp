@@ -63,7 +63,8 @@ TEST_F(Credential, SealMatchesTheWireAndRefusesAnyChange) {
     EXPECT_EQ("9c25354452d96083b182ac26c7527f83", vurocred::SealKeyId(kToken));
     EXPECT_NE(vurocred::SealKeyId(kToken), vurocred::SealKeyId("tok-3f9b"));
 
-    const std::string text = "{\"api\":\"VURO.Core.TARN\",\"params\":{\"name\":\"\xC3\xA9t\xC3\xA9\"}}";
+    const std::string text =
+        "{\"api\":\"VURO.Core.TARN\",\"params\":{\"name\":\"\xC3\xA9t\xC3\xA9\"}}";
     Json::Value sealed;
     ASSERT_TRUE(vurocred::Seal(kToken, kPath, text, sealed));
     ASSERT_TRUE(vurocred::Unseal(kToken, kPath, sealed, plain));
@@ -164,8 +165,8 @@ TEST_F(Credential, SettersRefuseWhatCannotBeCalledAndKeepTheOldValue) {
     ASSERT_OK(VUROCredItemSetProtocol(partial, "http"));
     EXPECT_TRUE(VURO::CredRequest::CreateWebAPIRequest(partial, sess, "VURO.Core.TARN", 1,
                                                        "end_join", Json::Value()) == NULL);
-    EXPECT_TRUE(VURO::CredRequest::CreateWebAPIRequest(cred, NULL, "VURO.Core.TARN", 1,
-                                                       "end_join", Json::Value()) == NULL);
+    EXPECT_TRUE(VURO::CredRequest::CreateWebAPIRequest(cred, NULL, "VURO.Core.TARN", 1, "end_join",
+                                                       Json::Value()) == NULL);
     VUROCredFree(partial);
     VUROCredFree(cred);
     VUROCredSessFree(sess);
@@ -205,11 +206,11 @@ TEST_F(Credential, LoopbackGuardRefusesEveryOtherDestinationBeforeAPacket) {
     ASSERT_OK(VUROCredSessItemSetAccessToken(sess, "sid-secret-1"));
     logClear();
     auto t0 = std::chrono::steady_clock::now();
-    VURO::CredRequest* req = VURO::CredRequest::CreateWebAPIRequest(cred, sess, "VURO.Core.TARN",
-                                                                    1, "end_join", Json::Value());
-    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                  std::chrono::steady_clock::now() - t0)
-                  .count();
+    VURO::CredRequest* req = VURO::CredRequest::CreateWebAPIRequest(cred, sess, "VURO.Core.TARN", 1,
+                                                                    "end_join", Json::Value());
+    auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
+            .count();
     EXPECT_TRUE(req == NULL);
     EXPECT_LT(ms, 1000);
     EXPECT_TRUE(logHas("destination refused: 192.0.2.1")) << logDump();
@@ -358,8 +359,8 @@ TEST_F(Credential, InitWritesTheDefaultsAndKeepsChangedOnes) {
     char buf[64] = {0};
     EXPECT_LT(0, QLIBCFileGetKeyValue(VUROCRED_CONF_PATH, "timeout_s", buf, sizeof(buf), 0));
     EXPECT_STREQ("60", buf);
-    EXPECT_LT(0, QLIBCFileGetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", buf, sizeof(buf),
-                                      0));
+    EXPECT_LT(0,
+              QLIBCFileGetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", buf, sizeof(buf), 0));
     EXPECT_STREQ("16777216", buf);
     char target[4096] = {0};
     ASSERT_LT(0, readlink(sys(VUROTARNLOG_PEER_TOOL).c_str(), target, sizeof(target) - 1));
@@ -372,6 +373,9 @@ TEST_F(Credential, InitWritesTheDefaultsAndKeepsChangedOnes) {
                              std::string(TARN_SOURCE_DIR) + "/data"}));
     EXPECT_EQ("KEEP-ME\n", readFile(sys(VURO_SERIAL_PATH)));
     EXPECT_EQ(sys("/etc/other/ca.pem"), vurocred::CaFilePath());
+    // A CA file outside the root is never trusted instead of the default.
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "ca_file", "/etc/../../tmp/ca.pem", 0));
+    EXPECT_EQ(sys(VUROCRED_DEFAULT_CA_FILE), vurocred::CaFilePath());
 
     // No relay service configured: the lookup fails without a packet.
     Json::Value js;
@@ -399,7 +403,8 @@ protected:
         VURO_CRED_SESS* sess = VUROCredSessAlloc();
         VUROCredItemSetID(cred, id);
         VUROCredItemSetHost(cred, "127.0.0.1");
-        VUROCredItemSetPort(cred, strcmp(proto, "https") == 0 ? sim_.httpsPort(i) : sim_.httpPort(i));
+        VUROCredItemSetPort(cred,
+                            strcmp(proto, "https") == 0 ? sim_.httpsPort(i) : sim_.httpPort(i));
         VUROCredItemSetProtocol(cred, proto);
         VUROCredSessItemSetAccessToken(sess, sim_.token(i).c_str());
         Json::Value params(Json::objectValue);
@@ -441,9 +446,9 @@ TEST_F(CredentialSim, ManagerRunsAllAtOnceAndAHungServerHoldsUpNone) {
 
     auto t0 = std::chrono::steady_clock::now();
     EXPECT_TRUE(mgr.Run()) << "some failed, but the run itself did";
-    auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                  std::chrono::steady_clock::now() - t0)
-                  .count();
+    auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - t0)
+            .count();
     // One after the other would take 600 + 600 + the 1000 cap.
     EXPECT_LT(ms, 1900);
     ASSERT_EQ(3u, mgr.Size());

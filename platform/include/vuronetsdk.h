@@ -37,9 +37,9 @@ VURO_EXPORT int QLIBNetInterfaceEnum(PQLIB_NETIF pList, int cMax, int flag);
 struct VURONetInterface {
     std::string name;
     bool active = false;
-    bool manual = false;    /* fixed address: ip counts, else dhcp_ip */
-    std::string ip;         /* the configured address */
-    std::string dhcpIp;     /* the address the system holds */
+    bool manual = false; /* fixed address: ip counts, else dhcp_ip */
+    std::string ip;      /* the configured address */
+    std::string dhcpIp;  /* the address the system holds */
     std::string mac;
     std::vector<std::string> ipv6;
     bool unreadable = false; /* its details cannot be read (for failure tests) */

@@ -151,21 +151,36 @@ int VUROCredSessItemGetCsrfToken(const VURO_CRED_SESS* pSess, char* szBuf, size_
 
 const char* VUROCredErrorText(int err) {
     switch (err) {
-        case CRED_REQ_ERR_NONE: return "no error";
-        case CRED_REQ_ERR_BAD_ARG: return "bad argument";
-        case CRED_REQ_ERR_REFUSED_DEST: return "destination refused";
-        case CRED_REQ_ERR_CONNECT: return "cannot connect";
-        case CRED_REQ_ERR_TLS: return "TLS failed";
-        case CRED_REQ_ERR_TIMEOUT: return "timed out";
-        case CRED_REQ_ERR_HTTP_STATUS: return "HTTP status not 200";
-        case CRED_REQ_ERR_TOO_LARGE: return "answer too large";
-        case CRED_REQ_ERR_BAD_ANSWER: return "answer is no valid JSON";
-        case CRED_REQ_ERR_NO_API: return "API not offered";
-        case CRED_REQ_ERR_VERSION: return "version not offered";
-        case CRED_REQ_ERR_SEAL: return "seal failed";
-        case CRED_REQ_ERR_NOT_RUN: return "not run";
-        case CRED_REQ_ERR_RELAY: return "relay lookup failed";
-        default: return "internal error";
+        case CRED_REQ_ERR_NONE:
+            return "no error";
+        case CRED_REQ_ERR_BAD_ARG:
+            return "bad argument";
+        case CRED_REQ_ERR_REFUSED_DEST:
+            return "destination refused";
+        case CRED_REQ_ERR_CONNECT:
+            return "cannot connect";
+        case CRED_REQ_ERR_TLS:
+            return "TLS failed";
+        case CRED_REQ_ERR_TIMEOUT:
+            return "timed out";
+        case CRED_REQ_ERR_HTTP_STATUS:
+            return "HTTP status not 200";
+        case CRED_REQ_ERR_TOO_LARGE:
+            return "answer too large";
+        case CRED_REQ_ERR_BAD_ANSWER:
+            return "answer is no valid JSON";
+        case CRED_REQ_ERR_NO_API:
+            return "API not offered";
+        case CRED_REQ_ERR_VERSION:
+            return "version not offered";
+        case CRED_REQ_ERR_SEAL:
+            return "seal failed";
+        case CRED_REQ_ERR_NOT_RUN:
+            return "not run";
+        case CRED_REQ_ERR_RELAY:
+            return "relay lookup failed";
+        default:
+            return "internal error";
     }
 }
 

@@ -35,16 +35,17 @@ std::string entryPath(long id) { return VUROSysPathStr(kRegistryDir) + "/" + std
 
 /* The pid an entry names; 0 when there is none or it is unreadable. */
 pid_t entryPid(const std::string& path) {
-    FILE* f = fopen(path.c_str(), "re");
-    if (f == NULL) {
+    // An entry is a plain file this stand-in wrote; a link is no entry.
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) {
         return 0;
     }
-    long pid = 0;
-    if (fscanf(f, "%ld", &pid) != 1) {
-        pid = 0;
-    }
-    fclose(f);
-    return (pid_t)pid;
+    char buf[32] = {0};
+    ssize_t n = read(fd, buf, sizeof(buf) - 1);
+    close(fd);
+    char* end = NULL;
+    long pid = n > 0 ? strtol(buf, &end, 10) : 0;
+    return (pid_t)(end != NULL && end != buf && (*end == '\n' || *end == '\0') ? pid : 0);
 }
 
 void entryWrite(long id) {

@@ -249,9 +249,9 @@ CredRequest* CredRequest::CreateWebAPIRequest(const VURO_CRED* pCred, const VURO
 std::string CredRequest::GetRequestFormat() const { return pImpl_->format; }
 
 bool CredRequest::SetEncryptMode(int iMode) {
-    bool ok = iMode == CRED_REQ_CRYPTO_NONE ||
-              (iMode == CRED_REQ_CRYPTO_AES && pImpl_->format == "JSON" &&
-               !pImpl_->accessToken.empty());
+    bool ok =
+        iMode == CRED_REQ_CRYPTO_NONE ||
+        (iMode == CRED_REQ_CRYPTO_AES && pImpl_->format == "JSON" && !pImpl_->accessToken.empty());
     syslog(LOG_DEBUG, "vurocred: encrypt mode %d for %s: %s", iMode, pImpl_->url().c_str(),
            ok ? "accepted" : "refused");
     if (ok) {

@@ -169,8 +169,10 @@ bool Unseal(const std::string& strToken, const std::string& strPath, const Json:
 std::string CaFilePath() {
     char buf[4096] = {0};
     std::string path = VUROCRED_DEFAULT_CA_FILE;
+    // Only an absolute path that stays below the root replaces the default.
     if (QLIBCFileGetKeyValue(VUROCRED_CONF_PATH, "ca_file", buf, sizeof(buf), 0) > 0 &&
-        buf[0] != '\0') {
+        buf[0] == '/' &&
+        std::string("/" + std::string(buf) + "/").find("/../") == std::string::npos) {
         path = buf;
     }
     return VUROSysPathStr(path);

@@ -144,8 +144,8 @@ void platformDefaultsWrite() {
 /* The helper tools the library runs lie beside this tool; the root gets a
  * link to each, so they run against the same libraries. */
 struct HelperTool {
-    const char* szName;    // file name beside the tarn tool
-    const char* szSysPath; // where the library looks for it
+    const char* szName;     // file name beside the tarn tool
+    const char* szSysPath;  // where the library looks for it
 };
 const HelperTool kHelperTools[] = {
     {"vurotarnpeer", VUROTARNLOG_PEER_TOOL},

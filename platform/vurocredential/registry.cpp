@@ -49,11 +49,16 @@ pid_t entryPid(const std::string& path) {
 }
 
 void entryWrite(long id) {
-    std::string dir = VUROSysPathStr(kRegistryDir);
-    VUROFSMkdirP(dir.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755);
     std::string path = entryPath(id);
     std::string tmp = path + ".tmp." + std::to_string(getpid());
-    int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
+    const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW;
+    int fd = open(tmp.c_str(), flags, 0644);
+    if (fd < 0 && errno == ENOENT) {
+        // The directory is made once, not on every request.
+        std::string dir = VUROSysPathStr(kRegistryDir);
+        VUROFSMkdirP(dir.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755);
+        fd = open(tmp.c_str(), flags, 0644);
+    }
     if (fd < 0) {
         return;
     }

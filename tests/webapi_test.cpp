@@ -768,7 +768,19 @@ TEST_F(WebapiSimTest, CliCallsShowsCredentialsRefreshesAndImports) {
     EXPECT_EQ(2, tarn({"peer", "call", s0, kApi, "one", kMethod}));
     EXPECT_EQ(2, tarn({"peer", "call", s0, kApi, "1", kMethod, "[1]"}));
     EXPECT_EQ(2, tarn({"peer", "call", s0, kApi}));
-    EXPECT_EQ(1, tarn({"peer", "call", "999", kApi, "1", kMethod}));
+    // -v tells the way: the record's ways and each step of the exchange.
+    std::string err;
+    ASSERT_EQ(0, runProgram(
+                     {TARN_CLI_PATH, "--root", root_, "-v", "peer", "call", s0, kApi, "1", kMethod},
+                     &out, &err));
+    EXPECT_NE(std::string::npos, err.find("https_port " + std::to_string(sim_.httpsPort(0))))
+        << err;
+    EXPECT_NE(std::string::npos, err.find("over https, plain")) << err;
+    EXPECT_EQ(std::string::npos, err.find(sim_.token(0))) << err;
+    EXPECT_EQ(
+        1, runProgram({TARN_CLI_PATH, "--root", root_, "peer", "call", "999", kApi, "1", kMethod},
+                      &out, &err));
+    EXPECT_NE(std::string::npos, err.find("no peer with id 999")) << err;
     EXPECT_EQ(1, tarn({"peer", "call", s0, "VURO.No.Such", "1", kMethod}));
 
     // Options of create and set, the relay id among them.

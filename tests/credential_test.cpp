@@ -362,9 +362,17 @@ TEST_F(Credential, InitWritesTheDefaultsAndKeepsChangedOnes) {
     EXPECT_LT(0,
               QLIBCFileGetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", buf, sizeof(buf), 0));
     EXPECT_STREQ("16777216", buf);
+    // The helper tools found beside the tarn tool are linked into the root.
+    std::string cli = TARN_CLI_PATH;
+    std::string peerTool = cli.substr(0, cli.rfind('/')) + "/vurotarnpeer";
     char target[4096] = {0};
-    ASSERT_LT(0, readlink(sys(VUROTARNLOG_PEER_TOOL).c_str(), target, sizeof(target) - 1));
-    EXPECT_EQ(0, access(target, X_OK)) << target;
+    ssize_t n = readlink(sys(VUROTARNLOG_PEER_TOOL).c_str(), target, sizeof(target) - 1);
+    if (access(peerTool.c_str(), X_OK) == 0) {
+        ASSERT_LT(0, n);
+        EXPECT_EQ(peerTool, std::string(target, n));
+    } else {
+        EXPECT_EQ(-1, n) << "nothing to link in a partial build";
+    }
 
     ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "ca_file", "/etc/other/ca.pem", 0));
     EXPECT_EQ(sys("/etc/other/ca.pem"), vurocred::CaFilePath());

@@ -5,10 +5,13 @@
 #include <stdio.h>
 #include <syslog.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli.h"
+#include "vurojson.h"
 #include "vurotarn.h"
 
 namespace tarncli {
@@ -120,10 +123,10 @@ int peerCall(const Args& args) {
     if (api.empty() || method.empty()) throw UsageError{"peer call needs an API and a method"};
     Json::Value jParams(Json::objectValue);
     if (args.positional.size() == 5) {
-        std::string text = parseJsonText(args.positional[4], "PARAMS");
         Json::Value j;
-        Json::Reader().parse(text, j);
-        if (!j.isObject()) throw UsageError{"PARAMS must be a JSON object"};
+        if (!vurojson::fromString(j, args.positional[4]) || !j.isObject()) {
+            throw UsageError{"PARAMS must be a JSON object"};
+        }
         jParams = j;
     }
     VURO_TARN_PEER before;
@@ -200,14 +203,12 @@ int peerImport(const Args& args) {
     if (args.positional.size() != 1) throw UsageError{"peer import takes one fleet file"};
     Json::Value jFleet;
     {
-        FILE* f = fopen(args.positional[0].c_str(), "r");
-        if (f == NULL) throw UsageError{"cannot read " + args.positional[0]};
-        std::string text;
-        char buf[4096];
-        size_t n;
-        while ((n = fread(buf, 1, sizeof(buf), f)) > 0) text.append(buf, n);
-        fclose(f);
-        if (!Json::Reader().parse(text, jFleet)) {
+        // A path of the caller's machine, not one below the system root.
+        std::ifstream in(args.positional[0], std::ios::binary);
+        if (!in) throw UsageError{"cannot read " + args.positional[0]};
+        std::stringstream text;
+        text << in.rdbuf();
+        if (!vurojson::fromString(jFleet, text.str())) {
             throw UsageError{args.positional[0] + " is no JSON"};
         }
     }

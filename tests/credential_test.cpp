@@ -12,7 +12,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "peer_sim.h"
 #include "tarn_test.h"
@@ -389,6 +395,170 @@ TEST_F(Credential, InitWritesTheDefaultsAndKeepsChangedOnes) {
     Json::Value js;
     EXPECT_FALSE(VURO::CredRequestRelayPath::GetConnInfoPortal("relay-1", js, NULL));
     EXPECT_EQ("no relay service", js["error"].asString());
+}
+
+namespace {
+
+/* A server that answers in ways no well-behaved one does: one connection at
+ * a time on loopback, each answered by the script and closed. What each
+ * request looked like is kept for the checks. */
+class RawServer {
+public:
+    using Script = std::function<std::string(const std::string& head, const std::string& body)>;
+    explicit RawServer(Script script) : script_(std::move(script)) {
+        fd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        struct sockaddr_in a = {};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof(a);
+        if (fd_ < 0 || bind(fd_, (struct sockaddr*)&a, sizeof(a)) != 0 || listen(fd_, 8) != 0 ||
+            getsockname(fd_, (struct sockaddr*)&a, &len) != 0) {
+            return;
+        }
+        port_ = ntohs(a.sin_port);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~RawServer() {
+        shutdown(fd_, SHUT_RDWR);
+        if (thread_.joinable()) thread_.join();
+        close(fd_);
+    }
+    int port() const { return port_; }
+    std::vector<std::string> heads() {
+        std::lock_guard<std::mutex> lock(mu_);
+        return heads_;
+    }
+
+private:
+    void serve() {
+        for (;;) {
+            int c = accept(fd_, NULL, NULL);
+            if (c < 0) return;
+            std::string in;
+            char buf[4096];
+            size_t end = std::string::npos;
+            size_t want = 0;
+            ssize_t n;
+            while ((n = read(c, buf, sizeof(buf))) > 0) {
+                in.append(buf, n);
+                if (end == std::string::npos && (end = in.find("\r\n\r\n")) != std::string::npos) {
+                    size_t at = in.find("Content-Length: ");
+                    want = at != std::string::npos && at < end ? atoi(in.c_str() + at + 16) : 0;
+                }
+                if (end != std::string::npos && in.size() >= end + 4 + want) break;
+            }
+            std::string head = in.substr(0, end == std::string::npos ? in.size() : end);
+            {
+                std::lock_guard<std::mutex> lock(mu_);
+                heads_.push_back(head);
+            }
+            std::string out = script_(head, end == std::string::npos ? "" : in.substr(end + 4));
+            if (write(c, out.data(), out.size()) < 0) {
+            }
+            close(c);
+        }
+    }
+    Script script_;
+    int fd_ = -1;
+    int port_ = 0;
+    std::thread thread_;
+    std::mutex mu_;
+    std::vector<std::string> heads_;
+};
+
+std::string httpAnswer(const std::string& body, const std::string& extra = "") {
+    return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n" + extra +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+const char kDiscovery[] =
+    "{\"success\":true,\"data\":{\"VURO.Core.TARN\":{\"path\":\"/webapi/entry.cgi\","
+    "\"minVersion\":1,\"maxVersion\":2,\"requestFormat\":\"JSON\"}}}";
+
+VURO::CredRequest* rawRequest(int port, int version = 1) {
+    VURO_CRED* cred = VUROCredAlloc();
+    VURO_CRED_SESS* sess = VUROCredSessAlloc();
+    VUROCredItemSetHost(cred, "127.0.0.1");
+    VUROCredItemSetPort(cred, port);
+    VUROCredItemSetProtocol(cred, "http");
+    VUROCredSessItemSetAccessToken(sess, "raw-token-7");
+    VUROCredSessItemSetCsrfToken(sess, "raw-csrf-7");
+    VURO::CredRequest* req = VURO::CredRequest::CreateWebAPIRequest(
+        cred, sess, "VURO.Core.TARN", version, "end_join", Json::Value(Json::objectValue));
+    VUROCredFree(cred);
+    VUROCredSessFree(sess);
+    return req;
+}
+
+}  // namespace
+
+TEST_F(Credential, MisbehavingServersGetNothingTheyShouldNot) {
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "2000", 0));
+    // Discovery decides: an absent API or a version out of range builds nothing.
+    {
+        RawServer s([](const std::string&, const std::string&) { return httpAnswer(kDiscovery); });
+        ASSERT_NE(0, s.port());
+        EXPECT_TRUE(rawRequest(s.port(), 3) == NULL);
+        std::unique_ptr<VURO::CredRequest> ok(rawRequest(s.port(), 2));
+        EXPECT_TRUE(ok != NULL);
+        ASSERT_FALSE(s.heads().empty());
+        EXPECT_EQ(0u, s.heads()[0].find("GET /api/discover?names=VURO.Core.TARN HTTP/1.1"))
+            << s.heads()[0];
+    }
+    // A plain success to a sealed call may be anyone's: it counts as a refusal.
+    // Plain calls carry the tokens in headers; sealed ones only the key id.
+    {
+        RawServer s([](const std::string& head, const std::string&) {
+            return httpAnswer(head.compare(0, 4, "GET ") == 0 ? kDiscovery
+                                                              : "{\"success\":true,\"data\":{}}");
+        });
+        std::unique_ptr<VURO::CredRequest> req(rawRequest(s.port()));
+        ASSERT_TRUE(req != NULL);
+        ASSERT_TRUE(req->Process(true, 0)) << req->GetErrorText();
+        EXPECT_EQ("{\"success\":true,\"data\":{}}", req->GetResponse());
+        ASSERT_TRUE(req->SetEncryptMode(CRED_REQ_CRYPTO_AES));
+        ASSERT_TRUE(req->Process(true, 0)) << req->GetErrorText();
+        Json::Value js;
+        ASSERT_TRUE(vurojson::fromString(js, req->GetResponse()));
+        EXPECT_FALSE(js["success"].asBool()) << js;
+        EXPECT_EQ(VUROCRED_CODE_BAD_TOKEN, js["error"]["code"].asInt());
+        std::vector<std::string> heads = s.heads();
+        ASSERT_EQ(3u, heads.size());
+        EXPECT_NE(std::string::npos, heads[1].find("X-Vuro-Access-Token: raw-token-7"));
+        EXPECT_NE(std::string::npos, heads[1].find("X-Vuro-Csrf-Token: raw-csrf-7"));
+        EXPECT_EQ(std::string::npos, heads[2].find("raw-token-7")) << heads[2];
+        EXPECT_EQ(std::string::npos, heads[2].find("raw-csrf-7")) << heads[2];
+        EXPECT_NE(std::string::npos,
+                  heads[2].find("X-Vuro-Key-Id: " + vurocred::SealKeyId("raw-token-7")));
+        for (const std::string& h : heads) {
+            EXPECT_EQ(std::string::npos, h.substr(0, h.find('\n')).find("raw-"))
+                << "no token in a request line: " << h;
+        }
+    }
+    // No redirect is followed; an answer without a length is cut at the
+    // limit while it arrives.
+    {
+        std::atomic<int> posts(0);
+        RawServer s([&posts](const std::string& head, const std::string&) {
+            if (head.compare(0, 4, "GET ") == 0) return httpAnswer(kDiscovery);
+            if (posts++ == 0) {
+                return std::string(
+                    "HTTP/1.1 307 Temporary Redirect\r\nLocation: /elsewhere\r\n"
+                    "Content-Length: 0\r\nConnection: close\r\n\r\n");
+            }
+            return "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n{\"success\":true,\"pad\":\"" +
+                   std::string(5000, 'x') + "\"}";
+        });
+        std::unique_ptr<VURO::CredRequest> req(rawRequest(s.port()));
+        ASSERT_TRUE(req != NULL);
+        EXPECT_FALSE(req->Process(true, 0));
+        EXPECT_EQ(CRED_REQ_ERR_HTTP_STATUS, req->GetError()) << req->GetErrorText();
+        EXPECT_EQ(2u, s.heads().size()) << "the redirect was not followed";
+        ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "max_response_bytes", "1000", 0));
+        EXPECT_FALSE(req->Process(true, 0));
+        EXPECT_EQ(CRED_REQ_ERR_TOO_LARGE, req->GetError()) << req->GetErrorText();
+        EXPECT_EQ("", req->GetResponse());
+    }
 }
 
 namespace {

@@ -23,6 +23,7 @@
 #include "vurotarnou.h"
 #include "vurotarnlog.h"
 #include "vurotarnpeer.h"
+#include "vurotarnpeer_webapi.h"
 #include "vurotarnpkg.h"
 
 #endif

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The demo: lays out a sysroot, builds a small OU tree through the tarn
-# tool, edits it and lists it. Usage: demo.sh SYSROOT (tarn from $TARN_BIN).
+# tool, edits it and lists it, then calls a simulated fleet on 127.0.0.1.
+# Usage: demo.sh SYSROOT (tarn from $TARN_BIN, the simulator beside it or
+# from $TARN_PEER_SIM).
 set -euo pipefail
 ROOT=${1:?usage: demo.sh SYSROOT}
 TARN=${TARN_BIN:-tarn}
@@ -166,3 +168,81 @@ tarn log list --for-user alice --lang enu --human
 step "Counts per severity, and a search for Sales"
 tarn log list --limit 0 | grep -E '"(total|error|warning|information)"'
 tarn log list --word Sales --field all --lang enu --human
+
+# ---- Remote calls: a simulated fleet on 127.0.0.1 ----
+# The simulator lives as long as the shell holds its standard input open;
+# every way out of this script closes it (and kills it if it lingers).
+SIM=${TARN_PEER_SIM:-$(dirname "$(command -v "$TARN")")/tarn-peer-sim}
+export VURO_NET_LOOPBACK_ONLY=1
+sim_pid=
+sim_stop() {
+    [ -n "$sim_pid" ] || return 0
+    exec 9>&- || true
+    for _ in $(seq 50); do
+        kill -0 "$sim_pid" 2>/dev/null || break
+        sleep 0.1
+    done
+    kill -9 "$sim_pid" 2>/dev/null || true
+    wait "$sim_pid" 2>/dev/null || true
+    sim_pid=
+}
+trap sim_stop EXIT
+trap 'exit 130' INT TERM
+ctl() { "$SIM" ctl --port "$ctl_port" "$@"; }
+# One line per exchange of the record: server, kind, protocol, sealed.
+record_ways() {
+    ctl record "$@" | sed 's/},{/}\n{/g' | sed -n \
+        's/.*"kind":"\([a-z]*\)".*"protocol":"\([a-z]*\)".*"sealed":\(true\|false\).*"server":\([0-9]*\).*/  server \4: \1 over \2, sealed=\3/p;
+         s/.*"id":"\([^"]*\)".*"kind":"relay".*/  relay lookup of \1/p'
+}
+
+step "Four simulated servers: #1 refuses HTTPS, #2 drops HTTPS calls, #3 only the relay can reach"
+rm -f "$ROOT/sim.in" "$ROOT/sim.ready"
+mkfifo "$ROOT/sim.in"
+"$SIM" --root "$ROOT" --peers 4 --relay --relay-only 3 <"$ROOT/sim.in" >"$ROOT/sim.ready" \
+    2>"$ROOT/sim.log" &
+sim_pid=$!
+exec 9>"$ROOT/sim.in"
+for _ in $(seq 200); do
+    grep -q '"ready"' "$ROOT/sim.ready" 2>/dev/null && break
+    kill -0 "$sim_pid" 2>/dev/null || { cat "$ROOT/sim.log" >&2; exit 1; }
+    sleep 0.1
+done
+ctl_port=$(sed -n 's/.*"control_port":\([0-9]*\).*/\1/p' "$ROOT/sim.ready")
+[ -n "$ctl_port" ] || { echo "the simulator did not start" >&2; exit 1; }
+ctl mode 1 refuse_https=true >/dev/null
+ctl mode 2 close_after_discovery=true >/dev/null
+echo "simulator pid $sim_pid, control port $ctl_port"
+
+step "Import the fleet under Engineering (no server is called for it)"
+tarn peer import "$ROOT/fleet.json" --parent "$eng" | grep -E '"(sn|http_port|https_port|relaypath)" :'
+fleet_ids=$(tarn peer list --parent "$eng" --sort-by id | sed -n 's/^ *"id" : \([0-9]*\),\{0,1\}$/\1/p')
+echo "peer ids: $(echo $fleet_ids)"
+
+step "Call each server, then the way each call took, from the simulator's record"
+for id in $fleet_ids; do
+    ctl reset --keep-modes --keep-relay >/dev/null
+    echo "-- peer $id"
+    # -v: the tool's own account of the way, beside the simulator's.
+    tarn -v peer call "$id" VURO.Core.TARN.Policy 1 fetch '{}' 2>"$ROOT/call.err" |
+        grep -E '"(success|sn)" :'
+    grep -E 'vurocred: (discovery|relay|call)' "$ROOT/call.err" |
+        sed 's/^tarn\[[0-9]*\]: vurocred: /  tool: /'
+    record_ways
+done
+
+step "The way a call would take now, tokens shortened"
+first=$(echo $fleet_ids | cut -d' ' -f1)
+tarn peer credential "$first"
+
+step "Server #0 moves: its HTTPS port is gone, the relay knows how to reach it; refresh its row"
+ctl mode 0 refuse_https=true >/dev/null
+tarn peer relay-refresh "$first" | grep -E '"(host|http_port|https_port)" :'
+tarn log list --obj-id "'peer_$first'" --lang enu --human --desc-order --limit 1
+ctl reset --keep-modes --keep-relay >/dev/null
+tarn peer call "$first" VURO.Core.TARN.Policy 1 fetch '{}' | grep -E '"(success|sn)" :'
+record_ways
+
+step "Stop the simulator"
+sim_stop
+echo "stopped"

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <vurojson.h>
+#include <vurow3.h>
 
 #include "vurotarn_common.h"
 #include "vurotarn_macro_util.h"
@@ -118,19 +119,6 @@ Json::Value VUROTARNJsonStringParse(const char* szJson) {
     return jValue;
 }
 
-/* A port member usable as a number; anything else counts as absent. */
-static bool portMemberRead(const Json::Value& jParent, int* piPort) {
-    if (!jParent.isObject() || !jParent.isMember("port")) {
-        return false;
-    }
-    const Json::Value& jPort = jParent["port"];
-    if (!jPort.isNumeric() || !jPort.isConvertibleTo(Json::intValue)) {
-        return false;
-    }
-    *piPort = (int)jPort.asInt64();
-    return true;
-}
-
 int VUROTARNGetAdminPort(int* piHttpPort, int* piHttpsPort) {
     if (!piHttpPort) {
         VUROTARN_TRACE_LOCATED_COND(!piHttpPort);
@@ -140,15 +128,8 @@ int VUROTARNGetAdminPort(int* piHttpPort, int* piHttpsPort) {
         VUROTARN_TRACE_LOCATED_COND(!piHttpsPort);
         return -1;
     }
-    Json::Value jKelp;
-    // An unreadable file leaves the null value, which has no members.
-    vurojson::fromFile(jKelp, VUROTARN_KELP_CONF_PATH);
-
-    bool blHttp = portMemberRead(jKelp, piHttpPort);
-    if (jKelp.isObject() && portMemberRead(jKelp.get("ssl", Json::Value()), piHttpsPort)) {
-        return 0;
-    }
-    if (blHttp) {
+    // The web server stand-in owns the one reader of its file.
+    if (VUROW3KelpPortsRead(piHttpPort, piHttpsPort) > 0) {
         return 0;
     }
     VUROTARN_LOG("cannot get kelp http & https port");

@@ -6,6 +6,7 @@
 
 #include <stddef.h>
 #include <stdio.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #ifdef __cplusplus
@@ -195,6 +196,26 @@ VURO_EXPORT int VUROSysPath(const char* szPath, char* szBuf, size_t cbBuf);
  * link, for callers that act on the link itself (unlink, lstat, replace). */
 #define VURO_SYSPATH_NOFOLLOW 0x01
 VURO_EXPORT int VUROSysPathEx(const char* szPath, char* szBuf, size_t cbBuf, int flags);
+
+/* ---- serial numbers: first line of each file under the system root ---- */
+#define VURO_SERIAL_PATH "/etc/vuro/serial"
+#define VURO_CUSTOM_SERIAL_PATH "/etc/vuro/custom_serial"
+/* The factory serial into szBuf; its length, or -1 (error store set) when
+ * the file is missing or empty or the buffer too small. */
+VURO_EXPORT int QLIBGetSerialNumber(char* szBuf, int cbBuf);
+/* The custom serial; 0 and an empty text when the device has none, -1 when
+ * it cannot be read or the buffer is too small. */
+VURO_EXPORT int QLIBGetCustomSerialNumber(char* szBuf, int cbBuf);
+
+/* ---- the loopback guard: every network stand-in asks it before sending ----
+ * With VURO_NET_LOOPBACK_ONLY=1 a destination outside 127.0.0.0/8 and ::1
+ * is refused: -1, errno EACCES and a "destination refused" line. 0 when
+ * allowed (always, without the variable). */
+
+VURO_EXPORT int VURONetDestinationCheck(const struct sockaddr* addr, socklen_t len);
+/* The same for an address text; a host name passes (its address is judged
+ * when the connection is made). */
+VURO_EXPORT int VURONetDestinationCheckHost(const char* szHost);
 
 #ifdef __cplusplus
 }

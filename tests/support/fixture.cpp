@@ -80,6 +80,8 @@ void TarnTest::SetUp() {
     ASSERT_NE(nullptr, mkdtemp(tmpl));
     root_ = tmpl;
     setenv("VURO_SYSROOT", root_.c_str(), 1);
+    // Every network stand-in then refuses any destination but loopback.
+    setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
     std::string out;
     ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "--root", root_, "init", "--data",
                              std::string(TARN_SOURCE_DIR) + "/data"},

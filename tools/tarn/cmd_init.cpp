@@ -2,6 +2,7 @@
  * the main database from tarn_db.sql, the UI data and the configuration. */
 #include <errno.h>
 #include <limits.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -13,7 +14,10 @@
 #include <sstream>
 
 #include "cli.h"
+#include "vurocore.h"
+#include "vurocredential_seal.h"
 #include "vurotarn.h"
+#include "vurow3.h"
 
 namespace tarncli {
 
@@ -89,6 +93,80 @@ void copyTree(const std::string& from, const std::string& to) {
     }
 }
 
+/* Writes text to the system path unless something is there already: a root
+ * laid out again keeps what its owner changed. */
+void defaultFileWrite(const char* szSysPath, const std::string& text) {
+    std::string path = VUROSysPathStr(szSysPath);
+    if (access(path.c_str(), F_OK) == 0) {
+        return;
+    }
+    std::string tmp = path + ".tmp";
+    {
+        std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
+        out << text;
+        if (!out.flush()) {
+            unlink(tmp.c_str());
+            fail("cannot write " + path + ": " + strerror(errno));
+        }
+    }
+    if (rename(tmp.c_str(), path.c_str()) != 0) {
+        unlink(tmp.c_str());
+        fail("cannot write " + path + ": " + strerror(errno));
+    }
+}
+
+/* A serial of this root's own: a fixed prefix and ten random hex digits. */
+std::string serialMake() {
+    unsigned char raw[5] = {0};
+    std::ifstream rnd("/dev/urandom", std::ios::binary);
+    rnd.read((char*)raw, sizeof(raw));
+    if (!rnd) {
+        fail(std::string("cannot read /dev/urandom: ") + strerror(errno));
+    }
+    char text[16];
+    snprintf(text, sizeof(text), "VT%02X%02X%02X%02X%02X", raw[0], raw[1], raw[2], raw[3], raw[4]);
+    return text;
+}
+
+/* The stand-ins' defaults: the web server's ports, a serial, where requests
+ * find their CA file and how long they may take. */
+void platformDefaultsWrite() {
+    defaultFileWrite(VUROW3_KELP_CONF_PATH, "{\"port\":5000,\"ssl\":{\"port\":5001}}\n");
+    defaultFileWrite(VURO_SERIAL_PATH, serialMake() + "\n");
+    defaultFileWrite(VUROCRED_CONF_PATH, "ca_file=" VUROCRED_DEFAULT_CA_FILE
+                                         "\n"
+                                         "connect_timeout_ms=5000\n"
+                                         "timeout_s=60\n"
+                                         "timeout_cap_ms=0\n"
+                                         "max_response_bytes=16777216\n");
+}
+
+/* The helper tools the library runs lie beside this tool; the root gets a
+ * link to each, so they run against the same libraries. */
+struct HelperTool {
+    const char* szName;     // file name beside the tarn tool
+    const char* szSysPath;  // where the library looks for it
+};
+const HelperTool kHelperTools[] = {
+    {"vurotarnpeer", VUROTARNLOG_PEER_TOOL},
+};
+
+void helperToolsLink() {
+    for (const HelperTool& tool : kHelperTools) {
+        std::string target = executableDir() + "/" + tool.szName;
+        if (access(target.c_str(), X_OK) != 0) {
+            continue;
+        }
+        // The link leads out of the root, to the build: replaced, not followed.
+        std::string link = VUROSysPathStr(tool.szSysPath, VURO_SYSPATH_NOFOLLOW);
+        makeDirs(link.substr(0, link.rfind('/')), 0755);
+        unlink(link.c_str());
+        if (symlink(target.c_str(), link.c_str()) != 0) {
+            fail("cannot link " + link + ": " + strerror(errno));
+        }
+    }
+}
+
 }  // namespace
 
 int cmdInit(const Args& args) {
@@ -110,7 +188,12 @@ int cmdInit(const Args& args) {
         "/var/packages/TARN/target/peerinfo",
         "/var/packages/TARN/etc",
         "/etc/vuro",
+        "/etc/vuro/ssl",
         "/etc.defaults",
+        "/usr/vuro/etc/www",
+        "/usr/vuro/bin",
+        "/usr/vuro/sbin",
+        "/var/cache/vurocred",
         "/tmp",
     };
     for (const char* d : kDirs) {
@@ -140,17 +223,8 @@ int cmdInit(const Args& args) {
             0) {
         fail("cannot write " + conf + ": " + strerror(errno));
     }
-    // The helper the event log runs lies beside this tool; the root gets a
-    // link to it, so it runs against the same libraries.
-    std::string peerTool = executableDir() + "/vurotarnpeer";
-    // The link itself (it leads out of the root, to the build): replaced.
-    std::string peerLink = VUROSysPathStr(VUROTARNLOG_PEER_TOOL, VURO_SYSPATH_NOFOLLOW);
-    if (access(peerTool.c_str(), X_OK) == 0) {
-        unlink(peerLink.c_str());
-        if (symlink(peerTool.c_str(), peerLink.c_str()) != 0) {
-            fail("cannot link " + peerLink + ": " + strerror(errno));
-        }
-    }
+    platformDefaultsWrite();
+    helperToolsLink();
     Json::Value j;
     j["root"] = szRoot;
     j["db"] = dbPath;

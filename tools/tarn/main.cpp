@@ -26,9 +26,15 @@ const char* kUsage =
     "  peer create --sn SN [--hostname H] [--host ADDR] [--model M] [--version V]\n"
     "              [--parent ID] [--http-port N] [--https-port N] [--desc D] [--block 0|1]\n"
     "              [--buildnum N] [--extra JSON] [--linked-gpo JSON]\n"
+    "              [--sid TOKEN] [--vuro-token TOKEN] [--relaypath RELAY_ID]\n"
     "  peer get ID | get-by-sn SN | delete ID\n"
     "  peer set ID [create's options] [--status N] [--status-by-server N]\n"
     "  peer list [--parent ID] [--sn SN] [LIST OPTIONS]\n"
+    "  peer call ID API VERSION METHOD [PARAMS]   one remote call, the answer as JSON\n"
+    "                                          (-v: the way it took)\n"
+    "  peer credential ID                      the way a call would take, tokens shortened\n"
+    "  peer relay-refresh ID                   ask the relay where the server is, store it\n"
+    "  peer import FLEET.json [--parent ID]    a simulator's fleet file as peer records\n"
     "  pkg set --peer ID --pkg-id X [--name-enu N] [--name-LANG N ...] [--version V]\n"
     "          [--new-version V] [--status N] [--install-status N] [--beta 0|1] [--extra JSON]\n"
     "  pkg get ID [--lang L] | get-by --peer ID --pkg-id X [--lang L] | delete ID\n"
@@ -88,7 +94,7 @@ const char* kUsage =
 #define OU_FIELDS "name desc parent block linked-gpo extra"
 #define PEER_FIELDS                                                                         \
     "sn hostname host model version desc parent http-port https-port block buildnum extra " \
-    "linked-gpo"
+    "linked-gpo sid vuro-token relaypath"
 #define GPO_FIELDS "name desc parent parent-type setting extra"
 #define DELEGATE_FIELDS "user-type ugid target-type target extra"
 #define PKG_FIELDS "peer pkg-id name-LANG version new-version status install-status beta extra"
@@ -117,6 +123,11 @@ const CommandSpec kCommands[] = {
     {"peer set", PEER_FIELDS " status status-by-server", "", 1, "peer ou", cmdPeer},
     {"peer delete", "", "", 1, NODE_FAMILIES, cmdPeer},
     {"peer list", LIST_OPTIONS " parent sn", LIST_FLAGS, 0, "", cmdPeer},
+    // A call writes the row only through the relay refresh.
+    {"peer call", "", "", 5, "peer", cmdPeer},
+    {"peer credential", "", "", 1, "", cmdPeer},
+    {"peer relay-refresh", "", "", 1, "peer", cmdPeer},
+    {"peer import", "parent", "", 1, "peer ou", cmdPeer},
     {"gpo create", GPO_FIELDS, "", 0, "gpo ou peer", cmdGpo},
     {"gpo get", "", "", 1, "", cmdGpo},
     {"gpo set", GPO_FIELDS, "", 1, "gpo ou peer", cmdGpo},

@@ -1,0 +1,63 @@
+/* vuronetsdk.h - the network stand-in: this server's interfaces. The whole
+ * network comes from /etc/vuro/network.json under the system root when it
+ * exists (tests and the demo publish documentation addresses only), else
+ * from getifaddrs without loopback, with no HA and no PPPoE. */
+#ifndef VURONETSDK_H
+#define VURONETSDK_H
+
+#include "vurocore.h"
+
+#define VURONET_CONF_PATH "/etc/vuro/network.json"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One interface of the system. */
+typedef struct _tag_QLIB_NETIF {
+    char szName[64]; /* interface name, such as "eth0" */
+    char szDes[64];  /* its IPv4 address as the system sees it, "" for none */
+    char szMac[32];  /* "AA:BB:CC:DD:EE:FF", "" when unknown */
+    int blActive;    /* up and running */
+} QLIB_NETIF, *PQLIB_NETIF;
+
+/* Fills at most cMax records with the interfaces, loopback left out; their
+ * number, or -1 (error store set) when the list cannot be read. flag must
+ * be 0. */
+VURO_EXPORT int QLIBNetInterfaceEnum(PQLIB_NETIF pList, int cMax, int flag);
+
+#ifdef __cplusplus
+}
+
+#include <map>
+#include <string>
+#include <vector>
+
+/* The network as one value, for the network calls built on it. */
+struct VURONetInterface {
+    std::string name;
+    bool active = false;
+    bool manual = false; /* fixed address: ip counts, else dhcp_ip */
+    std::string ip;      /* the configured address */
+    std::string dhcpIp;  /* the address the system holds */
+    std::string mac;
+    std::vector<std::string> ipv6;
+    bool unreadable = false; /* its details cannot be read (for failure tests) */
+};
+
+struct VURONetConfig {
+    bool fromFile = false; /* network.json was there */
+    std::vector<VURONetInterface> interfaces;
+    std::string tun; /* the tunnel's IPv6 address, "" for none */
+    bool haRunning = false;
+    std::map<std::string, std::string> haRelated; /* interface -> address */
+    bool pppoeUp = false;
+    std::string pppoeIp;
+};
+
+/* Reads the network; false (and cfg empty) when network.json exists but is
+ * no JSON object, or when getifaddrs fails. */
+VURO_EXPORT bool VURONetConfigRead(VURONetConfig& cfg);
+#endif
+
+#endif

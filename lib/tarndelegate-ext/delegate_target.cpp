@@ -11,53 +11,42 @@
 #include <vurojson.h>
 
 #include "common/vurotarn_json_int.h"
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "tarndelegate/vurotarndelegate_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_uid.h"
 #include "vurotarndelegate_target.h"
 
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
-
 BOOL VUROTARNDelegateIsDelegateUser(uid_t uid) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
-    VURO_TARN_PEER* pPeers = NULL;
-    VURO_TARN_OU* pOus = NULL;
-    BOOL blAnswer = FALSE;
-    if (!VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &pPeers))) {
-        if (pPeers != NULL) {
-            blAnswer = TRUE;
-        } else if (!VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &pOus))) {
-            blAnswer = pOus != NULL ? TRUE : FALSE;
-        }
+    VurotarnList<VURO_TARN_PEER> peers;
+    if (VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &peers.p))) {
+        return FALSE;
     }
-    vurotarnListDestroy(&pPeers);
-    vurotarnListDestroy(&pOus);
-    return blAnswer;
+    if (peers.p != NULL) {
+        return TRUE;
+    }
+    VurotarnList<VURO_TARN_OU> ous;
+    if (VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &ous.p))) {
+        return FALSE;
+    }
+    return ous.p != NULL ? TRUE : FALSE;
 }
 
 int VUROTARNDelegateListByTarget(long id, int nodeType, VURO_TARN_DELEGATE** pDelegateHead,
                                  size_t* pTotalCount) {
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    char szId[64];
-    char szType[64];
-    snprintf(szId, sizeof(szId), "%ld", id);
-    snprintf(szType, sizeof(szType), "%d", nodeType);
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "target_id", szId) >= 0 &&
-        QLIBCSzHashSetValue(&pHash, "target_type", szType) >= 0 &&
-        !VUROTARN_STEP_FAILED(VUROTARNDelegateList(pHash, pDelegateHead, pTotalCount))) {
-        ret = 0;
+    if (!hash.set("target_id", std::to_string(id)).set("target_type", std::to_string(nodeType)) ||
+        VUROTARN_STEP_FAILED(VUROTARNDelegateList(hash.get(), pDelegateHead, pTotalCount))) {
+        return -1;
     }
-    QLIBCSzHashFree(pHash);
-    return ret;
+    return 0;
 }
 
 namespace {

@@ -8,15 +8,12 @@
 #include <vurojson.h>
 
 #include "common/vurotarn_json_int.h"
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
 #include "vurotarn_uid.h"
 #include "vurotarngpo_link.h"
 #include "tarngpo-ext/gpo_ext_int.h"
-
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
 
 namespace {
 
@@ -56,6 +53,7 @@ int VUROTARNGpoJsonArrayAdd(Json::Value& jGpoLink, const char* szJson, BOOL blOv
     }
     Json::Value jTmpLink;
     if (!vurojson::fromString(jTmpLink, szJson)) {
+        // Worded as readers of the log have always seen it.
         VUROTARN_TRACE_LOCATED_COND(!jTmpLink.fromString(szJson));
         return -1;
     }
@@ -99,7 +97,7 @@ namespace {
 int orderOuRead(const char* szItem, long* pId, long* pBlock, char* szLink, size_t cbLink) {
     *pId = strtol(szItem, NULL, 10);
     if (*pId < 0) {
-        VUROTARN_TRACE_LOCATED_COND(0 > id);
+        VUROTARN_TRACE_LOCATED_COND(0 > *pId);
         return -1;
     }
     VURO_TARN_OU ou;
@@ -208,6 +206,16 @@ int orderWalk(long idInput, long type, Json::Value& jGpoLink, PQLIBSZLIST pOuPat
     return 0;
 }
 
+/* The order walk with a path list of its own. */
+int orderWithPath(long id, long type, Json::Value& jGpoLink, Json::Value* pPassedOver) {
+    VurotarnSzList ouPath(512);
+    if (!ouPath) {
+        VUROTARN_TRACE_LOCATED("malloc list failed");
+        return -1;
+    }
+    return orderWalk(id, type, jGpoLink, ouPath.get(), pPassedOver);
+}
+
 }  // namespace
 
 int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
@@ -215,25 +223,11 @@ int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
     VUROTARN_ARG_CHECK(0, <=, type, return -1);
     VUROTARN_ARG_CHECK_TEXT(Json::arrayValue == jGpoLink.type(),
                             "Json::arrayValue == jGpoLink.type()", 0, return -1);
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    if (pOuPath == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc list failed");
-        return -1;
-    }
-    int ret = orderWalk(idInput, type, jGpoLink, pOuPath, NULL);
-    QLIBCSzListFree(pOuPath);
-    return ret;
+    return orderWithPath(idInput, type, jGpoLink, NULL);
 }
 
 int vurotarnGpoOrderExplained(long id, long type, Json::Value& jGpoLink, Json::Value& jPassedOver) {
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    if (pOuPath == NULL) {
-        VUROTARN_TRACE_LOCATED("malloc list failed");
-        return -1;
-    }
-    int ret = orderWalk(id, type, jGpoLink, pOuPath, &jPassedOver);
-    QLIBCSzListFree(pOuPath);
-    return ret;
+    return orderWithPath(id, type, jGpoLink, &jPassedOver);
 }
 
 int VUROTARNGpoGetOrderStr(long id, long type, std::string& szJsonGpoLink) {
@@ -302,8 +296,8 @@ void VUROTARNHttpReqToJsonForLinkedGpo(const Json::Value& jLinkedGpo, Json::Valu
 int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer) {
     VUROTARN_ARG_CHECK_TEXT(NULL != pListOu && NULL != pListPeer,
                             "(__null!=pListOu && __null!=pListPeer)", 0, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
@@ -320,23 +314,19 @@ int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** p
     char szCond[1024];
     snprintf(szCond, sizeof(szCond), " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ",
              szTerm, szTerm);
-    VURO_TARN_OU* pOuHead = NULL;
-    VURO_TARN_PEER* pPeerHead = NULL;
+    VurotarnList<VURO_TARN_OU> ous;
+    VurotarnList<VURO_TARN_PEER> peers;
     size_t count = 0;
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sqlWhere", szCond) >= 0 &&
-        VUROTARN_CHECK(0 <= VUROTARNPeerList(pHash, &pPeerHead, &count)) &&
-        VUROTARN_CHECK(0 <= VUROTARNOuList(pHash, &pOuHead, &count))) {
-        *pListOu = pOuHead;
-        *pListPeer = pPeerHead;
-        pOuHead = NULL;
-        pPeerHead = NULL;
-        ret = 0;
+    if (!hash.set("sqlWhere", szCond) ||
+        !VUROTARN_CHECK(0 <= VUROTARNPeerList(hash.get(), &peers.p, &count)) ||
+        !VUROTARN_CHECK(0 <= VUROTARNOuList(hash.get(), &ous.p, &count))) {
+        return -1;
     }
-    vurotarnListDestroy(&pOuHead);
-    vurotarnListDestroy(&pPeerHead);
-    QLIBCSzHashFree(pHash);
-    return ret;
+    *pListOu = ous.p;
+    *pListPeer = peers.p;
+    ous.p = NULL;
+    peers.p = NULL;
+    return 0;
 }
 
 namespace {
@@ -394,17 +384,6 @@ BOOL VUROTARNGpoCanManagedByUid(uid_t uid, long gpo_id) {
 
 int VUROTARNGpoListTreeByUid(uid_t uid, VURO_TARN_GPO** ppHead) {
     VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    char szType[128];
-    char szUid[128];
-    snprintf(szType, sizeof(szType), "%d", VURO_TARN_TYPE_USER);
-    snprintf(szUid, sizeof(szUid), "%u", (unsigned)uid);
-    if (pHash == NULL || QLIBCSzHashSetValue(&pHash, "user_type", szType) < 0 ||
-        QLIBCSzHashSetValue(&pHash, "ugid", szUid) < 0) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-    } else {
-        VUROTARNListTreeByUidHash(pHash, NULL, NULL, ppHead);
-    }
-    QLIBCSzHashFree(pHash);
+    VUROTARNListTreeByUid(uid, NULL, NULL, ppHead);
     return 0;
 }

@@ -3,14 +3,11 @@
  * a peer goes with its policies and delegates. */
 #include <vector>
 
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
 #include "vurotarndelegate_target.h"
 #include "vurotarn_delete.h"
-
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
 
 namespace {
 
@@ -98,20 +95,17 @@ int VUROTARNPeerDeleteAllByID(long idPeer) {
 
 int VUROTARNPeerDeleteAllBySN(const char* szSN) {
     VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    VURO_TARN_PEER* list = NULL;
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0 && VUROTARNPeerList(pHash, &list, NULL) >= 0) {
-        ret = 0;
-        for (VURO_TARN_PEER* p = list; p != NULL && ret == 0; p = p->pNext) {
-            ret = VUROTARNPeerDeleteAllByID(p->id) < 0 ? -1 : 0;
-        }
+    VurotarnList<VURO_TARN_PEER> list;
+    if (!hash.set("sn", szSN) || VUROTARNPeerList(hash.get(), &list.p, NULL) < 0) {
+        return -1;
     }
-    vurotarnListDestroy(&list);
-    QLIBCSzHashFree(pHash);
-    return ret;
+    for (VURO_TARN_PEER* p = list.p; p != NULL; p = p->pNext) {
+        if (VUROTARNPeerDeleteAllByID(p->id) < 0) return -1;
+    }
+    return 0;
 }

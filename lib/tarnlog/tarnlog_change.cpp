@@ -1,4 +1,7 @@
-/* tarnlog_change.cpp - shared steps of the change-log writers. */
+/* tarnlog_change.cpp - shared steps of the change-log writers. It calls up
+ * into the OU and peer families for the names a row shows; it sits with the
+ * log because only rows need those names, and each family's writer
+ * (*_log.cpp) calls down into it, so that no family reads another. */
 #include "tarnlog/vurotarnlog_change_int.h"
 
 #include <syslog.h>

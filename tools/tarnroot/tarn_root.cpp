@@ -1,0 +1,186 @@
+/* tarn_root.cpp - what a system root holds, as tables, and the one walk
+ * that lays them out. A new directory, default or helper tool is a line in
+ * a table here. */
+#include "tarn_root.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <sqlite3.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "vurotarn.h"
+
+namespace tarnroot {
+
+namespace {
+
+/* Directories every root has. */
+const char* const kDirs[] = {
+    "/var/packages/TARN/target/db",
+    "/var/packages/TARN/target/plugin",
+    "/var/packages/TARN/target/ui/json",
+    "/var/packages/TARN/target/ui/texts",
+    "/var/packages/TARN/target/tools",
+    "/var/packages/TARN/target/peerinfo",
+    "/var/packages/TARN/etc",
+    "/etc/vuro",
+    "/etc.defaults",
+    "/tmp",
+};
+
+/* Trees of the data directory copied in (from, below the data directory;
+ * to, a system path). */
+const struct {
+    const char* szFrom;
+    const char* szTo;
+} kCopies[] = {
+    {"ui", "/var/packages/TARN/target/ui"},
+};
+
+/* Configuration defaults: written into a file that is not there yet, so
+ * that a second lay-out keeps what was set since. */
+const struct {
+    const char* szFile;
+    const char* szKey;
+    const char* szValue;
+} kDefaults[] = {
+    {"/var/packages/TARN/etc/tarninfo.conf", "log_limit", "100000"},
+};
+
+/* Helper tools the library runs, linked from the root to where they lie
+ * beside the tool that lays out the root, so that they run against the
+ * same libraries. */
+const struct {
+    const char* szLink;
+    const char* szTool;
+} kToolLinks[] = {
+    {VUROTARNLOG_PEER_TOOL, "vurotarnpeer"},
+};
+
+bool isDir(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool failWith(std::string* pErr, const std::string& what) {
+    if (pErr != nullptr) *pErr = what;
+    return false;
+}
+
+bool makeDirs(const std::string& path, mode_t mode, std::string* pErr) {
+    std::string cur;
+    std::stringstream ss(path);
+    std::string part;
+    while (std::getline(ss, part, '/')) {
+        if (part.empty()) {
+            cur += "/";
+            continue;
+        }
+        cur += part + "/";
+        if (mkdir(cur.c_str(), mode) != 0 && errno != EEXIST) {
+            return failWith(pErr, "cannot make directory " + cur + ": " + strerror(errno));
+        }
+    }
+    return true;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+bool databaseMake(const std::string& schemaFile, std::string* pErr) {
+    std::string dbPath = VUROSysPathStr(VUROTARN_SQLITE_DB_PATH);
+    sqlite3* db = nullptr;
+    if (sqlite3_open(dbPath.c_str(), &db) != SQLITE_OK) {
+        std::string msg = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
+        sqlite3_close(db);
+        return failWith(pErr, "cannot open " + dbPath + ": " + msg);
+    }
+    char* szErr = nullptr;
+    int rc = sqlite3_exec(db, readFile(schemaFile).c_str(), nullptr, nullptr, &szErr);
+    std::string msg = szErr ? szErr : "?";
+    sqlite3_free(szErr);
+    sqlite3_close(db);
+    if (rc != SQLITE_OK) {
+        return failWith(pErr, "cannot lay out " + dbPath + ": " + msg);
+    }
+    chmod(dbPath.c_str(), 0600);
+    return true;
+}
+
+bool treeCopy(const std::string& from, const std::string& to, std::string* pErr) {
+    if (!isDir(from)) {
+        return true;
+    }
+    // Small trees of data files: walk with the shell-free cp.
+    if (!makeDirs(to, 0755, pErr)) {
+        return false;
+    }
+    char* const argv[] = {(char*)"/bin/cp",    (char*)"-R",       (char*)"-T",
+                          (char*)from.c_str(), (char*)to.c_str(), NULL};
+    if (QLIBCExec("/bin/cp", argv) != 0) {
+        return failWith(pErr, "cannot copy " + from + " to " + to +
+                                  ": cp failed, its message is above");
+    }
+    return true;
+}
+
+bool defaultsWrite(std::string* pErr) {
+    std::set<std::string> fresh;
+    for (const auto& d : kDefaults) {
+        if (access(VUROSysPathStr(d.szFile).c_str(), F_OK) != 0) fresh.insert(d.szFile);
+    }
+    for (const auto& d : kDefaults) {
+        if (fresh.count(d.szFile) != 0 &&
+            QLIBCFileSetKeyValue(d.szFile, d.szKey, d.szValue, 0) != 0) {
+            return failWith(pErr, "cannot write " + VUROSysPathStr(d.szFile) + ": " +
+                                      strerror(errno));
+        }
+    }
+    return true;
+}
+
+bool toolsLink(const std::string& toolDir, std::string* pErr) {
+    if (toolDir.empty()) {
+        return true;
+    }
+    for (const auto& t : kToolLinks) {
+        std::string tool = toolDir + "/" + t.szTool;
+        if (access(tool.c_str(), X_OK) != 0) {
+            continue;
+        }
+        // The link itself (it leads out of the root, to the build): replaced.
+        std::string link = VUROSysPathStr(t.szLink, VURO_SYSPATH_NOFOLLOW);
+        unlink(link.c_str());
+        if (symlink(tool.c_str(), link.c_str()) != 0) {
+            return failWith(pErr, "cannot link " + link + ": " + strerror(errno));
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+bool rootLayOut(const std::string& dataDir, const std::string& toolDir, std::string* pErr) {
+    for (const char* d : kDirs) {
+        if (!makeDirs(VUROSysPathStr(d), 0755, pErr)) return false;
+    }
+    if (!databaseMake(dataDir + "/tarn_db.sql", pErr)) {
+        return false;
+    }
+    for (const auto& c : kCopies) {
+        if (!treeCopy(dataDir + "/" + c.szFrom, VUROSysPathStr(c.szTo), pErr)) return false;
+    }
+    return defaultsWrite(pErr) && toolsLink(toolDir, pErr);
+}
+
+}  // namespace tarnroot

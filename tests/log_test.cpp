@@ -43,12 +43,6 @@ protected:
     }
 
     /* The ids of a list, in list order. */
-    static std::vector<long> ids(const VURO_TARNLOG* p) {
-        std::vector<long> out;
-        for (; p != nullptr; p = p->pNext) out.push_back(p->id);
-        return out;
-    }
-
     std::vector<long> listIds(VurotarnHash& parms, size_t* total = nullptr) {
         VURO_TARNLOG_LIST list = nullptr;
         int n = VUROTARNLogList(parms.get(), &list, total, nullptr, nullptr, nullptr);
@@ -339,8 +333,8 @@ TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
     // in each language, both brace references of a parameter, only the
     // first text call, and a missing key leaves its bare name.
     VurotarnSzList refs{"<{1}>",
-                "{t:word}/{t:other} VURO.VDK.TARN._T( 't' , \"other\" ) "
-                "VURO.VDK.TARN._T(t,word) {t:nokey}"};
+                        "{t:word}/{t:other} VURO.VDK.TARN._T( 't' , \"other\" ) "
+                        "VURO.VDK.TARN._T(t,word) {t:nokey}"};
     ASSERT_OK(ConvertLog("t", "two", refs.get(), &log));
     EXPECT_EQ(
         "A <Ready/Other Other VURO.VDK.TARN._T(t,word) nokey> B "

@@ -105,8 +105,7 @@ TEST_F(UidTest, DelegatedUserSeesHisNodesOnceThroughGroupsToo) {
 
     PQLIBSZLIST list = QLIBCSzListAlloc(8);
     ASSERT_OK(VUROTARNContainerObjIDListByUid(kAlice, &list));
-    EXPECT_EQ((std::vector<std::string>{"ou_2", "ou_4", "peer_2"}),
-              items(list));
+    EXPECT_EQ((std::vector<std::string>{"ou_2", "ou_4", "peer_2"}), items(list));
     ASSERT_OK(VUROTARNPeerSNListByUid(kAlice, &list));
     EXPECT_EQ(1, list->nItem);
     EXPECT_STREQ("SN2", list->pszItem[0]);

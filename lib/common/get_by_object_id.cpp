@@ -7,51 +7,57 @@
 #include <stdio.h>
 
 #include <set>
-#include <string>
 
 #include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
-
-/* The family's list of what hangs below a node: parent_id, and parent_type
- * when given (policies hang on OUs and peers alike). */
-template <class Rec>
-static int childList(int (*list)(PQLIBSZHASH, Rec**, size_t*), long id, const char* szType,
-                     Rec** ppList) {
-    VurotarnHash hash(512);
-    if (!hash.set("parent_id", std::to_string(id))) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-        return -1;
-    }
-    if (szType != NULL && !hash.set("parent_type", szType)) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-        return -1;
-    }
-    return list(hash.get(), ppList, NULL);
-}
 
 int VUROTARNGetChildByID(long id, int idType, VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer,
                          VURO_TARN_GPO** pListGpo) {
     VUROTARN_ARG_CHECK_TEXT(NULL != pListOu || NULL != pListPeer || NULL != pListGpo,
                             "(__null!=pListOu || __null!=pListPeer || __null!=pListGpo)", 0,
                             return -1);
-    if (idType != VURO_TARN_TYPE_PEER && idType != VURO_TARN_TYPE_OU) {
+    VurotarnHash hash(512);
+    if (!hash) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    // Named as the traces name it: each failed step is traced as written.
+    PQLIBSZHASH& pHash = hash.get();
+    char szId[64];
+    char szType[64];
+    snprintf(szId, sizeof(szId), "%ld", id);
+    snprintf(szType, sizeof(szType), "%d", idType);
+    if (idType == VURO_TARN_TYPE_PEER) {
+        if (pListGpo == NULL) {
+            return 0;
+        }
+        if (VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+            VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_type", szType)) ||
+            VUROTARN_STEP_FAILED(VUROTARNGpoList(pHash, pListGpo, NULL))) {
+            return -1;
+        }
+        return 0;
+    }
+    if (idType != VURO_TARN_TYPE_OU) {
         VUROTARN_TRACE_LOCATED("Bad idType=%d", idType);
         return -1;
     }
-    const std::string type = std::to_string(idType);
     if (pListGpo != NULL &&
-        VUROTARN_STEP_FAILED(childList(VUROTARNGpoList, id, type.c_str(), pListGpo))) {
+        (VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+         VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_type", szType)) ||
+         VUROTARN_STEP_FAILED(VUROTARNGpoList(pHash, pListGpo, NULL)))) {
         return -1;
-    }
-    if (idType == VURO_TARN_TYPE_PEER) {
-        return 0;  // only policies hang on a peer
     }
     if (pListPeer != NULL &&
-        VUROTARN_STEP_FAILED(childList(VUROTARNPeerList, id, NULL, pListPeer))) {
+        (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
+         VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+         VUROTARN_STEP_FAILED(VUROTARNPeerList(pHash, pListPeer, NULL)))) {
         return -1;
     }
-    if (pListOu != NULL && VUROTARN_STEP_FAILED(childList(VUROTARNOuList, id, NULL, pListOu))) {
+    if (pListOu != NULL && (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
+                            VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+                            VUROTARN_STEP_FAILED(VUROTARNOuList(pHash, pListOu, NULL)))) {
         return -1;
     }
     return 0;
@@ -67,8 +73,9 @@ struct TreeWalk {
 };
 
 int treeOfPeer(long id, VURO_TARN_PEER** pListPeer, VURO_TARN_GPO** pListGpo, TreeWalk& walk) {
+    VURO_TARN_GPO*& pGpoListHead = walk.gpo.p;  // as the trace names it
     if (VUROTARN_STEP_FAILED(
-            VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL, &walk.gpo.p))) {
+            VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoListHead))) {
         return -1;
     }
     if (pListPeer != nullptr) {

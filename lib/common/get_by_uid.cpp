@@ -40,9 +40,10 @@ int uidHash2GidHash(PQLIBSZHASH pHashOrg, PQLIBSZHASH& pHashGroup) {
     if (!groups) {
         return -1;
     }
+    PQLIBSZLIST& pGroups = groups.get();  // as the traces name it
     char szSql[4096] = {0};
-    if (VUROTARN_STEP_FAILED(VUROTARNGetGroupListByUidStr(szUid, &groups.get(), TRUE)) ||
-        VUROTARN_STEP_FAILED(VUROTARNSQLIn("ugid", groups.get(), szSql, sizeof(szSql)))) {
+    if (VUROTARN_STEP_FAILED(VUROTARNGetGroupListByUidStr(szUid, &pGroups, TRUE)) ||
+        VUROTARN_STEP_FAILED(VUROTARNSQLIn("ugid", pGroups, szSql, sizeof(szSql)))) {
         return -1;
     }
     if (szSql[0] == '\0') {

@@ -52,8 +52,8 @@ int VUROTARNGetGroupListByUidStr(const char* szUid, PQLIBSZLIST* ppList, BOOL bl
     }
     std::unique_ptr<VURO_USER, void (*)(PVURO_USER)> pUser(pUserRaw, VUROUserFree);
     int ngroups = 50;
-    std::unique_ptr<gid_t, void (*)(void*)> groups(
-        (gid_t*)malloc(sizeof(gid_t) * (size_t)ngroups), free);
+    std::unique_ptr<gid_t, void (*)(void*)> groups((gid_t*)malloc(sizeof(gid_t) * (size_t)ngroups),
+                                                   free);
     if (!groups) {
         QLIBCErrSetEx(ERR_NOT_ENOUGH_MEMORY, __FILE__, __LINE__);
         return -1;

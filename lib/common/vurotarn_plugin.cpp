@@ -37,7 +37,7 @@ static int pluginInitKeepingCode(const char* szModuleName, const char* szPath,
         return -1;
     }
     return QLIBPluginInit(szPath, dirs.get(), pModule->major, pModule->minor, ppPlugin) < 0 ? -1
-                                                                                          : 0;
+                                                                                            : 0;
 }
 
 int VUROTARNPluginInit(const char* szModule, const char* szPath, PPQLIBPLUGIN ppPlugin) {

@@ -21,18 +21,21 @@ BOOL VUROTARNDelegateIsDelegateUser(uid_t uid) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
+    // Named as the traces name them.
     VurotarnList<VURO_TARN_PEER> peers;
-    if (VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &peers.p))) {
+    VURO_TARN_PEER*& pPeers = peers.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &pPeers))) {
         return FALSE;
     }
-    if (peers.p != NULL) {
+    if (pPeers != NULL) {
         return TRUE;
     }
     VurotarnList<VURO_TARN_OU> ous;
-    if (VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &ous.p))) {
+    VURO_TARN_OU*& pOus = ous.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &pOus))) {
         return FALSE;
     }
-    return ous.p != NULL ? TRUE : FALSE;
+    return pOus != NULL ? TRUE : FALSE;
 }
 
 int VUROTARNDelegateListByTarget(long id, int nodeType, VURO_TARN_DELEGATE** pDelegateHead,
@@ -42,8 +45,9 @@ int VUROTARNDelegateListByTarget(long id, int nodeType, VURO_TARN_DELEGATE** pDe
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
+    PQLIBSZHASH& pHash = hash.get();  // as the trace names it
     if (!hash.set("target_id", std::to_string(id)).set("target_type", std::to_string(nodeType)) ||
-        VUROTARN_STEP_FAILED(VUROTARNDelegateList(hash.get(), pDelegateHead, pTotalCount))) {
+        VUROTARN_STEP_FAILED(VUROTARNDelegateList(pHash, pDelegateHead, pTotalCount))) {
         return -1;
     }
     return 0;
@@ -294,17 +298,17 @@ int VUROTARNDelegateSetListByTarget(long nodeId, int nodeType, Json::Value& jNod
         return -1;
     }
     size_t count = 0;
-    VURO_TARN_DELEGATE* listDelegate = NULL;
-    VUROTARNDelegateListByTarget(nodeId, nodeType, &listDelegate, &count);
-    VURODelegateUpdateExtraInfoList(listDelegate, TRUE);
-    // Sweep: rows whose name cache is not complete cannot be matched.
-    for (VURO_TARN_DELEGATE* p = listDelegate; p; p = p->pNext) {
-        Json::Value jExtra;
-        if (!extraComplete(p->str_extra_info, &jExtra)) VUROTARNDelegateDelete(p->id);
+    {
+        VurotarnList<VURO_TARN_DELEGATE> rows;
+        VUROTARNDelegateListByTarget(nodeId, nodeType, &rows.p, &count);
+        VURODelegateUpdateExtraInfoList(rows.p, TRUE);
+        // Sweep: rows whose name cache is not complete cannot be matched.
+        for (VURO_TARN_DELEGATE* p = rows.p; p; p = p->pNext) {
+            Json::Value jExtra;
+            if (!extraComplete(p->str_extra_info, &jExtra)) VUROTARNDelegateDelete(p->id);
+        }
     }
-    vurotarnListDestroy(&listDelegate);
-    VUROTARNDelegateListByTarget(nodeId, nodeType, &listDelegate, &count);
-    int ret = setListAgainstRows(nodeId, nodeType, jNode, listDelegate);
-    vurotarnListDestroy(&listDelegate);
-    return ret;
+    VurotarnList<VURO_TARN_DELEGATE> rows;
+    VUROTARNDelegateListByTarget(nodeId, nodeType, &rows.p, &count);
+    return setListAgainstRows(nodeId, nodeType, jNode, rows.p);
 }

@@ -17,15 +17,15 @@ int GetDelegateList(long peerId, VURO_TARN_DELEGATE** ppDelegateHead) {
     VUROTARN_ARG_CHECK_RAW(NULL, !=, ppDelegateHead, return -1);
     VurotarnSzList ouPath(512);
     VurotarnHash hashSql(512);
-    if (!ouPath || !hashSql ||
-        !VUROTARN_CHECK(0 <= VUROTARNPeerListTreePath(peerId, ouPath.get()))) {
+    PQLIBSZLIST pOuPath = ouPath.get();  // as the trace names it
+    if (!ouPath || !hashSql || !VUROTARN_CHECK(0 <= VUROTARNPeerListTreePath(peerId, pOuPath))) {
         return -1;
     }
     // A ugid delegated on any OU of the path qualifies, and so do the
     // peer's own delegates; one row per holder.
     char szSql[4096] = {0};
     snprintf(szSql, sizeof(szSql), " ugid in ( select distinct ugid from delegate where ");
-    VUROTARNSQLIn("target_id", ouPath.get(), szSql + strlen(szSql), sizeof(szSql) - strlen(szSql));
+    VUROTARNSQLIn("target_id", pOuPath, szSql + strlen(szSql), sizeof(szSql) - strlen(szSql));
     snprintf(szSql + strlen(szSql), sizeof(szSql) - strlen(szSql), " and target_type=%d ) ",
              VURO_TARN_TYPE_OU);
     snprintf(szSql + strlen(szSql), sizeof(szSql) - strlen(szSql),
@@ -53,7 +53,8 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
         VUROTARN_TRACE_LOCATED_COND(!jGpo["gpo_content"].isObject());
         return -1;
     }
-    VURO_TARN_DELEGATE* pDelegateHead = NULL;
+    VurotarnList<VURO_TARN_DELEGATE> delegates;
+    VURO_TARN_DELEGATE*& pDelegateHead = delegates.p;  // as the trace names it
     if (0 > GetDelegateList(peerId, &pDelegateHead)) {
         VUROTARN_TRACE_COND(0 > GetDelegateList(peerId, &pDelegateHead));
         return -1;
@@ -106,6 +107,5 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
     }
     jDelegate["vuro_set_version"] = 1;
     jGpo["gpo_content"]["Delegate"] = jDelegate;
-    vurotarnListDestroy(&pDelegateHead);
     return 0;
 }

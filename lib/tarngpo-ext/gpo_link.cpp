@@ -314,18 +314,22 @@ int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** p
     char szCond[1024];
     snprintf(szCond, sizeof(szCond), " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ",
              szTerm, szTerm);
+    // Named as the traces name them.
+    PQLIBSZHASH& pHash = hash.get();
     VurotarnList<VURO_TARN_OU> ous;
     VurotarnList<VURO_TARN_PEER> peers;
+    VURO_TARN_OU*& pOuHead = ous.p;
+    VURO_TARN_PEER*& pPeerHead = peers.p;
     size_t count = 0;
     if (!hash.set("sqlWhere", szCond) ||
-        !VUROTARN_CHECK(0 <= VUROTARNPeerList(hash.get(), &peers.p, &count)) ||
-        !VUROTARN_CHECK(0 <= VUROTARNOuList(hash.get(), &ous.p, &count))) {
+        !VUROTARN_CHECK(0 <= VUROTARNPeerList(pHash, &pPeerHead, &count)) ||
+        !VUROTARN_CHECK(0 <= VUROTARNOuList(pHash, &pOuHead, &count))) {
         return -1;
     }
-    *pListOu = ous.p;
-    *pListPeer = peers.p;
-    ous.p = NULL;
-    peers.p = NULL;
+    *pListOu = pOuHead;
+    *pListPeer = pPeerHead;
+    pOuHead = NULL;
+    pPeerHead = NULL;
     return 0;
 }
 
@@ -350,20 +354,19 @@ int linksRemove(long id, Rec* pList, int (*itemGet)(char*, size_t, const Rec*),
 }  // namespace
 
 int VUROTARNGpoDeleteAllByID(long id) {
-    VURO_TARN_OU* pOuHead = NULL;
-    VURO_TARN_PEER* pPeerHead = NULL;
-    int ret = -1;
-    if (!VUROTARN_STEP_FAILED(VUROTARNGpoGetLinkTarget(id, &pOuHead, &pPeerHead)) &&
+    VurotarnList<VURO_TARN_OU> ous;
+    VurotarnList<VURO_TARN_PEER> peers;
+    VURO_TARN_OU*& pOuHead = ous.p;  // named as the traces name them
+    VURO_TARN_PEER*& pPeerHead = peers.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNGpoGetLinkTarget(id, &pOuHead, &pPeerHead)) ||
         linksRemove(id, pPeerHead, VUROTARNPeerItemGetLinkedGPO, VUROTARNPeerItemSetLinkedGPO,
-                    VUROTARNPeerSet) == 0 &&
+                    VUROTARNPeerSet) != 0 ||
         linksRemove(id, pOuHead, VUROTARNOuItemGetLinkedGPO, VUROTARNOuItemSetLinkedGPO,
-                    VUROTARNOuSet) == 0 &&
-        !VUROTARN_STEP_FAILED(VUROTARNGpoDelete(id))) {
-        ret = 0;
+                    VUROTARNOuSet) != 0 ||
+        VUROTARN_STEP_FAILED(VUROTARNGpoDelete(id))) {
+        return -1;
     }
-    vurotarnListDestroy(&pOuHead);
-    vurotarnListDestroy(&pPeerHead);
-    return ret;
+    return 0;
 }
 
 BOOL VUROTARNGpoCanManagedByUid(uid_t uid, long gpo_id) {

@@ -11,17 +11,9 @@
 #include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
 
-VurotarnLogParams::VurotarnLogParams() : list_(QLIBCSzListAlloc(1024)) {
-    if (list_ == NULL) {
+VurotarnLogParams::VurotarnLogParams() : VurotarnSzList(1024) {
+    if (!ok()) {
         VUROTARN_LOG("Failed to allocate list");
-    }
-}
-
-VurotarnLogParams::~VurotarnLogParams() { QLIBCSzListFree(list_); }
-
-void VurotarnLogParams::push(const std::string& text) {
-    if (list_ != NULL) {
-        QLIBCSzListPush(&list_, text.c_str());
     }
 }
 

@@ -128,8 +128,8 @@ bool treeCopy(const std::string& from, const std::string& to, std::string* pErr)
     char* const argv[] = {(char*)"/bin/cp",    (char*)"-R",       (char*)"-T",
                           (char*)from.c_str(), (char*)to.c_str(), NULL};
     if (QLIBCExec("/bin/cp", argv) != 0) {
-        return failWith(pErr, "cannot copy " + from + " to " + to +
-                                  ": cp failed, its message is above");
+        return failWith(pErr,
+                        "cannot copy " + from + " to " + to + ": cp failed, its message is above");
     }
     return true;
 }
@@ -142,8 +142,8 @@ bool defaultsWrite(std::string* pErr) {
     for (const auto& d : kDefaults) {
         if (fresh.count(d.szFile) != 0 &&
             QLIBCFileSetKeyValue(d.szFile, d.szKey, d.szValue, 0) != 0) {
-            return failWith(pErr, "cannot write " + VUROSysPathStr(d.szFile) + ": " +
-                                      strerror(errno));
+            return failWith(pErr,
+                            "cannot write " + VUROSysPathStr(d.szFile) + ": " + strerror(errno));
         }
     }
     return true;

@@ -315,7 +315,7 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
         VUROTARN_LOG("QLIBCSzHashAlloc failed, error=%m");
         return -1;
     }
-    std::unique_ptr<QLIBSZLIST, void (*)(PQLIBSZLIST)> keys(QLIBCSzListAlloc(512), QLIBCSzListFree);
+    VurotarnSzList keys(512);
     if (!keys) {
         VUROTARN_LOG("QLIBCSzListAlloc failed, error=%m");
         return -1;
@@ -346,10 +346,8 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
         QLIBCSzHashRemoveKey(copy.get(), key.szKey);
     }
 
-    PQLIBSZLIST pKeys = keys.release();
-    int rcEnum = QLIBCSzHashEnumKey(copy.get(), &pKeys);
-    keys.reset(pKeys);
-    if (rcEnum < 0) {
+    PQLIBSZLIST& pKeys = keys.get();
+    if (QLIBCSzHashEnumKey(copy.get(), &pKeys) < 0) {
         return -1;
     }
     memset(szSQL, 0, nSQL);

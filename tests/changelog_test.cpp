@@ -78,7 +78,7 @@ protected:
 
     /* Rows of the log table, oldest first, read outside the library. */
     std::vector<Row> rows() { return logRows("SELECT * FROM log ORDER BY id"); }
-    void rowsClear() { logRows("DELETE FROM log"); }
+    void rowsClear() { logSql("DELETE FROM log"); }
 
     /* The one row written since the last clear. */
     Row onlyRow() {

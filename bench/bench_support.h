@@ -36,15 +36,17 @@ inline void execOrDie(sqlite3* db, const std::string& sql) {
     }
 }
 
-/* A sysroot laid out as "tarn init" lays one out: an empty main database
- * with the root OU, the UI data and the configuration. */
-inline void sysrootMake() {
+/* A sysroot laid out by the code of "tarn init", with the parts the bare
+ * statements beside the library's calls have too: the main database with
+ * the root OU, and for the benchmarks of worded log rows the UI data and
+ * the configuration (parts: tarnroot::RootPart). */
+inline void sysrootMake(int parts) {
     char tmpl[] = "/tmp/tarn-bench-XXXXXX";
     if (!mkdtemp(tmpl)) exit(1);
     sysroot() = tmpl;
     setenv("VURO_SYSROOT", tmpl, 1);
     std::string err;
-    if (!tarnroot::rootLayOut(std::string(TARN_SOURCE_DIR) + "/data", "", &err)) {
+    if (!tarnroot::rootLayOut(std::string(TARN_SOURCE_DIR) + "/data", "", &err, parts)) {
         fprintf(stderr, "bench setup: %s\n", err.c_str());
         exit(1);
     }
@@ -91,8 +93,9 @@ private:
     std::map<std::string, double> times_;
 };
 
-inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs) {
-    sysrootMake();
+inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs,
+                         int parts = tarnroot::kRootDatabase) {
+    sysrootMake(parts);
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter(std::move(pairs));
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -364,5 +364,6 @@ int main(int argc, char** argv) {
     return runWithRatios(argc, argv,
                          {{slow("BM_LogWrite"), slow("BM_BareLogWrite"), 1.3},
                           {"BM_LogExpand", slow("BM_LogWrite"), 0.10},
-                          {slow("BM_LogList"), slow("BM_BareLogList"), 1.3}});
+                          {slow("BM_LogList"), slow("BM_BareLogList"), 1.3}},
+                         tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
 }

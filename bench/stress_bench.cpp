@@ -149,5 +149,6 @@ BENCHMARK(BM_BareConcurrentWrites)->UseManualTime()->Iterations(3)->Unit(benchma
 int main(int argc, char** argv) {
     return runWithRatios(argc, argv,
                          {{"BM_ConcurrentWrites/iterations:3/manual_time",
-                           "BM_BareConcurrentWrites/iterations:3/manual_time", 3.0}});
+                           "BM_BareConcurrentWrites/iterations:3/manual_time", 3.0}},
+                         tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
 }

@@ -97,8 +97,16 @@ std::string readFile(const std::string& path) {
     return ss.str();
 }
 
+/* The directory a file of the root lies in. */
+bool parentMake(const std::string& path, std::string* pErr) {
+    return makeDirs(path.substr(0, path.rfind('/')), 0755, pErr);
+}
+
 bool databaseMake(const std::string& schemaFile, std::string* pErr) {
     std::string dbPath = VUROSysPathStr(VUROTARN_SQLITE_DB_PATH);
+    if (!parentMake(dbPath, pErr)) {
+        return false;
+    }
     sqlite3* db = nullptr;
     if (sqlite3_open(dbPath.c_str(), &db) != SQLITE_OK) {
         std::string msg = db != nullptr ? sqlite3_errmsg(db) : "out of memory";
@@ -140,8 +148,13 @@ bool defaultsWrite(std::string* pErr) {
         if (access(VUROSysPathStr(d.szFile).c_str(), F_OK) != 0) fresh.insert(d.szFile);
     }
     for (const auto& d : kDefaults) {
-        if (fresh.count(d.szFile) != 0 &&
-            QLIBCFileSetKeyValue(d.szFile, d.szKey, d.szValue, 0) != 0) {
+        if (fresh.count(d.szFile) == 0) {
+            continue;
+        }
+        if (!parentMake(VUROSysPathStr(d.szFile), pErr)) {
+            return false;
+        }
+        if (QLIBCFileSetKeyValue(d.szFile, d.szKey, d.szValue, 0) != 0) {
             return failWith(pErr,
                             "cannot write " + VUROSysPathStr(d.szFile) + ": " + strerror(errno));
         }
@@ -170,17 +183,23 @@ bool toolsLink(const std::string& toolDir, std::string* pErr) {
 
 }  // namespace
 
-bool rootLayOut(const std::string& dataDir, const std::string& toolDir, std::string* pErr) {
-    for (const char* d : kDirs) {
-        if (!makeDirs(VUROSysPathStr(d), 0755, pErr)) return false;
+bool rootLayOut(const std::string& dataDir, const std::string& toolDir, std::string* pErr,
+                int parts) {
+    if (parts & kRootDirs) {
+        for (const char* d : kDirs) {
+            if (!makeDirs(VUROSysPathStr(d), 0755, pErr)) return false;
+        }
     }
-    if (!databaseMake(dataDir + "/tarn_db.sql", pErr)) {
+    if ((parts & kRootDatabase) && !databaseMake(dataDir + "/tarn_db.sql", pErr)) {
         return false;
     }
-    for (const auto& c : kCopies) {
-        if (!treeCopy(dataDir + "/" + c.szFrom, VUROSysPathStr(c.szTo), pErr)) return false;
+    if (parts & kRootData) {
+        for (const auto& c : kCopies) {
+            if (!treeCopy(dataDir + "/" + c.szFrom, VUROSysPathStr(c.szTo), pErr)) return false;
+        }
     }
-    return defaultsWrite(pErr) && toolsLink(toolDir, pErr);
+    return (!(parts & kRootDefaults) || defaultsWrite(pErr)) &&
+           (!(parts & kRootTools) || toolsLink(toolDir, pErr));
 }
 
 }  // namespace tarnroot

@@ -10,13 +10,25 @@
 
 namespace tarnroot {
 
-/* Lays out the root $VURO_SYSROOT names (every path goes through the root
- * join): the directories, the main database from dataDir/tarn_db.sql with
- * the root OU, dataDir/ui copied in, the configuration defaults not set
- * yet, and a link to each helper tool found in toolDir (none when toolDir
- * is empty). Laying out a root twice keeps what it holds. False, with the
- * reason in *pErr, at the first step that failed. */
-bool rootLayOut(const std::string& dataDir, const std::string& toolDir, std::string* pErr);
+/* The parts of a root. "tarn init" and the fuzz targets lay out all of
+ * them; a benchmark only what the bare statements beside it have too. */
+enum RootPart {
+    kRootDirs = 1,      // the directories of the table
+    kRootDatabase = 2,  // the main database with the root OU
+    kRootData = 4,      // the data trees (UI texts) copied in
+    kRootDefaults = 8,  // the configuration defaults
+    kRootTools = 16,    // links to the helper tools
+    kRootAll = 31,
+};
+
+/* Lays out the parts of the root $VURO_SYSROOT names (every path goes
+ * through the root join): the directories, the main database from
+ * dataDir/tarn_db.sql, the data trees of dataDir, the configuration
+ * defaults not set yet, and a link to each helper tool found in toolDir
+ * (none when toolDir is empty). Laying out a root twice keeps what it
+ * holds. False, with the reason in *pErr, at the first step that failed. */
+bool rootLayOut(const std::string& dataDir, const std::string& toolDir, std::string* pErr,
+                int parts = kRootAll);
 
 }  // namespace tarnroot
 

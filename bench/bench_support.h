@@ -1,6 +1,7 @@
-/* bench_support.h - what every benchmark shares: a sysroot with a fresh
- * database, and a reporter that prints each library operation's time as a
- * ratio of the bare work it must do (SQLite statements, a plain client),
+/* bench_support.h - what every benchmark shares: a sysroot laid out by the
+ * same code as "tarn init", and a reporter that prints each library
+ * operation's time as a ratio of the bare work it must do (SQLite
+ * statements, a plain client),
  * measured in the same run. */
 #ifndef TARN_BENCH_SUPPORT_H
 #define TARN_BENCH_SUPPORT_H
@@ -12,12 +13,11 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tarn_root.h"
 #include "vurotarn_sqlite.h"
 
 namespace tarnbench {
@@ -37,24 +37,20 @@ inline void execOrDie(sqlite3* db, const std::string& sql) {
     }
 }
 
-/* A sysroot with an empty main database made from data/tarn_db.sql. */
-inline void sysrootMake() {
+/* A sysroot laid out by the code of "tarn init", with the parts the bare
+ * statements beside the library's calls have too: the main database with
+ * the root OU, and for the benchmarks of worded log rows the UI data and
+ * the configuration (parts: tarnroot::RootPart). */
+inline void sysrootMake(int parts) {
     char tmpl[] = "/tmp/tarn-bench-XXXXXX";
     if (!mkdtemp(tmpl)) exit(1);
     sysroot() = tmpl;
     setenv("VURO_SYSROOT", tmpl, 1);
-    std::string dir = sysroot();
-    for (const char* part : {"/var", "/packages", "/TARN", "/target", "/db"}) {
-        dir += part;
-        mkdir(dir.c_str(), 0755);
+    std::string err;
+    if (!tarnroot::rootLayOut(std::string(TARN_SOURCE_DIR) + "/data", "", &err, parts)) {
+        fprintf(stderr, "bench setup: %s\n", err.c_str());
+        exit(1);
     }
-    std::ifstream in(std::string(TARN_SOURCE_DIR) + "/data/tarn_db.sql");
-    std::stringstream ss;
-    ss << in.rdbuf();
-    sqlite3* db = nullptr;
-    sqlite3_open(dbPath().c_str(), &db);
-    execOrDie(db, ss.str());
-    sqlite3_close(db);
 }
 
 inline void sysrootRemove() {
@@ -103,8 +99,9 @@ private:
     std::map<std::string, double> times_;
 };
 
-inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs) {
-    sysrootMake();
+inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs,
+                         int parts = tarnroot::kRootDatabase) {
+    sysrootMake(parts);
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter(std::move(pairs));
     benchmark::RunSpecifiedBenchmarks(&reporter);

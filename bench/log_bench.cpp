@@ -11,6 +11,8 @@
 
 #include <chrono>
 
+#include <fstream>
+
 #include "bench_support.h"
 #include "vurotarn.h"
 
@@ -61,13 +63,6 @@ const char kUser[] = "admin";
 
 std::string logDbPath() { return sysroot() + VUROTARNLOG_DB_PATH; }
 
-void mkdirs(const std::string& path) {
-    for (size_t at = sysroot().size() + 1; at != std::string::npos; at = path.find('/', at + 1)) {
-        mkdir(path.substr(0, at).c_str(), 0755);
-    }
-    mkdir(path.c_str(), 0755);
-}
-
 /* The string file tarn init copies in, with 10 sections of 100 filler keys
  * (values of 30 to 80 characters) appended. */
 void stringFilesMake() {
@@ -76,7 +71,6 @@ void stringFilesMake() {
     unsigned seed = 12345;
     for (const char* lang : kLangs) {
         std::string dir = sysroot() + "/var/packages/TARN/target/ui/texts/" + lang;
-        mkdirs(dir);
         std::ifstream in(std::string(TARN_SOURCE_DIR) + "/data/ui/texts/" + lang + "/strings");
         std::ofstream out(dir + "/strings");
         out << in.rdbuf();
@@ -172,7 +166,6 @@ void logMake() {
     if (done) return;
     done = true;
     stringFilesMake();
-    mkdirs(sysroot() + "/var/packages/TARN/etc");
     if (VUROTARNSetConf("log_limit", std::to_string(kRows).c_str()) != 0) {
         fprintf(stderr, "bench setup: cannot write log_limit\n");
         exit(1);
@@ -371,5 +364,6 @@ int main(int argc, char** argv) {
     return runWithRatios(argc, argv,
                          {{slow("BM_LogWrite"), slow("BM_BareLogWrite"), 1.3},
                           {"BM_LogExpand", slow("BM_LogWrite"), 0.10},
-                          {slow("BM_LogList"), slow("BM_BareLogList"), 1.3}});
+                          {slow("BM_LogList"), slow("BM_BareLogList"), 1.3}},
+                         tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
 }

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 
 #include "bench_support.h"
 #include "vurotarn.h"
@@ -18,19 +17,13 @@ namespace {
 const int kProcesses = 8;
 const int kWritesEach = 25;
 
-/* The string files, so that every write is worded as in production, and
- * the log database with its table as the first write makes it. Once, in the
- * root that runWithRatios made. */
+/* The log database with its table as the first write makes it, once, in
+ * the root that runWithRatios laid out (string files and log_limit are
+ * there already, so every write is worded as in production). */
 void setupOnce() {
     static bool done = false;
     if (done) return;
     done = true;
-    std::filesystem::create_directories(sysroot() + "/var/packages/TARN/etc");
-    std::filesystem::copy(std::string(TARN_SOURCE_DIR) + "/data/ui",
-                          sysroot() + "/var/packages/TARN/target/ui",
-                          std::filesystem::copy_options::recursive |
-                              std::filesystem::copy_options::overwrite_existing);
-    VUROTARNSetConf("log_limit", "100000");
     VURO_TARNLOG first;
     VUROTARNLogCreate(&first);
 }
@@ -156,5 +149,6 @@ BENCHMARK(BM_BareConcurrentWrites)->UseManualTime()->Iterations(3)->Unit(benchma
 int main(int argc, char** argv) {
     return runWithRatios(argc, argv,
                          {{"BM_ConcurrentWrites/iterations:3/manual_time",
-                           "BM_BareConcurrentWrites/iterations:3/manual_time", 3.0}});
+                           "BM_BareConcurrentWrites/iterations:3/manual_time", 3.0}},
+                         tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
 }

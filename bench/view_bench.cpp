@@ -3,6 +3,8 @@
  * which must cost about one view, not one view per peer. */
 #include <unistd.h>
 
+#include <fstream>
+
 #include "bench_support.h"
 #include "vurotarn.h"
 

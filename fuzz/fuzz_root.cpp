@@ -14,8 +14,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
+#include "tarn_root.h"
 #include "vurocore.h"
 #include "vurotarn_sqlite.h"
 
@@ -37,13 +37,6 @@ void rootRemove() {
         std::error_code ec;
         fs::remove_all(gRoot, ec);
     }
-}
-
-std::string fileRead(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
 }
 
 /* A process's first SQLite call may be a condition with a long sort key,
@@ -69,13 +62,9 @@ void rootMake() {
     gRoot = tmpl;
     atexit(rootRemove);
     setenv("VURO_SYSROOT", gRoot.c_str(), 1);
-    std::error_code ec;
-    fs::create_directories(rootFile("/var/packages/TARN/target/db"), ec);
-    fs::create_directories(rootFile("/var/packages/TARN/etc"), ec);
-    fs::copy(std::string(TARN_SOURCE_DIR) + "/data/ui", rootFile("/var/packages/TARN/target/ui"),
-             fs::copy_options::recursive, ec);
-    if (ec) die("cannot copy the UI data: " + ec.message());
-    rootSql(fileRead(std::string(TARN_SOURCE_DIR) + "/data/tarn_db.sql"));
+    // As "tarn init" lays it out; no helper tools: the targets run none.
+    std::string err;
+    if (!tarnroot::rootLayOut(std::string(TARN_SOURCE_DIR) + "/data", "", &err)) die(err);
 }
 
 std::string rootFile(const std::string& sysPath) { return gRoot + sysPath; }

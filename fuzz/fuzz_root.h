@@ -1,6 +1,6 @@
 /* fuzz_root.h - what every fuzz target leans on: a private system root laid
- * out once per process (main database from the schema, the UI data) and
- * removed at exit, and the split of one input into several texts. */
+ * out once per process as "tarn init" lays one out and removed at exit, and
+ * the split of one input into several texts. */
 #ifndef TARN_FUZZ_ROOT_H
 #define TARN_FUZZ_ROOT_H
 

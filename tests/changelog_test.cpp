@@ -2,7 +2,6 @@
  * peers and delegates leave: which key, which parameters and which words
  * each language shows, what is left out, and that every key the library
  * can write exists in every language's string file. */
-#include <sqlite3.h>
 #include <stdlib.h>
 
 #include <filesystem>
@@ -58,8 +57,6 @@ std::string message(const Strings& s, const std::string& key,
     return text;
 }
 
-using Row = std::map<std::string, std::string>;
-
 }  // namespace
 
 /*   0 ── 3 "Europe" ── 12 "Sales"
@@ -80,28 +77,8 @@ protected:
     }
 
     /* Rows of the log table, oldest first, read outside the library. */
-    std::vector<Row> rows() {
-        std::vector<Row> out;
-        logExec("SELECT * FROM log ORDER BY id", &out);
-        return out;
-    }
-    void rowsClear() { logExec("DELETE FROM log", nullptr); }
-
-    void logExec(const std::string& text, std::vector<Row>* pOut) {
-        sqlite3* db = nullptr;
-        if (sqlite3_open(sys(VUROTARNLOG_DB_PATH).c_str(), &db) == SQLITE_OK) {
-            sqlite3_exec(
-                db, text.c_str(),
-                [](void* arg, int n, char** v, char** names) {
-                    Row row;
-                    for (int i = 0; i < n; i++) row[names[i]] = v[i] ? v[i] : "";
-                    static_cast<std::vector<Row>*>(arg)->push_back(row);
-                    return 0;
-                },
-                pOut, nullptr);
-        }
-        sqlite3_close(db);
-    }
+    std::vector<Row> rows() { return logRows("SELECT * FROM log ORDER BY id"); }
+    void rowsClear() { logSql("DELETE FROM log"); }
 
     /* The one row written since the last clear. */
     Row onlyRow() {

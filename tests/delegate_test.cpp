@@ -49,15 +49,13 @@ TEST_F(DelegateTest, WideIdsAreKeptWhole) {
     ASSERT_OK(VUROTARNDelegateItemGetUGID(&ugid, &d));
     EXPECT_EQ(big, ugid);
 
-    PQLIBSZHASH parms = QLIBCSzHashAlloc(4);
-    QLIBCSzHashSetValue(&parms, "ugid", "4294967303");
-    VURO_TARN_DELEGATE_LIST list = nullptr;
+    VurotarnHash parms;
+    parms.set("ugid", "4294967303");
+    VurotarnList<VURO_TARN_DELEGATE> list;
     size_t total = 0;
-    ASSERT_OK(VUROTARNDelegateList(parms, &list, &total));
+    ASSERT_OK(VUROTARNDelegateList(parms.get(), &list.p, &total));
     EXPECT_EQ(1u, total);
-    EXPECT_EQ(big, list->ugid);
-    VUROTARNDelegateListFree(&list);
-    QLIBCSzHashFree(parms);
+    EXPECT_EQ(big, list.p->ugid);
 
     Json::Value j;
     ASSERT_OK(VUROTARNDelegateStructToJson(&d, Json::Value(), j));

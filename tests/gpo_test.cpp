@@ -23,13 +23,10 @@ protected:
         return gpo.id;
     }
 
-    std::vector<long> listIds(PQLIBSZHASH parms) {
-        VURO_TARN_GPO_LIST list = nullptr;
-        EXPECT_OK(VUROTARNGpoList(parms, &list, nullptr));
-        std::vector<long> ids;
-        for (VURO_TARN_GPO* p = list; p; p = VUROTARNGpoNext(p)) ids.push_back(p->id);
-        VUROTARNGpoListFree(&list);
-        return ids;
+    std::vector<long> listIds(VurotarnHash& parms) {
+        VurotarnList<VURO_TARN_GPO> list;
+        EXPECT_OK(VUROTARNGpoList(parms.get(), &list.p, nullptr));
+        return ids(list.p);
     }
 };
 
@@ -50,15 +47,12 @@ TEST_F(GpoTest, OwnedByOusAndPeersAndListedByOwner) {
     EXPECT_EQ(std::to_string(getpid()),
               sqlValue("SELECT pid FROM gpo WHERE id=" + std::to_string(zulu)));
 
-    PQLIBSZHASH parms = QLIBCSzHashAlloc(8);
-    QLIBCSzHashSetValue(&parms, "parent_id", std::to_string(ou.id).c_str());
-    QLIBCSzHashSetValue(&parms, "parent_type", "2");
-    QLIBCSzHashSetValue(&parms, "sort_by", "name");
-    QLIBCSzHashSetValue(&parms, "sort_direction", "ASC");
+    VurotarnHash parms;
+    parms.set("parent_id", std::to_string(ou.id)).set("parent_type", "2");
+    parms.set("sort_by", "name").set("sort_direction", "ASC");
     EXPECT_EQ((std::vector<long>{zulu, alpha}), listIds(parms));  // reversed by the fill
-    QLIBCSzHashSetValue(&parms, "parent_type", "1");
+    parms.set("parent_type", "1");
     EXPECT_EQ((std::vector<long>{onPeer}), listIds(parms));
-    QLIBCSzHashFree(parms);
 
     // A rewrite keeps a setting with quotes whole; the read-back compares it.
     VURO_TARN_GPO gpo;

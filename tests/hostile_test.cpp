@@ -52,16 +52,6 @@ std::vector<std::string> hostileNames() {
     return names;
 }
 
-/* Owns a condition hash. */
-struct Hash {
-    PQLIBSZHASH p = QLIBCSzHashAlloc(16);
-    ~Hash() { QLIBCSzHashFree(p); }
-    Hash& set(const char* key, const std::string& value) {
-        QLIBCSzHashSetValue(&p, key, value.c_str());
-        return *this;
-    }
-};
-
 }  // namespace
 
 class HostileTest : public TarnTest {};
@@ -82,17 +72,17 @@ TEST_F(HostileTest, TextsRoundTripThroughEveryFamily) {
         EXPECT_EQ(text, back.str_desc);
         // A filter on the text finds this row and no other.
         VURO_TARN_OU_LIST list = nullptr;
-        Hash byName;
+        VurotarnHash byName;
         byName.set("name", unique);
         size_t total = 0;
         if (unique.size() < 3000) {
-            ASSERT_OK(VUROTARNOuList(byName.p, &list, &total));
+            ASSERT_OK(VUROTARNOuList(byName.get(), &list, &total));
             ASSERT_EQ(1u, total);
             EXPECT_EQ(ou.id, list->id);
             VUROTARNOuListFree(&list);
         } else {
             // Too long for a condition: refused, never run cut short.
-            EXPECT_EQ(-1, VUROTARNOuList(byName.p, &list, &total));
+            EXPECT_EQ(-1, VUROTARNOuList(byName.get(), &list, &total));
             EXPECT_EQ(nullptr, list);
         }
 
@@ -135,12 +125,12 @@ TEST_F(HostileTest, TextsRoundTripThroughEveryFamily) {
 
     // Searches of the log with such words run as searches.
     for (const std::string& text : hostileTexts()) {
-        Hash h;
+        VurotarnHash h;
         h.set("filter_word", text).set("filter_field", "all").set("lang", "enu");
         h.set("sort_by", text).set("sort_direction", text).set("limit", text);
         VURO_TARNLOG_LIST list = nullptr;
         size_t total = 0;
-        EXPECT_LE(0, VUROTARNLogList(h.p, &list, &total, nullptr, nullptr, nullptr));
+        EXPECT_LE(0, VUROTARNLogList(h.get(), &list, &total, nullptr, nullptr, nullptr));
         VUROTARNLogListFree(&list);
     }
 }
@@ -402,18 +392,18 @@ TEST_F(HostileListTest, SortKeysFiltersAndLanguagesNeverRunASecondStatement) {
             const bool blLog = family.first == std::string("log");
             const bool blJoin = family.first == std::string("package");
             for (const std::string& key : kKeys) {
-                Hash h;
+                VurotarnHash h;
                 h.set(blJoin ? "sort_by_no_escape" : "sort_by", blJoin ? "package.id" : "id");
                 if (blLog) {
                     h.set("filter_field", "all").set("filter_word", "x").set("lang", "enu");
                 }
                 h.set(key.c_str(), name);
-                family.second(h.p);
+                family.second(h.get());
             }
             // The name as a filter column, with itself as the value.
-            Hash column;
+            VurotarnHash column;
             column.set(name.c_str(), name);
-            family.second(column.p);
+            family.second(column.get());
             ASSERT_EQ(before, snapshot()) << family.first << ": " << name;
         }
     }
@@ -421,29 +411,29 @@ TEST_F(HostileListTest, SortKeysFiltersAndLanguagesNeverRunASecondStatement) {
 
     // Refused outright: a direction that is none, a sort term that is not a
     // plain name, a language that is not one of the twenty.
-    Hash dir;
+    VurotarnHash dir;
     dir.set("sort_by", "id").set("sort_direction", "DESC; DELETE FROM ou");
-    EXPECT_EQ(-1, families[0].second(dir.p));
-    Hash term;
+    EXPECT_EQ(-1, families[0].second(dir.get()));
+    VurotarnHash term;
     term.set("sort_by_no_escape", "id; DELETE FROM ou");
-    EXPECT_EQ(-1, families[0].second(term.p));
-    Hash lang;
+    EXPECT_EQ(-1, families[0].second(term.get()));
+    VurotarnHash lang;
     lang.set("obj_id", "'ou_none'").set("filter_word", "x").set("filter_field", "action");
     lang.set("lang", "enu\") OR 1=1 OR (\"");
-    EXPECT_EQ(-1, families.back().second(lang.p));
+    EXPECT_EQ(-1, families.back().second(lang.get()));
 
     // Plain names keep working, quoted or not.
-    Hash plain;
+    VurotarnHash plain;
     plain.set("sort_by", "name").set("sort_direction", "desc").set("name", "Sales");
     VURO_TARN_OU_LIST ous = nullptr;
     size_t total = 0;
-    ASSERT_OK(VUROTARNOuList(plain.p, &ous, &total));
+    ASSERT_OK(VUROTARNOuList(plain.get(), &ous, &total));
     ASSERT_EQ(1u, total);
     EXPECT_EQ(ou.id, ous->id);
     VUROTARNOuListFree(&ous);
-    Hash joined;
+    VurotarnHash joined;
     joined.set("sort_by_no_escape", "package.id DESC").set("sort_extra_no_escape", "peer.sn");
-    EXPECT_OK(families[4].second(joined.p));
+    EXPECT_OK(families[4].second(joined.get()));
 }
 
 /* The first SQLite call of a process may be the condition builder with a

@@ -16,29 +16,6 @@
 
 using namespace tarntest;
 
-namespace {
-
-/* Owns a list hash of filter keys. */
-struct Parms {
-    PQLIBSZHASH p = QLIBCSzHashAlloc(16);
-    ~Parms() { QLIBCSzHashFree(p); }
-    Parms& set(const char* key, const char* value) {
-        QLIBCSzHashSetValue(&p, key, value);
-        return *this;
-    }
-};
-
-/* Owns a parameter list. */
-struct Params {
-    PQLIBSZLIST p = QLIBCSzListAlloc(8);
-    explicit Params(std::initializer_list<const char*> items) {
-        for (const char* s : items) QLIBCSzListPush(&p, s);
-    }
-    ~Params() { QLIBCSzListFree(p); }
-};
-
-}  // namespace
-
 class LogTest : public TarnTest {
 protected:
     void TearDown() override {
@@ -66,15 +43,9 @@ protected:
     }
 
     /* The ids of a list, in list order. */
-    static std::vector<long> ids(const VURO_TARNLOG* p) {
-        std::vector<long> out;
-        for (; p != nullptr; p = p->pNext) out.push_back(p->id);
-        return out;
-    }
-
-    std::vector<long> listIds(Parms& parms, size_t* total = nullptr) {
+    std::vector<long> listIds(VurotarnHash& parms, size_t* total = nullptr) {
         VURO_TARNLOG_LIST list = nullptr;
-        int n = VUROTARNLogList(parms.p, &list, total, nullptr, nullptr, nullptr);
+        int n = VUROTARNLogList(parms.get(), &list, total, nullptr, nullptr, nullptr);
         std::vector<long> out = ids(list);
         EXPECT_EQ((int)out.size(), n);
         VUROTARNLogListFree(&list);
@@ -90,15 +61,7 @@ protected:
     }
 };
 
-TEST_F(LogTest, RecordsLevelsAndJson) {
-    EXPECT_EQ("info", VUROTARNLevelIntToStr(8));
-    EXPECT_EQ("crit", VUROTARNLevelIntToStr(2));
-    EXPECT_EQ("Information", VUROTARNLevelIntToRevealStr(-1));
-    EXPECT_EQ("Warning", VUROTARNLevelIntToRevealStr(5));
-    EXPECT_EQ(6, VUROTARNLevelStrToInt("ERR"));
-    EXPECT_EQ(3, VUROTARNLevelStrToInt("err"));
-    EXPECT_EQ(6, VUROTARNLevelStrToInt(""));
-
+TEST_F(LogTest, RecordsAndJson) {
     VURO_TARNLOG* p = VUROTARNLogAlloc();
     ASSERT_NE(nullptr, p);
     EXPECT_EQ(-1, p->id);
@@ -266,17 +229,17 @@ TEST_F(LogTest, ListFiltersCountsSortAndPages) {
     addRow(7, "ou_8", "ou_7", "salesbot", "Touched", "Beruehrt");                  // 5
 
     // Without sort the list runs against rowid order.
-    Parms none;
+    VurotarnHash none;
     size_t total = 0;
     EXPECT_EQ((std::vector<long>{5, 4, 3, 2, 1}), listIds(none, &total));
     EXPECT_EQ(5u, total);
 
-    Parms objs;
+    VurotarnHash objs;
     objs.set("obj_id", "'ou_1','ou_7'");
     EXPECT_EQ((std::vector<long>{5, 4, 2, 1}), listIds(objs));
 
     // The word searches the user name, the language's text, or both.
-    Parms user, action, all, message, wordOnly;
+    VurotarnHash user, action, all, message, wordOnly;
     user.set("filter_word", "sales").set("filter_field", "username").set("lang", "enu");
     EXPECT_EQ(std::vector<long>{5}, listIds(user));
     action.set("filter_word", "Sales").set("filter_field", "action").set("lang", "ger");
@@ -289,16 +252,16 @@ TEST_F(LogTest, ListFiltersCountsSortAndPages) {
     EXPECT_EQ(5u, listIds(wordOnly).size());
 
     // Quotes in the word stay inside the LIKE text.
-    Parms quote;
+    VurotarnHash quote;
     quote.set("filter_word", "x' OR '1'='1").set("filter_field", "all").set("lang", "enu");
     EXPECT_TRUE(listIds(quote).empty());
 
     // Counts per group, under the filter, whatever the page.
-    Parms counted;
+    VurotarnHash counted;
     counted.set("obj_id", "'ou_1','ou_7'").set("limit", "1");
     VURO_TARNLOG_LIST list = nullptr;
     size_t err = 9, warn = 9, info = 9;
-    EXPECT_EQ(1, VUROTARNLogList(counted.p, &list, &total, &err, &warn, &info));
+    EXPECT_EQ(1, VUROTARNLogList(counted.get(), &list, &total, &err, &warn, &info));
     EXPECT_EQ(4u, total);
     EXPECT_EQ(1u, err);
     EXPECT_EQ(0u, warn);
@@ -306,23 +269,23 @@ TEST_F(LogTest, ListFiltersCountsSortAndPages) {
     VUROTARNLogListFree(&list);
     // One group pointer missing: no group counts at all.
     err = warn = 9;
-    EXPECT_EQ(5, VUROTARNLogList(none.p, &list, &total, &err, &warn, nullptr));
+    EXPECT_EQ(5, VUROTARNLogList(none.get(), &list, &total, &err, &warn, nullptr));
     EXPECT_EQ(9u, err);
     EXPECT_EQ(9u, warn);
     VUROTARNLogListFree(&list);
 
     // Sorting by "action" sorts by the language's column; the list then
     // runs against that order.
-    Parms byGer;
+    VurotarnHash byGer;
     byGer.set("sort_by", "action").set("lang", "ger").set("sort_direction", "desc");
     // ger descending: Server, Sales g, Sales e, Richtlinie, Beruehrt
     EXPECT_EQ((std::vector<long>{5, 3, 4, 1, 2}), listIds(byGer));
 
-    Parms page;
+    VurotarnHash page;
     page.set("sort_by", "id").set("sort_direction", "DESC").set("limit", "2").set("offset", "1");
     EXPECT_EQ((std::vector<long>{3, 4}), listIds(page, &total));
     EXPECT_EQ(5u, total);
-    Parms offsetOnly, dirOnly, unlimited;
+    VurotarnHash offsetOnly, dirOnly, unlimited;
     offsetOnly.set("offset", "3");
     EXPECT_EQ(5u, listIds(offsetOnly).size());
     dirOnly.set("sort_direction", "desc");
@@ -336,9 +299,9 @@ TEST_F(LogTest, ListFiltersCountsSortAndPages) {
     };
     static Seen seen;
     static PQLIBSZHASH expected;
-    expected = objs.p;
+    expected = objs.get();
     seen.obj.clear();
-    ASSERT_OK(VUROTARNLogPrint(objs.p, &total, [](void* arg, int n, char** v, char** c) {
+    ASSERT_OK(VUROTARNLogPrint(objs.get(), &total, [](void* arg, int n, char** v, char** c) {
         EXPECT_EQ(expected, *static_cast<PQLIBSZHASH*>(arg));
         for (int i = 0; i < n; i++) {
             if (std::string(c[i]) == "obj_id") seen.obj.push_back(v[i]);
@@ -357,8 +320,8 @@ TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
     VURO_TARNLOG log;
 
     // One parameter for two placeholders: {1} stays.
-    Params one{"p0"};
-    ASSERT_OK(ConvertLog("t", "two", one.p, &log));
+    VurotarnSzList one{"p0"};
+    ASSERT_OK(ConvertLog("t", "two", one.get(), &log));
     EXPECT_EQ("A p0 B {1}", log.str_enu);
     EXPECT_EQ("X p0 Y {1}", log.str_ger);
     // Languages whose file lacks the key fall back to English.
@@ -369,10 +332,10 @@ TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
     // Substitution runs upward into the growing text; references resolve
     // in each language, both brace references of a parameter, only the
     // first text call, and a missing key leaves its bare name.
-    Params refs{"<{1}>",
-                "{t:word}/{t:other} VURO.VDK.TARN._T( 't' , \"other\" ) "
-                "VURO.VDK.TARN._T(t,word) {t:nokey}"};
-    ASSERT_OK(ConvertLog("t", "two", refs.p, &log));
+    VurotarnSzList refs{"<{1}>",
+                        "{t:word}/{t:other} VURO.VDK.TARN._T( 't' , \"other\" ) "
+                        "VURO.VDK.TARN._T(t,word) {t:nokey}"};
+    ASSERT_OK(ConvertLog("t", "two", refs.get(), &log));
     EXPECT_EQ(
         "A <Ready/Other Other VURO.VDK.TARN._T(t,word) nokey> B "
         "Ready/Other Other VURO.VDK.TARN._T(t,word) nokey",
@@ -383,17 +346,17 @@ TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
         log.str_ger);
     // Any text of the reference's shape is one: a name such as this reads
     // as section "1}-{t", which no file has, so the bare key stands.
-    Params shaped{"{1}-{t:word}"};
-    ASSERT_OK(ConvertLog("t", "two", shaped.p, &log));
+    VurotarnSzList shaped{"{1}-{t:word}"};
+    ASSERT_OK(ConvertLog("t", "two", shaped.get(), &log));
     EXPECT_EQ("A word B {1}", log.str_enu);
 
     // German lacks "onlyenu": its text and its references are English.
-    Params ref{"{t:word}"};
-    ASSERT_OK(ConvertLog("t", "onlyenu", ref.p, &log));
+    VurotarnSzList ref{"{t:word}"};
+    ASSERT_OK(ConvertLog("t", "onlyenu", ref.get(), &log));
     EXPECT_EQ("English Ready", log.str_ger);
     // A reference whose value refers to itself ends.
-    Params loop{"{t:loop}"};
-    ASSERT_OK(ConvertLog("t", "two", loop.p, &log));
+    VurotarnSzList loop{"{t:loop}"};
+    ASSERT_OK(ConvertLog("t", "two", loop.get(), &log));
     EXPECT_EQ(-1, ConvertLog("t", "absent", nullptr, &log));
 
     char sec[64], key[64], tpl[64];
@@ -420,10 +383,10 @@ TEST_F(LogTest, MessagesExpandIntoEveryLanguage) {
 
 TEST_F(LogTest, WritingARowStoresAndSendsIt) {
     testStrings("two=\"A {0} B {1}\"\n", "two=\"X {0} Y {1}\"\n");
-    Params params{"{server:status_ready}", "plain"};
+    VurotarnSzList params{"{server:status_ready}", "plain"};
     logClear();
     // Level 0 is stored as 6 and still sent as an error.
-    ASSERT_OK(VUROTARNLog(0, "ou_3", nullptr, "t", "two", params.p, "{\"k\":1}"));
+    ASSERT_OK(VUROTARNLog(0, "ou_3", nullptr, "t", "two", params.get(), "{\"k\":1}"));
     VURO_TARNLOG log;
     ASSERT_OK(VUROTARNLogGetByID(1, &log));
     EXPECT_EQ(6, log.level);
@@ -444,7 +407,7 @@ TEST_F(LogTest, WritingARowStoresAndSendsIt) {
     EXPECT_TRUE(sent) << logDump();
 
     setenv("VURO_WEBAPI_USERNAME", "alice", 1);
-    ASSERT_OK(VUROTARNLog(6, "ou_3", "ou_0", "t", "two", params.p, nullptr));
+    ASSERT_OK(VUROTARNLog(6, "ou_3", "ou_0", "t", "two", params.get(), nullptr));
     // A filled record is not filled again: clear it before reuse.
     ASSERT_OK(VUROTARNLogGetByID(2, &log));
     EXPECT_EQ("", log.str_username);
@@ -454,10 +417,10 @@ TEST_F(LogTest, WritingARowStoresAndSendsIt) {
     EXPECT_STREQ("alice", getenv("USERNAME"));
 
     // A key in no file: no row.
-    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", "t", "absent", params.p, nullptr));
+    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", "t", "absent", params.get(), nullptr));
     EXPECT_TRUE(logHas("conver t:absent string failed."));
     EXPECT_EQ("2", logValue("SELECT COUNT(*) FROM log"));
-    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", nullptr, "two", params.p, nullptr));
+    EXPECT_EQ(-1, VUROTARNLog(6, "ou_3", "", nullptr, "two", params.get(), nullptr));
     EXPECT_TRUE(logHas("(__null != szSection)"));
 }
 
@@ -484,10 +447,10 @@ TEST_F(LogTest, ObjectsAUserMaySeeAndTheMailLanguage) {
     addRow(6, "gpo_9", "ou_2", "", "under B");
     addRow(6, "ou_1", "ou_0", "", "A itself");
     ASSERT_OK(VUROMsgGetObjIdByUser("alice", buf, sizeof(buf)));
-    Parms parms;
+    VurotarnHash parms;
     parms.set("obj_id", buf);
     VURO_TARNLOG_LIST list = nullptr;
-    EXPECT_EQ(1, VUROTARNLogList(parms.p, &list, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(1, VUROTARNLogList(parms.get(), &list, nullptr, nullptr, nullptr, nullptr));
     ASSERT_NE(nullptr, list);
     EXPECT_EQ("gpo_9", list->str_obj_id);
     VUROTARNLogListFree(&list);
@@ -521,15 +484,15 @@ TEST_F(LogTest, TextCallThatExactlyFillsItsBuffer) {
     std::string param = "VURO.VDK.TARN._T(t,";
     param += std::string(512 - param.size() - 1, 'k') + ")";
     ASSERT_EQ(512u, param.size());
-    Params params{param.c_str()};
+    VurotarnSzList params{param.c_str()};
     std::string file = "/var/packages/TARN/target/ui/texts/enu/strings";
     char val[4096];
-    ParamGet(params.p, 0, file.c_str(), val, sizeof(val));
+    ParamGet(params.get(), 0, file.c_str(), val, sizeof(val));
     EXPECT_EQ(param, val);
     // One byte shorter fits: the unknown key stands for itself.
     param.erase(19, 1);
-    Params shorter{param.c_str()};
-    ParamGet(shorter.p, 0, file.c_str(), val, sizeof(val));
+    VurotarnSzList shorter{param.c_str()};
+    ParamGet(shorter.get(), 0, file.c_str(), val, sizeof(val));
     EXPECT_EQ(std::string(510 - 19, 'k'), val);
 }
 
@@ -538,7 +501,7 @@ TEST_F(LogTest, WordFiltersTakeWildcardsAsThemselves) {
     addRow(6, "ou_2", "", "axb", "500 done", "zu 500 fertig");
     long slash = addRow(6, "ou_3", "", "back\\slash", "it's done", "fertig");
     auto found = [&](const char* word, const char* field, const char* lang = "enu") {
-        Parms p;
+        VurotarnHash p;
         p.set("filter_word", word).set("filter_field", field).set("lang", lang);
         return listIds(p);
     };
@@ -566,25 +529,25 @@ TEST_F(LogTest, LanguagesAndObjectListsAreReadNotPasted) {
     for (const char* lang : {"enu\") OR 1=1 OR (\"", "ENU", "en", "enu ", "", "username", "obj_id",
                              "x\"; DELETE FROM log; --"}) {
         SCOPED_TRACE(std::string("lang '") + lang + "'");
-        Parms search, sort;
+        VurotarnHash search, sort;
         search.set("obj_id", "'ou_1'").set("filter_word", "m").set("filter_field", "action");
         search.set("lang", lang);
         sort.set("sort_by", "action").set("lang", lang);
         VURO_TARNLOG_LIST list = nullptr;
         size_t total = 7;
-        EXPECT_EQ(-1, VUROTARNLogList(search.p, &list, &total, nullptr, nullptr, nullptr));
+        EXPECT_EQ(-1, VUROTARNLogList(search.get(), &list, &total, nullptr, nullptr, nullptr));
         EXPECT_EQ(0u, total);
         EXPECT_EQ(nullptr, list);
-        EXPECT_EQ(-1, VUROTARNLogList(sort.p, &list, nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(-1, VUROTARNLogList(sort.get(), &list, nullptr, nullptr, nullptr, nullptr));
         EXPECT_EQ(nullptr, list);
     }
-    Parms noLang;
+    VurotarnHash noLang;
     noLang.set("filter_word", "m").set("filter_field", "all");
     VURO_TARNLOG_LIST list = nullptr;
-    EXPECT_EQ(-1, VUROTARNLogList(noLang.p, &list, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(-1, VUROTARNLogList(noLang.get(), &list, nullptr, nullptr, nullptr, nullptr));
     char langs[] = VUROTARNLOG_LANG_LIST;
     for (char* lang = strtok(langs, ","); lang != nullptr; lang = strtok(nullptr, ",")) {
-        Parms p;
+        VurotarnHash p;
         p.set("filter_word", "mine").set("filter_field", "action").set("lang", lang);
         p.set("sort_by", "action");
         EXPECT_EQ(lang == std::string("enu") ? 3u : 0u, listIds(p).size()) << lang;
@@ -593,18 +556,18 @@ TEST_F(LogTest, LanguagesAndObjectListsAreReadNotPasted) {
     // The object list is read as ids and quoted anew: quoted as the user's
     // view gives it, or bare; anything else is refused.
     for (const char* ids : {"'ou_1'", " 'ou_1' , 'ou_77' ", "ou_1", "ou_1,'it''s'"}) {
-        Parms p;
+        VurotarnHash p;
         p.set("obj_id", ids);
         EXPECT_EQ((std::vector<long>{child, mine}), listIds(p)) << ids;
     }
-    Parms none;
+    VurotarnHash none;
     none.set("obj_id", "");
     EXPECT_TRUE(listIds(none).empty());
     for (const char* ids : {"'ou_1') OR 1=1 OR ('", "'ou_1'') OR 1=1 --", "'ou_1',", "ou-1",
                             "'x')); DELETE FROM log; SELECT ((1", ",'ou_1'", "'ou_1' 'ou_9'"}) {
-        Parms p;
+        VurotarnHash p;
         p.set("obj_id", ids);
-        EXPECT_EQ(-1, VUROTARNLogList(p.p, &list, nullptr, nullptr, nullptr, nullptr)) << ids;
+        EXPECT_EQ(-1, VUROTARNLogList(p.get(), &list, nullptr, nullptr, nullptr, nullptr)) << ids;
         EXPECT_EQ(nullptr, list);
     }
     EXPECT_EQ("3", logValue("SELECT COUNT(*) FROM log"));
@@ -626,7 +589,7 @@ TEST_F(LogTest, AUserWhoSeesTenThousandObjectsGetsTheirRows) {
     std::string ids;
     ASSERT_OK(VUROMsgGetObjIdListByUser("alice", &ids));
     EXPECT_EQ(10001, std::count(ids.begin(), ids.end(), ',') + 1);
-    Parms p;
+    VurotarnHash p;
     p.set("obj_id", ids.c_str()).set("sort_by", "id");
     size_t total = 0;
     EXPECT_EQ((std::vector<long>{under, last, first}), listIds(p, &total));

@@ -31,17 +31,9 @@
 
 namespace {
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-void spill(const std::string& path, const std::string& text, mode_t mode = 0644) {
-    std::ofstream(path, std::ios::binary) << text;
-    chmod(path.c_str(), mode);
-}
+using tarntest::items;
+using tarntest::readFile;
+using tarntest::writeFile;
 
 std::set<std::string> entries(const std::string& dir) {
     std::set<std::string> names;
@@ -60,7 +52,7 @@ std::vector<std::string> keysOf(PQLIBSZHASH hash) {
     PQLIBSZLIST list = NULL;
     std::vector<std::string> keys;
     if (QLIBCSzHashEnumKey(hash, &list) == 0) {
-        keys.assign(list->pszItem, list->pszItem + list->nItem);
+        keys = items(list);
     }
     QLIBCSzListFree(list);
     return keys;
@@ -94,7 +86,7 @@ protected:
             dir += part;
             mkdir(dir.c_str(), 0755);
         }
-        spill(dir + "/tarnou_create", "#!/bin/sh\n" + body, 0755);
+        writeFile(dir + "/tarnou_create", "#!/bin/sh\n" + body, 0755);
     }
 
     std::string root_;
@@ -178,7 +170,7 @@ TEST(SzList, GrowsPastInitialSizeSortsAndBoundsGet) {
 
 TEST_F(SysrootTest, KeyValueFilesReadAndWriteAtomicallyBelowTheRoot) {
     const char* conf = "/etc/tarn.conf";
-    spill(sys(conf), "# settings\n  name = \"Main Office\"\nlimit=100\nlimit=7\nbare=x", 0640);
+    writeFile(sys(conf), "# settings\n  name = \"Main Office\"\nlimit=100\nlimit=7\nbare=x", 0640);
     char buf[64];
     EXPECT_EQ(12, QLIBCFileGetKeyValue(conf, "name", buf, sizeof(buf), 0));
     EXPECT_STREQ("Main Office", buf);
@@ -194,7 +186,7 @@ TEST_F(SysrootTest, KeyValueFilesReadAndWriteAtomicallyBelowTheRoot) {
     ASSERT_EQ(0, QLIBCFileSetKeyValue(conf, "name", "Branch", 0));
     ASSERT_EQ(0, QLIBCFileSetKeyValue(conf, "added", "yes", 0));
     EXPECT_EQ("# settings\nname=\"Branch\"\nlimit=5\nlimit=7\nbare=x\nadded=yes\n",
-              slurp(sys(conf)));
+              readFile(sys(conf)));
     struct stat st;
     ASSERT_EQ(0, stat(sys(conf).c_str(), &st));
     EXPECT_EQ(0640u, st.st_mode & 07777);
@@ -240,7 +232,7 @@ TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
     ASSERT_EQ(0, mkdir(canary.c_str(), 0755));
     std::unique_ptr<const std::string, void (*)(const std::string*)> canaryGone(
         &canary, [](const std::string* p) { std::filesystem::remove_all(*p); });
-    spill(canary + "/keep", "k");
+    writeFile(canary + "/keep", "k");
     ASSERT_EQ(0, symlink(canary.c_str(), sys("/out").c_str()));
     ASSERT_EQ(0, symlink((canary + "/new").c_str(), sys("/dangling").c_str()));
     ASSERT_EQ(0, symlink("../../../../../../../../..", sys("/etc/up").c_str()));
@@ -280,11 +272,11 @@ TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
     EXPECT_EQ(-1, VUROFSMkdirP(back.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755));
     EXPECT_EQ(-1, VUROFSRemoveTree("/out/keep"));
     EXPECT_EQ((std::set<std::string>{"keep"}), entries(canary));
-    EXPECT_EQ("k", slurp(canary + "/keep"));
+    EXPECT_EQ("k", readFile(canary + "/keep"));
 
     // A tree with links in it goes; the links go as links.
     ASSERT_EQ(0, VUROFSMkdirP("/tree/a/b", NULL, TRUE, UID_ERR, GID_ERR, 0755));
-    spill(sys("/tree/a/b/f"), "f");
+    writeFile(sys("/tree/a/b/f"), "f");
     ASSERT_EQ(0, symlink(canary.c_str(), sys("/tree/a/link").c_str()));
     ASSERT_EQ(0, symlink((canary + "/keep").c_str(), sys("/tree/a/b/file").c_str()));
     EXPECT_EQ(0, VUROFSRemoveTree("/tree/"));
@@ -292,7 +284,7 @@ TEST_F(SysrootTest, SysPathRefusesWhatResolvesOutsideTheRoot) {
     EXPECT_EQ(0, VUROFSRemoveTree("/out"));
     EXPECT_NE(0, access(sys("/out").c_str(), F_OK));
     EXPECT_EQ(0, VUROFSRemoveTree("/nosuch"));
-    EXPECT_EQ("k", slurp(canary + "/keep"));
+    EXPECT_EQ("k", readFile(canary + "/keep"));
     struct stat st;
     EXPECT_NE(0, lstat((canary + "/new").c_str(), &st));
 }
@@ -308,13 +300,13 @@ TEST_F(SysrootTest, ExecRunsWithoutShellAndReportsStatus) {
 
     std::string script = sys("/args.sh");
     std::string out = sys("/args.out");
-    spill(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + out + "'\n", 0755);
+    writeFile(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + out + "'\n", 0755);
     std::vector<std::string> args = {script, "$(echo x)", "a b", "; touch " + sys("/owned")};
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(&a[0]);
     argv.push_back(NULL);
     ASSERT_EQ(0, QLIBCExec(script.c_str(), argv.data()));
-    EXPECT_EQ("$(echo x)\na b\n; touch " + sys("/owned") + "\n", slurp(out));
+    EXPECT_EQ("$(echo x)\na b\n; touch " + sys("/owned") + "\n", readFile(out));
     EXPECT_NE(0, access(sys("/owned").c_str(), F_OK));
 
     EXPECT_TRUE(QLIBCProcAlive(getpid()));
@@ -358,7 +350,7 @@ TEST_F(SysrootTest, PluginRunsWithArgumentsInItsOwnEnvironment) {
     close(fds[0]);
     close(fds[1]);
     ASSERT_EQ(0, rc);
-    std::string text = "\n" + slurp(out);
+    std::string text = "\n" + readFile(out);
     for (const std::string& line : std::vector<std::string>{
              "action=PRE", "/dev/null", "OU_NAME=Sales & Co $(x)", "RESULT=-5",
              "PLUGIN_NAME=tarnou/tarnou_create", "PLUGIN_ACTION=PRE", "VURO_SYSROOT=" + root_}) {
@@ -368,8 +360,8 @@ TEST_F(SysrootTest, PluginRunsWithArgumentsInItsOwnEnvironment) {
     EXPECT_EQ(std::string::npos, text.find("TARN_TEST_PARENT_ONLY"));
 
     ASSERT_EQ(0, QLIBPluginAction(SDK_PLUGIN_POST, p));
-    EXPECT_NE(std::string::npos, slurp(out).find("action=POST\n"));
-    EXPECT_NE(std::string::npos, slurp(out).find("\nRESULT=-5\n"));  // arguments stay set
+    EXPECT_NE(std::string::npos, readFile(out).find("action=POST\n"));
+    EXPECT_NE(std::string::npos, readFile(out).find("\nRESULT=-5\n"));  // arguments stay set
     EXPECT_EQ(-1, QLIBPluginAction(static_cast<SDK_PLUGIN_ACTION>(3), p));
     EXPECT_EQ(0, QLIBPluginExit(p));
     EXPECT_EQ(0, QLIBPluginExit(NULL));
@@ -405,12 +397,12 @@ TEST_F(SysrootTest, PluginFailuresMissingAndTimeout) {
     QLIBPluginExit(p);
     QLIBCSzListFree(dirs);
 
-    std::string sleeper = slurp(pidFile);
+    std::string sleeper = readFile(pidFile);
     ASSERT_FALSE(sleeper.empty());
     std::string stat = "/proc/" + sleeper.substr(0, sleeper.find('\n')) + "/stat";
     bool gone = false;
     for (int i = 0; i < 200 && !gone; i++) {
-        std::string s = slurp(stat);
+        std::string s = readFile(stat);
         gone = s.empty() || s.find(") Z ") != std::string::npos;
         if (!gone) usleep(10000);
     }
@@ -423,7 +415,7 @@ namespace {
 bool processEnds(const std::string& pidText) {
     std::string stat = "/proc/" + pidText.substr(0, pidText.find('\n')) + "/stat";
     for (int i = 0; i < 200; i++) {
-        std::string s = slurp(stat);
+        std::string s = readFile(stat);
         if (s.empty() || s.find(") Z ") != std::string::npos) return true;
         usleep(10000);
     }
@@ -475,7 +467,7 @@ TEST_F(SysrootTest, PluginOutputGoesToTheLogAndWhatItLeavesIsEnded) {
         << tarntest::logDump();
     EXPECT_TRUE(tarntest::logHas("plug-in tarnou/tarnou_create PRE (stderr): oops"));
     EXPECT_FALSE(tarntest::logHas("leaked47"));
-    std::string sleeper = slurp(pidFile);
+    std::string sleeper = readFile(pidFile);
     ASSERT_FALSE(sleeper.empty());
     EXPECT_TRUE(processEnds(sleeper)) << sleeper;
 
@@ -487,7 +479,7 @@ TEST_F(SysrootTest, PluginOutputGoesToTheLogAndWhatItLeavesIsEnded) {
     start = time(NULL);
     EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_POST, p));
     EXPECT_LE(time(NULL) - start, 3);
-    sleeper = slurp(pidFile);
+    sleeper = readFile(pidFile);
     ASSERT_FALSE(sleeper.empty());
     EXPECT_TRUE(processEnds(sleeper)) << sleeper;
     QLIBPluginExit(p);
@@ -525,7 +517,7 @@ TEST_F(SysrootTest, JsonRoundTripStrictParseFileAndSearch) {
         EXPECT_TRUE(w.isNull()) << bad;
     }
 
-    spill(sys("/etc/x.json"), "[\"a\", 2, {\"k\": true}]\n");
+    writeFile(sys("/etc/x.json"), "[\"a\", 2, {\"k\": true}]\n");
     Json::Value arr;
     ASSERT_TRUE(vurojson::fromFile(arr, "/etc/x.json"));
     EXPECT_FALSE(vurojson::fromFile(v, "/etc/none.json"));

@@ -6,21 +6,6 @@
 
 using namespace tarntest;
 
-namespace {
-
-template <class Rec>
-std::vector<long> ids(const Rec* p) {
-    std::vector<long> out;
-    for (; p; p = p->pNext) out.push_back(p->id);
-    return out;
-}
-
-std::vector<std::string> items(PQLIBSZLIST l) {
-    return std::vector<std::string>(l->pszItem, l->pszItem + l->nItem);
-}
-
-}  // namespace
-
 /*        0
  *        |
  *        1 (gpo 1)

@@ -12,8 +12,7 @@ namespace {
 
 template <class Rec>
 std::vector<long> sortedIds(const Rec* p) {
-    std::vector<long> out;
-    for (; p; p = p->pNext) out.push_back(p->id);
+    std::vector<long> out = ids(p);
     std::sort(out.begin(), out.end());
     return out;
 }
@@ -106,8 +105,7 @@ TEST_F(UidTest, DelegatedUserSeesHisNodesOnceThroughGroupsToo) {
 
     PQLIBSZLIST list = QLIBCSzListAlloc(8);
     ASSERT_OK(VUROTARNContainerObjIDListByUid(kAlice, &list));
-    EXPECT_EQ((std::vector<std::string>{"ou_2", "ou_4", "peer_2"}),
-              std::vector<std::string>(list->pszItem, list->pszItem + list->nItem));
+    EXPECT_EQ((std::vector<std::string>{"ou_2", "ou_4", "peer_2"}), items(list));
     ASSERT_OK(VUROTARNPeerSNListByUid(kAlice, &list));
     EXPECT_EQ(1, list->nItem);
     EXPECT_STREQ("SN2", list->pszItem[0]);

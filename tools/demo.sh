@@ -65,7 +65,7 @@ tarn info set --peer "$nas1" --general '{"cpu":"4 cores","ram_mb":8192}' \
 tarn info get-by-peer "$nas1" | grep -E '"(cpu|free_gb)" :'
 
 step "The package file store: entries of server kinds no peer has go, and pool files no entry holds"
-mkdir -p "$ROOT/volume1" "$ROOT/etc/vuro"
+mkdir -p "$ROOT/volume1"  # etc/vuro is there from tarn init
 echo /volume1 > "$ROOT/etc/vuro/volumes.conf"
 store="$ROOT/volume1/@tmp/tarnpkg.tmp"
 mkdir -p "$store/bdl/FileStation" "$store/peer/RS819/42000" "$store/peer/DS120/1000"

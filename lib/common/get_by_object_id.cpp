@@ -1,113 +1,86 @@
 /* get_by_object_id.cpp - walks over the tree of parent references: children,
  * breadth-first subtrees, paths to the root. Each step is a List or Get of a
- * family; a node met twice (a loop in parent_id) ends the walk with -1. */
+ * family; a node met twice (a loop in parent_id) ends the walk with -1.
+ * The frame calling up into the OU, peer and policy families: a walk
+ * crosses all three, so no one family can own it, and the policy engine,
+ * the delegates, the user views and the tool all walk. */
 #include <stdio.h>
 
 #include <set>
 
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
-
-/* True when the call failed (returned below 0), after the located condition
- * trace with the call as written. */
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
 
 int VUROTARNGetChildByID(long id, int idType, VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer,
                          VURO_TARN_GPO** pListGpo) {
     VUROTARN_ARG_CHECK_TEXT(NULL != pListOu || NULL != pListPeer || NULL != pListGpo,
                             "(__null!=pListOu || __null!=pListPeer || __null!=pListGpo)", 0,
                             return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
+    // Named as the traces name it: each failed step is traced as written.
+    PQLIBSZHASH& pHash = hash.get();
     char szId[64];
     char szType[64];
     snprintf(szId, sizeof(szId), "%ld", id);
     snprintf(szType, sizeof(szType), "%d", idType);
-    int ret = -1;
     if (idType == VURO_TARN_TYPE_PEER) {
         if (pListGpo == NULL) {
-            ret = 0;
-            goto cleanup;
+            return 0;
         }
         if (VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
             VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_type", szType)) ||
             VUROTARN_STEP_FAILED(VUROTARNGpoList(pHash, pListGpo, NULL))) {
-            goto cleanup;
+            return -1;
         }
-    } else if (idType == VURO_TARN_TYPE_OU) {
-        if (pListGpo != NULL &&
-            (VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
-             VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_type", szType)) ||
-             VUROTARN_STEP_FAILED(VUROTARNGpoList(pHash, pListGpo, NULL)))) {
-            goto cleanup;
-        }
-        if (pListPeer != NULL &&
-            (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
-             VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
-             VUROTARN_STEP_FAILED(VUROTARNPeerList(pHash, pListPeer, NULL)))) {
-            goto cleanup;
-        }
-        if (pListOu != NULL &&
-            (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
-             VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
-             VUROTARN_STEP_FAILED(VUROTARNOuList(pHash, pListOu, NULL)))) {
-            goto cleanup;
-        }
-    } else {
-        VUROTARN_TRACE_LOCATED("Bad idType=%d", idType);
-        goto cleanup;
+        return 0;
     }
-    ret = 0;
-
-cleanup:
-    QLIBCSzHashFree(pHash);
-    return ret;
+    if (idType != VURO_TARN_TYPE_OU) {
+        VUROTARN_TRACE_LOCATED("Bad idType=%d", idType);
+        return -1;
+    }
+    if (pListGpo != NULL &&
+        (VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+         VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_type", szType)) ||
+         VUROTARN_STEP_FAILED(VUROTARNGpoList(pHash, pListGpo, NULL)))) {
+        return -1;
+    }
+    if (pListPeer != NULL &&
+        (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
+         VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+         VUROTARN_STEP_FAILED(VUROTARNPeerList(pHash, pListPeer, NULL)))) {
+        return -1;
+    }
+    if (pListOu != NULL && (VUROTARN_STEP_FAILED(QLIBCHashRemoveAll(pHash)) ||
+                            VUROTARN_STEP_FAILED(QLIBCSzHashSetValue(&pHash, "parent_id", szId)) ||
+                            VUROTARN_STEP_FAILED(VUROTARNOuList(pHash, pListOu, NULL)))) {
+        return -1;
+    }
+    return 0;
 }
 
 namespace {
 
 /* The lists a subtree walk collects before handing them over. */
 struct TreeWalk {
-    VURO_TARN_OU* pOuListHead = nullptr;
-    VURO_TARN_PEER* pPeerListHead = nullptr;
-    VURO_TARN_GPO* pGpoListHead = nullptr;
-
-    ~TreeWalk() {
-        vurotarnListDestroy(&pOuListHead);
-        vurotarnListDestroy(&pPeerListHead);
-        vurotarnListDestroy(&pGpoListHead);
-    }
-
-    /* Hands each list to the caller's pointer, or frees it when unwanted. */
-    void handOver(VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer, VURO_TARN_GPO** pListGpo) {
-        if (pListOu != nullptr) {
-            vurotarnListAppend(pListOu, pOuListHead);
-            pOuListHead = nullptr;
-        }
-        if (pListPeer != nullptr) {
-            vurotarnListAppend(pListPeer, pPeerListHead);
-            pPeerListHead = nullptr;
-        }
-        if (pListGpo != nullptr) {
-            vurotarnListAppend(pListGpo, pGpoListHead);
-            pGpoListHead = nullptr;
-        }
-    }
+    VurotarnList<VURO_TARN_OU> ou;
+    VurotarnList<VURO_TARN_PEER> peer;
+    VurotarnList<VURO_TARN_GPO> gpo;
 };
 
 int treeOfPeer(long id, VURO_TARN_PEER** pListPeer, VURO_TARN_GPO** pListGpo, TreeWalk& walk) {
+    VURO_TARN_GPO*& pGpoListHead = walk.gpo.p;  // as the trace names it
     if (VUROTARN_STEP_FAILED(
-            VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL, &walk.pGpoListHead))) {
+            VUROTARNGetChildByID(id, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoListHead))) {
         return -1;
     }
     if (pListPeer != nullptr) {
         VURO_TARN_PEER* pPeerListHead = VUROTARNPeerAlloc();
-        walk.pPeerListHead = pPeerListHead;
+        walk.peer.p = pPeerListHead;
         if (pPeerListHead == nullptr) {
             VUROTARN_TRACE_LOCATED_COND(NULL != pPeerListHead);
             return -1;
@@ -122,7 +95,7 @@ int treeOfPeer(long id, VURO_TARN_PEER** pListPeer, VURO_TARN_GPO** pListGpo, Tr
 
 int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
     VURO_TARN_OU* pOuListHead = VUROTARNOuAlloc();
-    walk.pOuListHead = pOuListHead;
+    walk.ou.p = pOuListHead;
     if (pOuListHead == nullptr) {
         VUROTARN_TRACE_LOCATED_COND(NULL != pOuListHead);
         return -1;
@@ -130,9 +103,9 @@ int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
     if (VUROTARN_STEP_FAILED(VUROTARNOuGet(id, pOuListHead))) {
         return -1;
     }
-    std::set<long> visited{walk.pOuListHead->id};
-    VURO_TARN_OU** ppTail = &walk.pOuListHead->pNext;
-    for (VURO_TARN_OU* pOuCur = walk.pOuListHead; pOuCur != nullptr; pOuCur = pOuCur->pNext) {
+    std::set<long> visited{walk.ou.p->id};
+    VURO_TARN_OU** ppTail = &walk.ou.p->pNext;
+    for (VURO_TARN_OU* pOuCur = walk.ou.p; pOuCur != nullptr; pOuCur = pOuCur->pNext) {
         VURO_TARN_OU* pOuListTmp = nullptr;
         VURO_TARN_PEER* pPeerListTmp = nullptr;
         VURO_TARN_GPO* pGpoListTmp = nullptr;
@@ -140,8 +113,8 @@ int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
                                      blPeers ? &pPeerListTmp : NULL, blGpos ? &pGpoListTmp : NULL);
         // Found lists go to the walk first, so a failure frees them with it.
         *ppTail = pOuListTmp;
-        vurotarnListAppend(&walk.pPeerListHead, pPeerListTmp);
-        vurotarnListAppend(&walk.pGpoListHead, pGpoListTmp);
+        vurotarnListAppend(&walk.peer.p, pPeerListTmp);
+        vurotarnListAppend(&walk.gpo.p, pGpoListTmp);
         if (r < 0) {
             VUROTARNTraceLocatedCond(__FILE__, __LINE__,
                                      "0 > VUROTARNGetChildByID(pOuCur->id, 2, &pOuListTmp, "
@@ -157,12 +130,12 @@ int treeOfOu(long id, bool blPeers, bool blGpos, TreeWalk& walk) {
         ppTail = vurotarnListTail(ppTail);
     }
     if (blGpos) {
-        for (VURO_TARN_PEER* pPeerCur = walk.pPeerListHead; pPeerCur != nullptr;
+        for (VURO_TARN_PEER* pPeerCur = walk.peer.p; pPeerCur != nullptr;
              pPeerCur = pPeerCur->pNext) {
             VURO_TARN_GPO* pGpoListTmp = nullptr;
             int r =
                 VUROTARNGetChildByID(pPeerCur->id, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoListTmp);
-            vurotarnListAppend(&walk.pGpoListHead, pGpoListTmp);
+            vurotarnListAppend(&walk.gpo.p, pGpoListTmp);
             if (r < 0) {
                 VUROTARNTraceLocatedCond(
                     __FILE__, __LINE__,
@@ -188,7 +161,9 @@ int VUROTARNGetTreeByID(long id, int idType, VURO_TARN_OU** pListOu, VURO_TARN_P
     if (r < 0) {
         return -1;
     }
-    walk.handOver(idType == VURO_TARN_TYPE_PEER ? NULL : pListOu, pListPeer, pListGpo);
+    walk.ou.handTo(idType == VURO_TARN_TYPE_PEER ? NULL : pListOu);
+    walk.peer.handTo(pListPeer);
+    walk.gpo.handTo(pListGpo);
     return 0;
 }
 

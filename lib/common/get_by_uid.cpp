@@ -1,45 +1,28 @@
 /* get_by_uid.cpp - a user's view of the tree: the nodes delegated to him or
  * his groups (one level), the same with their subtrees, and the yes-or-no
- * questions built on it. Administrators see everything. */
+ * questions built on it. Administrators see everything. Like the walks, it
+ * calls up into the families (delegates, OUs, peers, policies) and sits in
+ * the frame because the event log, the policy engine and the tool all ask
+ * what a user may see. */
 #include <stdio.h>
 #include <string.h>
 
 #include <set>
 
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_sqlite.h"
 #include "vurotarn_tree.h"
 #include "vurotarn_uid.h"
 
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
-
 namespace {
 
 const char* const kAnyListText = "(__null!=ppHeadOu || __null!=ppHeadPeer || __null!=ppHeadGpo)";
 
-/* A hash owned by a scope. */
-class HashHolder {
-public:
-    explicit HashHolder(int size) : p_(QLIBCSzHashAlloc(size)) {}
-    ~HashHolder() { QLIBCSzHashFree(p_); }
-    HashHolder(const HashHolder&) = delete;
-    HashHolder& operator=(const HashHolder&) = delete;
-    PQLIBSZHASH& get() { return p_; }
-
-private:
-    PQLIBSZHASH p_;
-};
-
 /* The hash of the uid wrappers: user_type 8 and the uid. */
-bool uidHashFill(uid_t uid, PQLIBSZHASH& pHash) {
-    char szType[128];
-    char szUid[128];
-    snprintf(szType, sizeof(szType), "%d", VURO_TARN_TYPE_USER);
-    snprintf(szUid, sizeof(szUid), "%u", (unsigned)uid);
-    return pHash != NULL && QLIBCSzHashSetValue(&pHash, "user_type", szType) >= 0 &&
-           QLIBCSzHashSetValue(&pHash, "ugid", szUid) >= 0;
+bool uidHashFill(uid_t uid, VurotarnHash& hash) {
+    return (bool)hash.set("user_type", std::to_string(VURO_TARN_TYPE_USER))
+        .set("ugid", std::to_string((unsigned)uid));
 }
 
 /* The delegate query of a user's groups: sqlWhere "ugid in (...) and
@@ -53,27 +36,22 @@ int uidHash2GidHash(PQLIBSZHASH pHashOrg, PQLIBSZHASH& pHashGroup) {
     if (strtol(szType, NULL, 10) != VURO_TARN_TYPE_USER) {
         return 0;
     }
-    PQLIBSZLIST pGroups = QLIBCSzListAlloc(512);
-    if (pGroups == NULL) {
+    VurotarnSzList groups(512);
+    if (!groups) {
         return -1;
     }
-    int ret = -1;
+    PQLIBSZLIST& pGroups = groups.get();  // as the traces name it
     char szSql[4096] = {0};
     if (VUROTARN_STEP_FAILED(VUROTARNGetGroupListByUidStr(szUid, &pGroups, TRUE)) ||
         VUROTARN_STEP_FAILED(VUROTARNSQLIn("ugid", pGroups, szSql, sizeof(szSql)))) {
-        goto cleanup;
+        return -1;
     }
     if (szSql[0] == '\0') {
-        ret = 0;  // no groups, no group delegates
-        goto cleanup;
+        return 0;  // no groups, no group delegates
     }
     snprintf(szSql + strlen(szSql), sizeof(szSql) - strlen(szSql), " and user_type=%d ",
              VURO_TARN_TYPE_GROUP);
-    ret = QLIBCSzHashSetValue(&pHashGroup, "sqlWhere", szSql) < 0 ? -1 : 0;
-
-cleanup:
-    QLIBCSzListFree(pGroups);
-    return ret;
+    return QLIBCSzHashSetValue(&pHashGroup, "sqlWhere", szSql) < 0 ? -1 : 0;
 }
 
 int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
@@ -106,29 +84,15 @@ int listOneLevelByUGidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu, VURO_TARN
     return ret;
 }
 
-/* Lists of one kind that a function collects before handing them over. */
-template <class Rec>
-struct ListHolder {
-    Rec* p = nullptr;
-    ~ListHolder() { vurotarnListDestroy(&p); }
-    /* Appends to the caller's list when wanted; frees otherwise. */
-    void handTo(Rec** ppHead) {
-        if (ppHead != nullptr) {
-            vurotarnListAppend(ppHead, p);
-            p = nullptr;
-        }
-    }
-};
-
 }  // namespace
 
 int VUROTARNDelegateListClassify(VURO_TARN_DELEGATE_LIST listDelegate, VURO_TARN_OU** ppHeadOu,
                                  VURO_TARN_PEER** ppHeadPeer, VURO_TARN_GPO** ppHeadGpo) {
     VUROTARN_ARG_CHECK_TEXT(NULL != ppHeadOu || NULL != ppHeadPeer || NULL != ppHeadGpo,
                             kAnyListText, 0, return -1);
-    ListHolder<VURO_TARN_GPO> listGpoAll, listGpo;
-    ListHolder<VURO_TARN_OU> listOu;
-    ListHolder<VURO_TARN_PEER> listPeer;
+    VurotarnList<VURO_TARN_GPO> listGpoAll, listGpo;
+    VurotarnList<VURO_TARN_OU> listOu;
+    VurotarnList<VURO_TARN_PEER> listPeer;
     if (ppHeadGpo != NULL && VUROTARNGpoListAll(&listGpoAll.p, NULL, NULL) < 0) {
         return -1;
     }
@@ -190,18 +154,17 @@ int VUROTARNListOneLevelByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
                                     NULL == QLIBCSzHashGetValue(pHash, "user_type"));
         return -1;
     }
-    HashHolder hashUser(512), hashGroup(512);
+    VurotarnHash hashUser(512), hashGroup(512);
     if (hashUser.get() == NULL || hashGroup.get() == NULL) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    if (QLIBCSzHashSetValue(&hashUser.get(), "ugid", szUid) < 0 ||
-        QLIBCSzHashSetValue(&hashUser.get(), "user_type", szType) < 0) {
+    if (!hashUser.set("ugid", szUid).set("user_type", szType)) {
         return -1;
     }
-    ListHolder<VURO_TARN_OU> userOu, groupOu;
-    ListHolder<VURO_TARN_PEER> userPeer, groupPeer;
-    ListHolder<VURO_TARN_GPO> userGpo, groupGpo;
+    VurotarnList<VURO_TARN_OU> userOu, groupOu;
+    VurotarnList<VURO_TARN_PEER> userPeer, groupPeer;
+    VurotarnList<VURO_TARN_GPO> userGpo, groupGpo;
     if (listOneLevelByUGidHash(hashUser.get(), ppHeadOu ? &userOu.p : NULL,
                                ppHeadPeer ? &userPeer.p : NULL,
                                ppHeadGpo ? &userGpo.p : NULL) < 0 ||
@@ -259,8 +222,8 @@ int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
         }
         return 0;
     }
-    ListHolder<VURO_TARN_OU> listPrivOu, listFoundOu;
-    ListHolder<VURO_TARN_PEER> listFoundPeer;
+    VurotarnList<VURO_TARN_OU> listPrivOu, listFoundOu;
+    VurotarnList<VURO_TARN_PEER> listFoundPeer;
     if (VUROTARNListOneLevelByUidHash(pHash, &listPrivOu.p, &listFoundPeer.p, ppHeadGpo) != 0) {
         return -1;
     }
@@ -290,8 +253,8 @@ int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
 
 int VUROTARNListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu, VURO_TARN_PEER** ppHeadPeer,
                           VURO_TARN_GPO** ppHeadGpo) {
-    HashHolder hash(512);
-    if (!uidHashFill(uid, hash.get())) {
+    VurotarnHash hash(512);
+    if (!uidHashFill(uid, hash)) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
@@ -309,8 +272,8 @@ int VUROTARNObjectListTreeByUid(uid_t uid, VURO_TARN_OU** ppHeadOu, VURO_TARN_PE
 
 /* One-kind wrappers: a failure shows as an empty list, after the traces. */
 static int oneKindOneLevel(uid_t uid, VURO_TARN_OU** ppOu, VURO_TARN_PEER** ppPeer) {
-    HashHolder hash(512);
-    if (uidHashFill(uid, hash.get())) {
+    VurotarnHash hash(512);
+    if (uidHashFill(uid, hash)) {
         VUROTARNListOneLevelByUidHash(hash.get(), ppOu, ppPeer, NULL);
     }
     return 0;
@@ -346,7 +309,7 @@ BOOL VUROTARNOuCanManagedByUid(uid_t uid, long ou_id) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
-    ListHolder<VURO_TARN_OU> list;
+    VurotarnList<VURO_TARN_OU> list;
     if (VUROTARNOuListTreeByUid(uid, &list.p) != 0) {
         return FALSE;
     }
@@ -357,7 +320,7 @@ BOOL VUROTARNPeerIDCanManagedByUid(uid_t uid, long peer_id) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
-    ListHolder<VURO_TARN_PEER> list;
+    VurotarnList<VURO_TARN_PEER> list;
     if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
         return FALSE;
     }
@@ -369,7 +332,7 @@ BOOL VUROTARNPeerCanManagedByUid(uid_t uid, const char* szSN) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
-    ListHolder<VURO_TARN_PEER> list;
+    VurotarnList<VURO_TARN_PEER> list;
     if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
         return FALSE;
     }
@@ -381,7 +344,7 @@ BOOL VUROTARNPeerCanManagedByUid(uid_t uid, const char* szSN) {
 
 int VUROTARNPeerListUnderOU(uid_t uid, long ou_id, VURO_TARN_PEER_LIST* pListPeer) {
     VUROTARN_ARG_CHECK(NULL, !=, pListPeer, return -1);
-    ListHolder<VURO_TARN_OU> listOu, listFound;
+    VurotarnList<VURO_TARN_OU> listOu, listFound;
     if (VUROTARNOuListTreeByUid(uid, &listOu.p) != 0 || listOu.p == NULL) {
         return 0;
     }
@@ -412,8 +375,8 @@ int VUROTARNPeerListUnderOU(uid_t uid, long ou_id, VURO_TARN_PEER_LIST* pListPee
     }
     size_t len = strlen(szSql);
     snprintf(szSql + len, sizeof(szSql) - len, " ) ");
-    HashHolder hash(1024);
-    if (hash.get() != NULL && QLIBCSzHashSetValue(&hash.get(), "sqlWhere", szSql) >= 0) {
+    VurotarnHash hash(1024);
+    if (hash.set("sqlWhere", szSql)) {
         VUROTARNPeerList(hash.get(), pListPeer, NULL);
     }
     return 0;
@@ -422,7 +385,7 @@ int VUROTARNPeerListUnderOU(uid_t uid, long ou_id, VURO_TARN_PEER_LIST* pListPee
 int VUROTARNPeerSNListByUid(uid_t uid, PQLIBSZLIST* ppList) {
     VUROTARN_ARG_CHECK(NULL, !=, ppList, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, *ppList, return -1);
-    ListHolder<VURO_TARN_PEER> list;
+    VurotarnList<VURO_TARN_PEER> list;
     if (VUROTARNPeerListTreeByUid(uid, &list.p) != 0) {
         return -1;
     }
@@ -438,7 +401,7 @@ int VUROTARNGetPeerIDFilter(const std::string strUser, std::string& strFilter) {
     if (VUROUserGetUGID(strUser.c_str(), &uid, NULL) < 0 || uid == (uid_t)-1) {
         return -1;
     }
-    ListHolder<VURO_TARN_PEER> all;
+    VurotarnList<VURO_TARN_PEER> all;
     size_t total = 0;
     if (VUROTARNPeerList(NULL, &all.p, &total) < 0) {
         return -1;
@@ -451,7 +414,7 @@ int VUROTARNGetPeerIDFilter(const std::string strUser, std::string& strFilter) {
     std::set<long> allowed;
     bool blAdmin = VUROTARNIsAdminGroup(uid);
     if (!blAdmin) {
-        ListHolder<VURO_TARN_PEER> view;
+        VurotarnList<VURO_TARN_PEER> view;
         if (VUROTARNPeerListTreeByUid(uid, &view.p) == 0) {
             for (VURO_TARN_PEER* p = view.p; p != NULL; p = p->pNext) allowed.insert(p->id);
         }

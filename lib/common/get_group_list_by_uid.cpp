@@ -4,6 +4,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <memory>
+
 #include "vurotarn_macro_util.h"
 #include "vurotarn_uid.h"
 
@@ -44,40 +46,42 @@ int VUROTARNGetGroupListByUidStr(const char* szUid, PQLIBSZLIST* ppList, BOOL bl
     if (!uidParse(szUid, &uid)) {
         return -1;
     }
-    PVURO_USER pUser = NULL;
-    if (VUROUserGetByUID(uid, &pUser) < 0 || pUser == NULL) {
+    PVURO_USER pUserRaw = NULL;
+    if (VUROUserGetByUID(uid, &pUserRaw) < 0 || pUserRaw == NULL) {
         return -1;
     }
-    int ret = -1;
+    std::unique_ptr<VURO_USER, void (*)(PVURO_USER)> pUser(pUserRaw, VUROUserFree);
     int ngroups = 50;
-    gid_t* groups = (gid_t*)malloc(sizeof(gid_t) * (size_t)ngroups);
-    if (groups == NULL) {
+    std::unique_ptr<gid_t, void (*)(void*)> groups((gid_t*)malloc(sizeof(gid_t) * (size_t)ngroups),
+                                                   free);
+    if (!groups) {
         QLIBCErrSetEx(ERR_NOT_ENOUGH_MEMORY, __FILE__, __LINE__);
-        goto cleanup;
+        return -1;
     }
-    if (VUROUserGroupList(pUser->szName, pUser->pw_gid, groups, &ngroups) == -1) {
+    if (VUROUserGroupList(pUser->szName, pUser->pw_gid, groups.get(), &ngroups) == -1) {
         // Too small: ngroups now holds the size needed.
-        groups = (gid_t*)reallocf(groups, sizeof(gid_t) * (size_t)ngroups);
-        if (groups == NULL) {
+        groups.reset((gid_t*)reallocf(groups.release(), sizeof(gid_t) * (size_t)ngroups));
+        if (!groups) {
             QLIBCErrSetEx(ERR_NOT_ENOUGH_MEMORY, __FILE__, __LINE__);
-            goto cleanup;
+            return -1;
         }
-        if (VUROUserGroupList(pUser->szName, pUser->pw_gid, groups, &ngroups) == -1) {
+        if (VUROUserGroupList(pUser->szName, pUser->pw_gid, groups.get(), &ngroups) == -1) {
             VUROTARN_LOG("getgrouplist %s %u failed", pUser->szName, (unsigned)pUser->pw_gid);
-            goto cleanup;
+            return -1;
         }
     }
     if (ngroups == 0) {
         QLIBCErrSetEx(ERR_OP_FAILURE, __FILE__, __LINE__);
-        goto cleanup;
+        return -1;
     }
     for (int i = 0; i < ngroups; i++) {
         char szText[256];
+        gid_t gid = groups.get()[i];
         if (blGid) {
-            snprintf(szText, sizeof(szText), "%u", (unsigned)groups[i]);
+            snprintf(szText, sizeof(szText), "%u", (unsigned)gid);
         } else {
             PVURO_GROUP pGroup = NULL;
-            if (VUROGroupGetByGID(groups[i], &pGroup) < 0 || pGroup == NULL) {
+            if (VUROGroupGetByGID(gid, &pGroup) < 0 || pGroup == NULL) {
                 continue;  // a gid without a group entry
             }
             snprintf(szText, sizeof(szText), "%s", pGroup->szName);
@@ -85,15 +89,10 @@ int VUROTARNGetGroupListByUidStr(const char* szUid, PQLIBSZLIST* ppList, BOOL bl
         }
         if (QLIBCSzListPush(ppList, szText) < 0) {
             VUROTARN_LOG("QLIBCSzListPush fail, [%s]", szText);
-            goto cleanup;
+            return -1;
         }
     }
-    ret = 0;
-
-cleanup:
-    free(groups);
-    VUROUserFree(pUser);
-    return ret;
+    return 0;
 }
 
 int VUROTARNGetGroupListByUid(uid_t uid, PQLIBSZLIST* ppGroupList, BOOL blGid) {

@@ -9,6 +9,7 @@
 #include <vurojson.h>
 #include <vurow3.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_common.h"
 #include "vurotarn_macro_util.h"
 
@@ -19,11 +20,7 @@ const TARN_CONF_DEFULT gVUROTARNConfDefault[] = {
 
 int VUROTARNSetConf(const char* szKey, const char* szValue) {
     // The configuration belongs to root.
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
-    int ret = QLIBCFileSetKeyValue(VUROTARN_CONF_PATH, szKey, szValue, 0);
-    LEAVECriticalSection(priv);
-    return ret;
+    return VUROTARN_PRIVILEGED(QLIBCFileSetKeyValue(VUROTARN_CONF_PATH, szKey, szValue, 0));
 }
 
 int VUROTARNGetConf(const char* szKey, char* szValue, int cbValue) {

@@ -2,6 +2,7 @@
  * caller's error code survives a failed look-up: hooks never fail a write. */
 #include <string.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_plugin.h"
 
@@ -25,26 +26,18 @@ static int pluginInitKeepingCode(const char* szModuleName, const char* szPath,
         QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
         return -1;
     }
-    PQLIBSZLIST pDirs = QLIBCSzListAlloc(512);
-    if (pDirs == NULL) {
+    VurotarnSzList dirs(512);
+    if (!dirs.push(VUROTARN_PLUGIN_DIR)) {
         return -1;
     }
-    int ret = -1;
-    const VUROTARN_PLUGIN_MODULE_MAP* pModule = NULL;
-    if (QLIBCSzListPush(&pDirs, VUROTARN_PLUGIN_DIR) < 0) {
-        goto cleanup;
-    }
-    VUROTARN_ARG_CHECK(NULL, !=, szModuleName, goto cleanup);
-    pModule = pluginModuleFind(szModuleName);
+    VUROTARN_ARG_CHECK(NULL, !=, szModuleName, return -1);
+    const VUROTARN_PLUGIN_MODULE_MAP* pModule = pluginModuleFind(szModuleName);
     if (pModule == NULL) {
         QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
-        goto cleanup;
+        return -1;
     }
-    ret = QLIBPluginInit(szPath, pDirs, pModule->major, pModule->minor, ppPlugin) < 0 ? -1 : 0;
-
-cleanup:
-    QLIBCSzListFree(pDirs);
-    return ret;
+    return QLIBPluginInit(szPath, dirs.get(), pModule->major, pModule->minor, ppPlugin) < 0 ? -1
+                                                                                            : 0;
 }
 
 int VUROTARNPluginInit(const char* szModule, const char* szPath, PPQLIBPLUGIN ppPlugin) {

@@ -7,6 +7,7 @@
 
 #include <vurofs.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_common.h"
 #include "vurotarn_macro_util.h"
 
@@ -42,11 +43,7 @@ bool VUROTARNSharePriv(const std::string& strUsername, const std::string& strPat
         return false;
     }
 
-    int iTmp;
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
-    iTmp = VUROShareUserPrivGet(strUsername.c_str(), pShare.get());
-    LEAVECriticalSection(priv);
+    int iTmp = VUROTARN_PRIVILEGED(VUROShareUserPrivGet(strUsername.c_str(), pShare.get()));
 
     return 0 != (iTmp & iSharePriv);
 }

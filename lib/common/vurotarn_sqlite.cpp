@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 
+#include "common/vurotarn_holder_int.h"
 #include "common/vurotarn_sqlite_int.h"
 #include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
@@ -45,18 +46,15 @@ static std::string dbFile(const char* szDbPath) { return VUROSysPathStr(szDbPath
 /* Open checked, inside the bracket, with the condition trace written there
  * so that it carries errno. */
 static int sqlOpenChecked(sqlite3** pDb, const char* szDbPath, const char* szOpenText) {
-    VUROTARN_PRIV priv;
-    bool blFailed = false;
-    ENTERCriticalSection(priv);
+    VUROTARN_PRIV_SCOPE();
     // A path the root join refused is "", which SQLite would open as a
     // private temporary database: that must fail instead.
     const std::string strFile = dbFile(szDbPath);
     if (strFile.empty() || 0 != sqlite3_open(strFile.c_str(), pDb)) {
         VUROTARNTraceCond(__FILE__, __LINE__, szOpenText ? szOpenText : kOpenTextMain);
-        blFailed = true;
+        return -1;
     }
-    LEAVECriticalSection(priv);
-    return blFailed ? -1 : 0;
+    return 0;
 }
 
 /* 0.1 to 1 s in most cases; the arithmetic is 32-bit on purpose, so that the
@@ -95,10 +93,7 @@ int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK c
     char* szErrMsg = NULL;
     int retry = 101;
     for (;;) {
-        VUROTARN_PRIV priv;
-        ENTERCriticalSection(priv);
-        int iRvSql = sqlite3_exec(db, szSQL, callback, arg, &szErrMsg);
-        LEAVECriticalSection(priv);
+        int iRvSql = VUROTARN_PRIVILEGED(sqlite3_exec(db, szSQL, callback, arg, &szErrMsg));
         if (iRvSql == 0) {
             return 0;
         }
@@ -117,34 +112,31 @@ int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK c
         VUROTARNErrSetCause(
             (std::string(szErrMsg) + (blLocked ? " (gave up after 101 tries)" : "")).c_str());
         VUROTARN_TRACE("Exec sql:[%s] error: %s\n", szSQL, szErrMsg);
-        ENTERCriticalSection(priv);
+        VUROTARN_PRIV_SCOPE();
         sqlite3_free(szErrMsg);
-        LEAVECriticalSection(priv);
         return -1;
     }
 }
 
 VurotarnConnection::VurotarnConnection(const char* szDbPath, const char* szOpenText)
     : szDbPath_(szDbPath), szOpenText_(szOpenText) {
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
+    VUROTARN_PRIV_SCOPE();
     // Not examined here: a handle that cannot work fails in the SQL step,
     // which also opens (and refuses) a path the root join refused.
     const std::string strFile = dbFile(szDbPath_);
     if (!strFile.empty()) {
         sqlite3_open(strFile.c_str(), &vurotarn_sqlite_db_);
     }
-    LEAVECriticalSection(priv);
 }
+
+VurotarnConnection::VurotarnConnection(sqlite3* db)
+    : vurotarn_sqlite_db_(db), szDbPath_(nullptr), szOpenText_(nullptr) {}
 
 VurotarnConnection::~VurotarnConnection() {
     if (vurotarn_sqlite_db_ != nullptr) {
         int savedErrno = errno;
-        VUROTARN_PRIV priv;
-        ENTERCriticalSection(priv);
-        sqlite3_close(vurotarn_sqlite_db_);
+        VUROTARN_PRIVILEGED(sqlite3_close(vurotarn_sqlite_db_));
         vurotarn_sqlite_db_ = nullptr;
-        LEAVECriticalSection(priv);
         errno = savedErrno;
     }
 }
@@ -323,7 +315,7 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
         VUROTARN_LOG("QLIBCSzHashAlloc failed, error=%m");
         return -1;
     }
-    std::unique_ptr<QLIBSZLIST, void (*)(PQLIBSZLIST)> keys(QLIBCSzListAlloc(512), QLIBCSzListFree);
+    VurotarnSzList keys(512);
     if (!keys) {
         VUROTARN_LOG("QLIBCSzListAlloc failed, error=%m");
         return -1;
@@ -354,10 +346,8 @@ int VUROTARNSQLConditionCreate(const PQLIBSZHASH pParms, char* szSQL, size_t nSQ
         QLIBCSzHashRemoveKey(copy.get(), key.szKey);
     }
 
-    PQLIBSZLIST pKeys = keys.release();
-    int rcEnum = QLIBCSzHashEnumKey(copy.get(), &pKeys);
-    keys.reset(pKeys);
-    if (rcEnum < 0) {
+    PQLIBSZLIST& pKeys = keys.get();
+    if (QLIBCSzHashEnumKey(copy.get(), &pKeys) < 0) {
         return -1;
     }
     memset(szSQL, 0, nSQL);

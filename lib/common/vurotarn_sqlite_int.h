@@ -46,11 +46,15 @@ const char* vurotarnSqlSortDirection(const char* szDirection);
 std::string vurotarnSqlLikeContains(const char* szColumn, const char* szWord);
 
 /* One per-call connection: opened (inside the bracket, unchecked) when
- * constructed, closed (inside the bracket) when it goes out of scope. */
+ * constructed, closed (inside the bracket) when it goes out of scope. The
+ * event log's connections are these too. */
 class VurotarnConnection {
 public:
     explicit VurotarnConnection(const char* szDbPath = VUROTARN_SQLITE_DB_PATH,
                                 const char* szOpenText = nullptr);
+    /* Takes over a handle opened elsewhere (NULL: none could be opened);
+     * exec() then works on it alone. */
+    explicit VurotarnConnection(sqlite3* db);
     ~VurotarnConnection();
     VurotarnConnection(const VurotarnConnection&) = delete;
     VurotarnConnection& operator=(const VurotarnConnection&) = delete;
@@ -58,6 +62,7 @@ public:
     int exec(const char* szSQL, VUROTARN_SQL_CALLBACK callback = nullptr, void* arg = nullptr);
     /* The id of the row the last INSERT on this connection made (0 when
      * none): a create reads back its own row by it. */
+    sqlite3* get() const { return vurotarn_sqlite_db_; }
     sqlite3_int64 lastInsertRowid() const {
         return vurotarn_sqlite_db_ != nullptr ? sqlite3_last_insert_rowid(vurotarn_sqlite_db_) : 0;
     }

@@ -15,6 +15,7 @@
 
 #include <vurofs.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_common.h"
 #include "vurotarn_macro_util.h"
 
@@ -41,8 +42,7 @@ static bool ownerTrusted(uid_t uid) { return uid == 0 || uid == getuid(); }
  * path (a link, a file, some user's directory) is removed, never followed,
  * and the directory made anew. */
 static bool tmpDirMake(const std::string& strPath, mode_t mode, bool blOwnOnly) {
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
+    VUROTARN_PRIV_SCOPE();
     // Without a trailing slash, which would make lstat follow a link.
     std::string strReal = VUROSysPathStr(strPath, VURO_SYSPATH_NOFOLLOW);
     while (strReal.size() > 1 && strReal.back() == '/') strReal.pop_back();
@@ -64,7 +64,6 @@ static bool tmpDirMake(const std::string& strPath, mode_t mode, bool blOwnOnly) 
             blOk = false;
         }
     }
-    LEAVECriticalSection(priv);
     return blOk;
 }
 
@@ -167,12 +166,9 @@ bool VUROTARNPkgTmpDirGet(std::string& strVolTmpPath) {
         // The one of the chosen volume stays (the link text only differed).
         char szNew[PATH_MAX];
         if (NULL == realpath(strTarget.c_str(), szNew) || strOldStore != szNew) {
-            VUROTARN_PRIV priv;
-            ENTERCriticalSection(priv);
-            if (0 != VUROFSRemoveTree(strOldStore.c_str())) {
+            if (0 != VUROTARN_PRIVILEGED(VUROFSRemoveTree(strOldStore.c_str()))) {
                 VUROTARN_TRACE_ACTION("remove failed ", strOldStore.c_str());
             }
-            LEAVECriticalSection(priv);
         }
     }
 

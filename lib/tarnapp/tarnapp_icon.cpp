@@ -3,6 +3,7 @@
  * system root and never follows a link. */
 #include <vurofs.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "tarnapp/vurotarnapp_int.h"
 
 int VUROTARNAppIcoDeleten(unsigned long long id) {
@@ -10,11 +11,7 @@ int VUROTARNAppIcoDeleten(unsigned long long id) {
     snprintf(szPath, sizeof(szPath), "/var/packages/TARN/target/peerinfo/%llu/apps", id);
     // A system path: the platform joins it below the root and refuses a
     // peerinfo entry that is a link leading out of it.
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
-    int ret = VUROFSRemoveTree(szPath);
-    LEAVECriticalSection(priv);
-    if (0 > ret) {
+    if (0 > VUROTARN_PRIVILEGED(VUROFSRemoveTree(szPath))) {
         VUROTARNTraceCond(__FILE__, __LINE__, "0 > VUROFSRemoveTree(szPath)");
         return -1;
     }

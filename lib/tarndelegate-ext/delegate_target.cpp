@@ -11,53 +11,46 @@
 #include <vurojson.h>
 
 #include "common/vurotarn_json_int.h"
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "tarndelegate/vurotarndelegate_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_uid.h"
 #include "vurotarndelegate_target.h"
 
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
-
 BOOL VUROTARNDelegateIsDelegateUser(uid_t uid) {
     if (VUROTARNIsAdminGroup(uid)) {
         return TRUE;
     }
-    VURO_TARN_PEER* pPeers = NULL;
-    VURO_TARN_OU* pOus = NULL;
-    BOOL blAnswer = FALSE;
-    if (!VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &pPeers))) {
-        if (pPeers != NULL) {
-            blAnswer = TRUE;
-        } else if (!VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &pOus))) {
-            blAnswer = pOus != NULL ? TRUE : FALSE;
-        }
+    // Named as the traces name them.
+    VurotarnList<VURO_TARN_PEER> peers;
+    VURO_TARN_PEER*& pPeers = peers.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNPeerListOneLevelByUid(uid, &pPeers))) {
+        return FALSE;
     }
-    vurotarnListDestroy(&pPeers);
-    vurotarnListDestroy(&pOus);
-    return blAnswer;
+    if (pPeers != NULL) {
+        return TRUE;
+    }
+    VurotarnList<VURO_TARN_OU> ous;
+    VURO_TARN_OU*& pOus = ous.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNOuListOneLevelByUid(uid, &pOus))) {
+        return FALSE;
+    }
+    return pOus != NULL ? TRUE : FALSE;
 }
 
 int VUROTARNDelegateListByTarget(long id, int nodeType, VURO_TARN_DELEGATE** pDelegateHead,
                                  size_t* pTotalCount) {
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    char szId[64];
-    char szType[64];
-    snprintf(szId, sizeof(szId), "%ld", id);
-    snprintf(szType, sizeof(szType), "%d", nodeType);
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "target_id", szId) >= 0 &&
-        QLIBCSzHashSetValue(&pHash, "target_type", szType) >= 0 &&
-        !VUROTARN_STEP_FAILED(VUROTARNDelegateList(pHash, pDelegateHead, pTotalCount))) {
-        ret = 0;
+    PQLIBSZHASH& pHash = hash.get();  // as the trace names it
+    if (!hash.set("target_id", std::to_string(id)).set("target_type", std::to_string(nodeType)) ||
+        VUROTARN_STEP_FAILED(VUROTARNDelegateList(pHash, pDelegateHead, pTotalCount))) {
+        return -1;
     }
-    QLIBCSzHashFree(pHash);
-    return ret;
+    return 0;
 }
 
 namespace {
@@ -305,17 +298,17 @@ int VUROTARNDelegateSetListByTarget(long nodeId, int nodeType, Json::Value& jNod
         return -1;
     }
     size_t count = 0;
-    VURO_TARN_DELEGATE* listDelegate = NULL;
-    VUROTARNDelegateListByTarget(nodeId, nodeType, &listDelegate, &count);
-    VURODelegateUpdateExtraInfoList(listDelegate, TRUE);
-    // Sweep: rows whose name cache is not complete cannot be matched.
-    for (VURO_TARN_DELEGATE* p = listDelegate; p; p = p->pNext) {
-        Json::Value jExtra;
-        if (!extraComplete(p->str_extra_info, &jExtra)) VUROTARNDelegateDelete(p->id);
+    {
+        VurotarnList<VURO_TARN_DELEGATE> rows;
+        VUROTARNDelegateListByTarget(nodeId, nodeType, &rows.p, &count);
+        VURODelegateUpdateExtraInfoList(rows.p, TRUE);
+        // Sweep: rows whose name cache is not complete cannot be matched.
+        for (VURO_TARN_DELEGATE* p = rows.p; p; p = p->pNext) {
+            Json::Value jExtra;
+            if (!extraComplete(p->str_extra_info, &jExtra)) VUROTARNDelegateDelete(p->id);
+        }
     }
-    vurotarnListDestroy(&listDelegate);
-    VUROTARNDelegateListByTarget(nodeId, nodeType, &listDelegate, &count);
-    int ret = setListAgainstRows(nodeId, nodeType, jNode, listDelegate);
-    vurotarnListDestroy(&listDelegate);
-    return ret;
+    VurotarnList<VURO_TARN_DELEGATE> rows;
+    VUROTARNDelegateListByTarget(nodeId, nodeType, &rows.p, &count);
+    return setListAgainstRows(nodeId, nodeType, jNode, rows.p);
 }

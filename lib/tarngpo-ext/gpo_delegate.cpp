@@ -5,7 +5,7 @@
 
 #include <vurojson.h>
 
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_sqlite.h"
 #include "vurotarn_tree.h"
@@ -15,17 +15,15 @@
 int GetDelegateList(long peerId, VURO_TARN_DELEGATE** ppDelegateHead) {
     VUROTARN_ARG_CHECK(0, <=, peerId, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, ppDelegateHead, return -1);
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    PQLIBSZHASH pHashSql = QLIBCSzHashAlloc(512);
-    int ret = -1;
-    char szSql[4096] = {0};
-    size_t count = 0;
-    if (pOuPath == NULL || pHashSql == NULL ||
-        !VUROTARN_CHECK(0 <= VUROTARNPeerListTreePath(peerId, pOuPath))) {
-        goto cleanup;
+    VurotarnSzList ouPath(512);
+    VurotarnHash hashSql(512);
+    PQLIBSZLIST pOuPath = ouPath.get();  // as the trace names it
+    if (!ouPath || !hashSql || !VUROTARN_CHECK(0 <= VUROTARNPeerListTreePath(peerId, pOuPath))) {
+        return -1;
     }
     // A ugid delegated on any OU of the path qualifies, and so do the
     // peer's own delegates; one row per holder.
+    char szSql[4096] = {0};
     snprintf(szSql, sizeof(szSql), " ugid in ( select distinct ugid from delegate where ");
     VUROTARNSQLIn("target_id", pOuPath, szSql + strlen(szSql), sizeof(szSql) - strlen(szSql));
     snprintf(szSql + strlen(szSql), sizeof(szSql) - strlen(szSql), " and target_type=%d ) ",
@@ -34,15 +32,12 @@ int GetDelegateList(long peerId, VURO_TARN_DELEGATE** ppDelegateHead) {
              " OR ( target_type=%d and target_id=%ld) group by ugid, user_type order by "
              "user_type, ugid",
              VURO_TARN_TYPE_PEER, peerId);
-    if (QLIBCSzHashSetValue(&pHashSql, "sqlWhere", szSql) >= 0 &&
-        VUROTARNDelegateList(pHashSql, ppDelegateHead, &count) >= 0) {
-        ret = 0;
+    size_t count = 0;
+    if (!hashSql.set("sqlWhere", szSql) ||
+        VUROTARNDelegateList(hashSql.get(), ppDelegateHead, &count) < 0) {
+        return -1;
     }
-
-cleanup:
-    QLIBCSzListFree(pOuPath);
-    QLIBCSzHashFree(pHashSql);
-    return ret;
+    return 0;
 }
 
 int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jSet) {
@@ -58,7 +53,8 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
         VUROTARN_TRACE_LOCATED_COND(!jGpo["gpo_content"].isObject());
         return -1;
     }
-    VURO_TARN_DELEGATE* pDelegateHead = NULL;
+    VurotarnList<VURO_TARN_DELEGATE> delegates;
+    VURO_TARN_DELEGATE*& pDelegateHead = delegates.p;  // as the trace names it
     if (0 > GetDelegateList(peerId, &pDelegateHead)) {
         VUROTARN_TRACE_COND(0 > GetDelegateList(peerId, &pDelegateHead));
         return -1;
@@ -111,6 +107,5 @@ int VUROTARNGpoGetPolicyDelegate(long peerId, Json::Value& jGpo, Json::Value& jS
     }
     jDelegate["vuro_set_version"] = 1;
     jGpo["gpo_content"]["Delegate"] = jDelegate;
-    vurotarnListDestroy(&pDelegateHead);
     return 0;
 }

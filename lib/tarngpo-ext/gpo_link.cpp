@@ -8,15 +8,12 @@
 #include <vurojson.h>
 
 #include "common/vurotarn_json_int.h"
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
 #include "vurotarn_uid.h"
 #include "vurotarngpo_link.h"
 #include "tarngpo-ext/gpo_ext_int.h"
-
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
 
 namespace {
 
@@ -56,6 +53,7 @@ int VUROTARNGpoJsonArrayAdd(GpoRowSource& rows, Json::Value& jGpoLink, const cha
     }
     Json::Value jTmpLink;
     if (!vurojson::fromString(jTmpLink, szJson)) {
+        // Worded as readers of the log have always seen it.
         VUROTARN_TRACE_LOCATED_COND(!jTmpLink.fromString(szJson));
         return -1;
     }
@@ -100,7 +98,7 @@ int orderOuRead(GpoRowSource& rows, const char* szItem, long* pId, long* pBlock,
                 size_t cbLink) {
     *pId = strtol(szItem, NULL, 10);
     if (*pId < 0) {
-        VUROTARN_TRACE_LOCATED_COND(0 > id);
+        VUROTARN_TRACE_LOCATED_COND(0 > *pId);
         return -1;
     }
     VURO_TARN_OU ou;
@@ -230,14 +228,12 @@ GpoRowSource& gpoRowsStored() {
 
 int gpoOrderWalk(GpoRowSource& rows, long id, long type, Json::Value& jGpoLink,
                  Json::Value* pPassedOver) {
-    PQLIBSZLIST pOuPath = QLIBCSzListAlloc(512);
-    if (pOuPath == NULL) {
+    VurotarnSzList ouPath(512);
+    if (!ouPath) {
         VUROTARN_TRACE_LOCATED("malloc list failed");
         return -1;
     }
-    int ret = orderWalk(rows, id, type, jGpoLink, pOuPath, pPassedOver);
-    QLIBCSzListFree(pOuPath);
-    return ret;
+    return orderWalk(rows, id, type, jGpoLink, ouPath.get(), pPassedOver);
 }
 
 int VUROTARNGpoGetOrder(long idInput, long type, Json::Value& jGpoLink) {
@@ -314,8 +310,8 @@ void VUROTARNHttpReqToJsonForLinkedGpo(const Json::Value& jLinkedGpo, Json::Valu
 int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** pListPeer) {
     VUROTARN_ARG_CHECK_TEXT(NULL != pListOu && NULL != pListPeer,
                             "(__null!=pListOu && __null!=pListPeer)", 0, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
@@ -332,23 +328,23 @@ int VUROTARNGpoGetLinkTarget(long id, VURO_TARN_OU** pListOu, VURO_TARN_PEER** p
     char szCond[1024];
     snprintf(szCond, sizeof(szCond), " (linked_gpo like '%%%s,%%' OR linked_gpo like '%%%s}%%') ",
              szTerm, szTerm);
-    VURO_TARN_OU* pOuHead = NULL;
-    VURO_TARN_PEER* pPeerHead = NULL;
+    // Named as the traces name them.
+    PQLIBSZHASH& pHash = hash.get();
+    VurotarnList<VURO_TARN_OU> ous;
+    VurotarnList<VURO_TARN_PEER> peers;
+    VURO_TARN_OU*& pOuHead = ous.p;
+    VURO_TARN_PEER*& pPeerHead = peers.p;
     size_t count = 0;
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sqlWhere", szCond) >= 0 &&
-        VUROTARN_CHECK(0 <= VUROTARNPeerList(pHash, &pPeerHead, &count)) &&
-        VUROTARN_CHECK(0 <= VUROTARNOuList(pHash, &pOuHead, &count))) {
-        *pListOu = pOuHead;
-        *pListPeer = pPeerHead;
-        pOuHead = NULL;
-        pPeerHead = NULL;
-        ret = 0;
+    if (!hash.set("sqlWhere", szCond) ||
+        !VUROTARN_CHECK(0 <= VUROTARNPeerList(pHash, &pPeerHead, &count)) ||
+        !VUROTARN_CHECK(0 <= VUROTARNOuList(pHash, &pOuHead, &count))) {
+        return -1;
     }
-    vurotarnListDestroy(&pOuHead);
-    vurotarnListDestroy(&pPeerHead);
-    QLIBCSzHashFree(pHash);
-    return ret;
+    *pListOu = pOuHead;
+    *pListPeer = pPeerHead;
+    pOuHead = NULL;
+    pPeerHead = NULL;
+    return 0;
 }
 
 namespace {
@@ -372,20 +368,19 @@ int linksRemove(long id, Rec* pList, int (*itemGet)(char*, size_t, const Rec*),
 }  // namespace
 
 int VUROTARNGpoDeleteAllByID(long id) {
-    VURO_TARN_OU* pOuHead = NULL;
-    VURO_TARN_PEER* pPeerHead = NULL;
-    int ret = -1;
-    if (!VUROTARN_STEP_FAILED(VUROTARNGpoGetLinkTarget(id, &pOuHead, &pPeerHead)) &&
+    VurotarnList<VURO_TARN_OU> ous;
+    VurotarnList<VURO_TARN_PEER> peers;
+    VURO_TARN_OU*& pOuHead = ous.p;  // named as the traces name them
+    VURO_TARN_PEER*& pPeerHead = peers.p;
+    if (VUROTARN_STEP_FAILED(VUROTARNGpoGetLinkTarget(id, &pOuHead, &pPeerHead)) ||
         linksRemove(id, pPeerHead, VUROTARNPeerItemGetLinkedGPO, VUROTARNPeerItemSetLinkedGPO,
-                    VUROTARNPeerSet) == 0 &&
+                    VUROTARNPeerSet) != 0 ||
         linksRemove(id, pOuHead, VUROTARNOuItemGetLinkedGPO, VUROTARNOuItemSetLinkedGPO,
-                    VUROTARNOuSet) == 0 &&
-        !VUROTARN_STEP_FAILED(VUROTARNGpoDelete(id))) {
-        ret = 0;
+                    VUROTARNOuSet) != 0 ||
+        VUROTARN_STEP_FAILED(VUROTARNGpoDelete(id))) {
+        return -1;
     }
-    vurotarnListDestroy(&pOuHead);
-    vurotarnListDestroy(&pPeerHead);
-    return ret;
+    return 0;
 }
 
 BOOL VUROTARNGpoCanManagedByUid(uid_t uid, long gpo_id) {
@@ -406,17 +401,6 @@ BOOL VUROTARNGpoCanManagedByUid(uid_t uid, long gpo_id) {
 
 int VUROTARNGpoListTreeByUid(uid_t uid, VURO_TARN_GPO** ppHead) {
     VUROTARN_ARG_CHECK(NULL, !=, ppHead, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    char szType[128];
-    char szUid[128];
-    snprintf(szType, sizeof(szType), "%d", VURO_TARN_TYPE_USER);
-    snprintf(szUid, sizeof(szUid), "%u", (unsigned)uid);
-    if (pHash == NULL || QLIBCSzHashSetValue(&pHash, "user_type", szType) < 0 ||
-        QLIBCSzHashSetValue(&pHash, "ugid", szUid) < 0) {
-        VUROTARN_TRACE_LOCATED("malloc hash failed");
-    } else {
-        VUROTARNListTreeByUidHash(pHash, NULL, NULL, ppHead);
-    }
-    QLIBCSzHashFree(pHash);
+    VUROTARNListTreeByUid(uid, NULL, NULL, ppHead);
     return 0;
 }

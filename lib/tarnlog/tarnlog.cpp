@@ -3,6 +3,7 @@
 #include <string.h>
 #include <syslog.h>
 
+#include "common/vurotarn_list_int.h"
 #include "tarnlog/vurotarnlog_int.h"
 #include "vurojson.h"
 #include "vurotarn_error.h"
@@ -52,16 +53,9 @@ int VUROTARNLogFree(VURO_TARNLOG* pTARNLog) {
 }
 
 void VUROTARNLogListFree(VURO_TARNLOG_LIST* pTARNLogList) {
-    if (pTARNLogList == NULL) {
-        return;
+    if (pTARNLogList != NULL) {
+        vurotarnListDestroy(pTARNLogList);
     }
-    VURO_TARNLOG* p = *pTARNLogList;
-    while (p != NULL) {
-        VURO_TARNLOG* next = p->pNext;
-        delete p;
-        p = next;
-    }
-    *pTARNLogList = NULL;
 }
 
 int VUROTARNLogClear(VURO_TARNLOG* pLog) {

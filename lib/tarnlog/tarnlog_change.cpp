@@ -1,4 +1,7 @@
-/* tarnlog_change.cpp - shared steps of the change-log writers. */
+/* tarnlog_change.cpp - shared steps of the change-log writers. It calls up
+ * into the OU and peer families for the names a row shows; it sits with the
+ * log because only rows need those names, and each family's writer
+ * (*_log.cpp) calls down into it, so that no family reads another. */
 #include "tarnlog/vurotarnlog_change_int.h"
 
 #include <syslog.h>
@@ -8,17 +11,9 @@
 #include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
 
-VurotarnLogParams::VurotarnLogParams() : list_(QLIBCSzListAlloc(1024)) {
-    if (list_ == NULL) {
+VurotarnLogParams::VurotarnLogParams() : VurotarnSzList(1024) {
+    if (!ok()) {
         VUROTARN_LOG("Failed to allocate list");
-    }
-}
-
-VurotarnLogParams::~VurotarnLogParams() { QLIBCSzListFree(list_); }
-
-void VurotarnLogParams::push(const std::string& text) {
-    if (list_ != NULL) {
-        QLIBCSzListPush(&list_, text.c_str());
     }
 }
 

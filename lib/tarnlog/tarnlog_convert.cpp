@@ -6,9 +6,9 @@
 #include <string.h>
 #include <syslog.h>
 
-#include <memory>
 #include <string>
 
+#include "common/vurotarn_holder_int.h"
 #include "tarnlog/vurotarnlog_int.h"
 #include "vurotarn_macro_util.h"
 
@@ -127,14 +127,13 @@ void ParamGet(PQLIBSZLIST pslParam, const int idx, const char* szFile, char* szV
 
 int ConvertLog(const char* szSection, const char* szKey, PQLIBSZLIST pslParam,
                VURO_TARNLOG* pTARNLog) {
-    std::unique_ptr<QLIBSZLIST, void (*)(PQLIBSZLIST)> langs(QLIBCSzListAlloc(512),
-                                                             QLIBCSzListFree);
+    VurotarnSzList langs(512);
     if (!langs) {
         syslog(LOG_ERR, "%s:%d %s:%d(%s) pslList calloc failure\n", __FILE__, __LINE__, __FILE__,
                __LINE__, __func__);
         return -1;
     }
-    PQLIBSZLIST pLangs = langs.get();
+    PQLIBSZLIST& pLangs = langs.get();
     if (QLIBCStrTok(VUROTARNLOG_LANG_LIST, ",", &pLangs) < 0) {
         return -1;
     }

@@ -1,6 +1,8 @@
 /* tarnlog_format.cpp - common values turned into message parameters:
  * references for the string files where a word is language-bound, names
- * read from the records where it is not. */
+ * read from the records where it is not. Those reads call up into the OU,
+ * peer and policy families; they sit with the log, beside the writers that
+ * use them, so that no family reads another. */
 #include <string.h>
 
 #include <string>

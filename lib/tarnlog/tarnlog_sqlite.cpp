@@ -13,6 +13,7 @@
 
 #include <string>
 
+#include "common/vurotarn_holder_int.h"
 #include "common/vurotarn_sqlite_int.h"
 #include "tarnlog/vurotarnlog_int.h"
 #include "vurofs.h"
@@ -41,13 +42,11 @@ static const char kSchema[] =
  * traced there, so that it carries errno) when it failed. */
 template <typename Fn>
 static bool bracketed(Fn fn, const char* szCond) {
-    VUROTARN_PRIV priv;
-    ENTERCriticalSection(priv);
+    VUROTARN_PRIV_SCOPE();
     bool ok = fn();
     if (!ok) {
         VUROTARNTraceCond(__FILE__, __LINE__, szCond);
     }
-    LEAVECriticalSection(priv);
     return ok;
 }
 
@@ -62,14 +61,7 @@ static sqlite3* VUROTARNLogDBInit() {
         VUROTARNTraceCond(__FILE__, __LINE__, "VUROSysPath(VUROTARNLOG_DB_PATH) refused");
         return NULL;
     }
-    bool exists = true;
-    {
-        VUROTARN_PRIV priv;
-        ENTERCriticalSection(priv);
-        exists = access(path.c_str(), F_OK) == 0;
-        LEAVECriticalSection(priv);
-    }
-    if (!exists) {
+    if (VUROTARN_PRIVILEGED(access(path.c_str(), F_OK)) != 0) {
         if (!bracketed([&] { return 0 <= QLIBCFileTouch(VUROTARNLOG_DB_PATH); },
                        "0 > QLIBCFileTouch(VUROTARNLOG_DB_PATH)") ||
             !bracketed([&] { return 0 <= chown(path.c_str(), 0, 0); },
@@ -91,28 +83,6 @@ static sqlite3* VUROTARNLogDBInit() {
     }
     return db;
 }
-
-/* Closes the operation's connection when it goes out of scope. */
-class LogDb {
-public:
-    LogDb() : db_(VUROTARNLogDBInit()) {}
-    ~LogDb() {
-        if (db_ != NULL) {
-            int saved = errno;
-            VUROTARN_PRIV priv;
-            ENTERCriticalSection(priv);
-            sqlite3_close(db_);
-            LEAVECriticalSection(priv);
-            errno = saved;
-        }
-    }
-    LogDb(const LogDb&) = delete;
-    LogDb& operator=(const LogDb&) = delete;
-    sqlite3* get() const { return db_; }
-
-private:
-    sqlite3* db_;
-};
 
 /* ---- rows into records ---- */
 
@@ -372,7 +342,7 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
 /* ---- backend entries ---- */
 
 static int tarnlog_sqlite_create(VURO_TARNLOG* pTARNLog) {
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         VUROTARN_LOG("Init VURO_TARNLOG DB failed. " VUROTARN_ERRSTORE_FMT, VUROTARN_ERRSTORE_ARGS);
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
@@ -386,7 +356,7 @@ static int tarnlog_sqlite_create(VURO_TARNLOG* pTARNLog) {
 }
 
 static int tarnlog_sqlite_set(const VURO_TARNLOG* pTARNLog) {
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         VUROTARN_LOG("Init VURO_TARNLOG DB failed. " VUROTARN_ERRSTORE_FMT, VUROTARN_ERRSTORE_ARGS);
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
@@ -400,7 +370,7 @@ static int tarnlog_sqlite_set(const VURO_TARNLOG* pTARNLog) {
 }
 
 static int tarnlog_sqlite_delete_by_id(long int id) {
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         VUROTARN_LOG("Init VURO_TARNLOG DB failed. " VUROTARN_ERRSTORE_FMT, VUROTARN_ERRSTORE_ARGS);
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
@@ -414,7 +384,7 @@ static int tarnlog_sqlite_delete_by_id(long int id) {
 }
 
 static int tarnlog_sqlite_get_by_id(long int id, VURO_TARNLOG* pTARNLog) {
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         VUROTARN_LOG("Init sqlite failed. " VUROTARN_ERRSTORE_FMT, VUROTARN_ERRSTORE_ARGS);
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
@@ -428,7 +398,7 @@ static int tarnlog_sqlite_get_by_id(long int id, VURO_TARNLOG* pTARNLog) {
 }
 
 static int tarnlog_sqlite_list_all(VURO_TARNLOG_LIST* pTARNLogList, BOOL (*isKeep)(VURO_TARNLOG*)) {
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         VUROTARN_LOG("Init VURO_TARNLOG DB failed. " VUROTARN_ERRSTORE_FMT, VUROTARN_ERRSTORE_ARGS);
         return VUROTARNErrSetEx(VUROTARNLOG_ERR_INIT, __FILE__, __LINE__);
@@ -542,7 +512,7 @@ int tarnlog_sqlite_list_ext(PQLIBSZHASH pParms, VURO_TARNLOG_LIST* pTARNLogList,
         return listRefused(pTotalCount, "obj_id is not a list of quoted ids");
     }
 
-    LogDb db;
+    VurotarnConnection db(VUROTARNLogDBInit());
     if (db.get() == NULL) {
         if (pTotalCount != NULL) {
             *pTotalCount = 0;

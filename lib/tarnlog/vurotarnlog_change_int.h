@@ -9,22 +9,16 @@
 
 #include <string>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarnlog.h"
 
-/* The message parameters; a list that could not be allocated is logged
- * once ("Failed to allocate list") and reads as not ok. */
-class VurotarnLogParams {
+/* The message parameters, the frame's string list; a list that could not
+ * be allocated is logged once ("Failed to allocate list") and reads as not
+ * ok. */
+class VurotarnLogParams : public VurotarnSzList {
 public:
     VurotarnLogParams();
-    ~VurotarnLogParams();
-    VurotarnLogParams(const VurotarnLogParams&) = delete;
-    VurotarnLogParams& operator=(const VurotarnLogParams&) = delete;
-    bool ok() const { return list_ != NULL; }
-    void push(const std::string& text);
-    PQLIBSZLIST get() const { return list_; }
-
-private:
-    PQLIBSZLIST list_;
+    bool ok() const { return get() != NULL; }
 };
 
 /* The name itself, or "<id=N>" when it is empty. */

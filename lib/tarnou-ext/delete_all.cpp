@@ -3,14 +3,11 @@
  * a peer goes with its policies and delegates. */
 #include <vector>
 
-#include "common/vurotarn_list_int.h"
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarn_tree.h"
 #include "vurotarndelegate_target.h"
 #include "vurotarn_delete.h"
-
-#define VUROTARN_STEP_FAILED(call) \
-    (0 > (call) && (VUROTARNTraceLocatedCond(__FILE__, __LINE__, "0 > " #call), true))
 
 namespace {
 
@@ -24,23 +21,22 @@ int ouDeleteWithDelegates(VURO_TARN_OU* pOuHead) {
         VURO_TARN_OU* pOu = *it;
         long idOu = 0;
         size_t count = 0;
-        VURO_TARN_DELEGATE* pDelegateHead = NULL;
-        int r = 0;
+        VurotarnList<VURO_TARN_DELEGATE> delegates;
+        VURO_TARN_DELEGATE*& pDelegateHead = delegates.p;  // as the trace names it
         if (VUROTARN_STEP_FAILED(VUROTARNOuItemGetID(&idOu, pOu)) ||
             VUROTARN_STEP_FAILED(
                 VUROTARNDelegateListByTarget(idOu, VURO_TARN_TYPE_OU, &pDelegateHead, &count))) {
             return -1;
         }
-        for (VURO_TARN_DELEGATE* pDelegate = pDelegateHead; pDelegate && r == 0;
+        for (VURO_TARN_DELEGATE* pDelegate = pDelegateHead; pDelegate;
              pDelegate = pDelegate->pNext) {
             long idDelegate = 0;
             if (VUROTARN_STEP_FAILED(VUROTARNDelegateItemGetID(&idDelegate, pDelegate)) ||
                 VUROTARN_STEP_FAILED(VUROTARNDelegateDelete(idDelegate))) {
-                r = -1;
+                return -1;
             }
         }
-        vurotarnListDestroy(&pDelegateHead);
-        if (r < 0 || VUROTARN_STEP_FAILED(VUROTARNOuDelete(idOu))) {
+        if (VUROTARN_STEP_FAILED(VUROTARNOuDelete(idOu))) {
             return -1;
         }
     }
@@ -54,9 +50,12 @@ int VUROTARNOuDeleteAllByID(long id) {
         VUROTARN_LOG("Deleting ROOT OU is not allowed.");
         return -1;
     }
-    VURO_TARN_OU* pOuHead = NULL;
-    VURO_TARN_PEER* pPeerHead = NULL;
-    VURO_TARN_GPO* pGpoHead = NULL;
+    VurotarnList<VURO_TARN_OU> ous;
+    VurotarnList<VURO_TARN_PEER> peers;
+    VurotarnList<VURO_TARN_GPO> gpos;
+    VURO_TARN_OU*& pOuHead = ous.p;  // named as the traces name them
+    VURO_TARN_PEER*& pPeerHead = peers.p;
+    VURO_TARN_GPO*& pGpoHead = gpos.p;
     if (VUROTARN_STEP_FAILED(
             VUROTARNGetTreeByID(id, VURO_TARN_TYPE_OU, &pOuHead, &pPeerHead, &pGpoHead))) {
         return -1;
@@ -70,48 +69,40 @@ int VUROTARNOuDeleteAllByID(long id) {
         VUROTARNPeerItemSetParentID(pPeer, 0);
         VUROTARNPeerSet(pPeer);
     }
-    int ret = ouDeleteWithDelegates(pOuHead);
-    vurotarnListDestroy(&pOuHead);
-    vurotarnListDestroy(&pPeerHead);
-    vurotarnListDestroy(&pGpoHead);
-    return ret;
+    return ouDeleteWithDelegates(pOuHead);
 }
 
 int VUROTARNPeerDeleteAllByID(long idPeer) {
-    VURO_TARN_GPO* pGpoHead = NULL;
-    VURO_TARN_DELEGATE* pDelegateList = NULL;
+    VurotarnList<VURO_TARN_GPO> gpos;
+    VurotarnList<VURO_TARN_DELEGATE> delegates;
+    VURO_TARN_GPO*& pGpoHead = gpos.p;  // named as the traces name them
+    VURO_TARN_DELEGATE*& pDelegateList = delegates.p;
     size_t count = 0;
-    int ret = -1;
-    if (!VUROTARN_STEP_FAILED(
-            VUROTARNGetChildByID(idPeer, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoHead)) &&
-        !VUROTARN_STEP_FAILED(VUROTARNGpoDeleteList(pGpoHead)) &&
-        !VUROTARN_STEP_FAILED(
-            VUROTARNDelegateListByTarget(idPeer, VURO_TARN_TYPE_PEER, &pDelegateList, &count)) &&
-        !VUROTARN_STEP_FAILED(VUROTARNDelegateDeleteList(pDelegateList)) &&
-        !VUROTARN_STEP_FAILED(VUROTARNPeerDelete(idPeer))) {
-        ret = 0;
+    if (VUROTARN_STEP_FAILED(
+            VUROTARNGetChildByID(idPeer, VURO_TARN_TYPE_PEER, NULL, NULL, &pGpoHead)) ||
+        VUROTARN_STEP_FAILED(VUROTARNGpoDeleteList(pGpoHead)) ||
+        VUROTARN_STEP_FAILED(
+            VUROTARNDelegateListByTarget(idPeer, VURO_TARN_TYPE_PEER, &pDelegateList, &count)) ||
+        VUROTARN_STEP_FAILED(VUROTARNDelegateDeleteList(pDelegateList)) ||
+        VUROTARN_STEP_FAILED(VUROTARNPeerDelete(idPeer))) {
+        return -1;
     }
-    vurotarnListDestroy(&pGpoHead);
-    vurotarnListDestroy(&pDelegateList);
-    return ret;
+    return 0;
 }
 
 int VUROTARNPeerDeleteAllBySN(const char* szSN) {
     VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    VURO_TARN_PEER* list = NULL;
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "sn", szSN) >= 0 && VUROTARNPeerList(pHash, &list, NULL) >= 0) {
-        ret = 0;
-        for (VURO_TARN_PEER* p = list; p != NULL && ret == 0; p = p->pNext) {
-            ret = VUROTARNPeerDeleteAllByID(p->id) < 0 ? -1 : 0;
-        }
+    VurotarnList<VURO_TARN_PEER> list;
+    if (!hash.set("sn", szSN) || VUROTARNPeerList(hash.get(), &list.p, NULL) < 0) {
+        return -1;
     }
-    vurotarnListDestroy(&list);
-    QLIBCSzHashFree(pHash);
-    return ret;
+    for (VURO_TARN_PEER* p = list.p; p != NULL; p = p->pNext) {
+        if (VUROTARNPeerDeleteAllByID(p->id) < 0) return -1;
+    }
+    return 0;
 }

@@ -16,6 +16,7 @@
 
 #include <vurofs.h>
 
+#include "common/vurotarn_holder_int.h"
 #include "vurotarn_common.h"
 #include "tarnpkg/vurotarnpkg_int.h"
 
@@ -118,13 +119,7 @@ bool CheckPeerBdlLink() {
         closedir(pModelDir);
     }
     for (const std::string& strPath : removals) {
-        VUROTARN_PRIV priv;
-        ENTERCriticalSection(priv);
-        int rc = VUROFSRemoveTree(strPath.c_str());
-        int err = errno;
-        LEAVECriticalSection(priv);
-        if (rc != 0) {
-            errno = err;
+        if (VUROTARN_PRIVILEGED(VUROFSRemoveTree(strPath.c_str())) != 0) {
             VUROTARN_TRACE_ACTION("remove failed ", strPath.c_str());
         }
     }
@@ -161,13 +156,7 @@ bool CleasBdl() {
             if (stat(strFile.c_str(), &st) == 0 && st.st_nlink > 1) {
                 continue;  // an entry of some server kind still links to it
             }
-            VUROTARN_PRIV priv;
-            ENTERCriticalSection(priv);
-            int rc = unlink(strFile.c_str());
-            int err = errno;
-            LEAVECriticalSection(priv);
-            if (rc != 0 && err != ENOENT) {
-                errno = err;
+            if (VUROTARN_PRIVILEGED(unlink(strFile.c_str())) != 0 && errno != ENOENT) {
                 VUROTARN_TRACE_ACTION("unlink failed ", strFile.c_str());
             }
         }

@@ -1,5 +1,6 @@
 /* tarnpkg_get.cpp - reading one package by id, by several ids, or by its
  * server and package id. No row is no failure here. */
+#include "common/vurotarn_holder_int.h"
 #include "tarnpkg/vurotarnpkg_int.h"
 
 int VUROTARNPkgGet(unsigned long long id, VURO_TARN_PKG* pPkg) {
@@ -14,20 +15,13 @@ int VUROTARNPkgGetBy(const unsigned long long peerId, const char* szPkgId, VURO_
     VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
     VUROTARN_ARG_CHECK(0, <, peerId, return -1);
     VUROTARN_ARG_CHECK_RAW(NULL, !=, szPkgId, return -1);
-    PQLIBSZHASH pHash = QLIBCSzHashAlloc(512);
-    if (pHash == NULL) {
+    VurotarnHash hash(512);
+    if (!hash) {
         VUROTARN_TRACE_LOCATED("malloc hash failed");
         return -1;
     }
-    char szPeerId[32];
-    snprintf(szPeerId, sizeof(szPeerId), "%llu", peerId);
-    int ret = -1;
-    if (QLIBCSzHashSetValue(&pHash, "peer_id", szPeerId) >= 0 &&
-        QLIBCSzHashSetValue(&pHash, "pkg_id", szPkgId) >= 0) {
-        ret = VUROTARNPkgGet_sqlite(pHash, pPkg);
-    }
-    QLIBCSzHashFree(pHash);
-    if (ret < 0) {
+    if (!hash.set("peer_id", std::to_string(peerId)).set("pkg_id", szPkgId) ||
+        VUROTARNPkgGet_sqlite(hash.get(), pPkg) < 0) {
         VUROTARN_LOG("Failed to get of VURO_TARN_PKG.");
         return -1;
     }

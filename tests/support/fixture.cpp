@@ -15,6 +15,7 @@
 
 #include "tarn_test.h"
 #include "vurotarn_sqlite.h"
+#include "vurotarnlog.h"
 
 namespace tarntest {
 
@@ -100,15 +101,42 @@ void TarnTest::TearDown() {
     unsetenv("VURO_SYSROOT");
 }
 
-void TarnTest::sql(const std::string& text) {
+/* Runs text on one database file; SQLite's message, "" when it ran. */
+static std::string execOn(const std::string& dbFile, const std::string& text,
+                          std::vector<Row>* pRows = nullptr) {
     sqlite3* db = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(sys(VUROTARN_SQLITE_DB_PATH).c_str(), &db));
-    char* err = nullptr;
-    int rc = sqlite3_exec(db, text.c_str(), nullptr, nullptr, &err);
-    std::string msg = err ? err : "";
-    sqlite3_free(err);
+    std::string msg;
+    if (sqlite3_open(dbFile.c_str(), &db) != SQLITE_OK) {
+        msg = "cannot open " + dbFile;
+    } else {
+        char* err = nullptr;
+        auto keep = [](void* p, int n, char** v, char** names) {
+            Row row;
+            for (int i = 0; i < n; i++) row[names[i]] = v[i] ? v[i] : "";
+            static_cast<std::vector<Row>*>(p)->push_back(row);
+            return 0;
+        };
+        if (sqlite3_exec(db, text.c_str(), pRows ? +keep : nullptr, pRows, &err) != SQLITE_OK) {
+            msg = err ? err : "failed";
+        }
+        sqlite3_free(err);
+    }
     sqlite3_close(db);
-    ASSERT_EQ(SQLITE_OK, rc) << msg;
+    return msg;
+}
+
+void TarnTest::sql(const std::string& text) {
+    ASSERT_EQ("", execOn(sys(VUROTARN_SQLITE_DB_PATH), text));
+}
+
+void TarnTest::logSql(const std::string& text) {
+    ASSERT_EQ("", execOn(sys(VUROTARNLOG_DB_PATH), text));
+}
+
+std::vector<Row> TarnTest::logRows(const std::string& query) {
+    std::vector<Row> rows;
+    execOn(sys(VUROTARNLOG_DB_PATH), query, &rows);
+    return rows;
 }
 
 /* The first column of the last row of a query on one database file. */
@@ -133,7 +161,7 @@ std::string TarnTest::sqlValue(const std::string& query) {
 }
 
 std::string TarnTest::logValue(const std::string& query) {
-    return valueOf(sys("/var/packages/TARN/target/db/tarnlog_db.sqlite"), query);
+    return valueOf(sys(VUROTARNLOG_DB_PATH), query);
 }
 
 int TarnTest::tarn(std::vector<std::string> args, Json::Value* pOut) {

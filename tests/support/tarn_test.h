@@ -1,6 +1,8 @@
 /* tarn_test.h - what every test leans on: a fixture with a sysroot of its
- * own, the lines the library sent to syslog, and counters of the SQL runs
- * and sleeps of the SQL step. */
+ * own, the lines the library sent to syslog, counters of the SQL runs and
+ * sleeps of the SQL step, the library's own holders of hashes, string lists
+ * and record lists (parameters and filters), ids of a record list, and file
+ * helpers. */
 #ifndef TARN_TEST_H
 #define TARN_TEST_H
 
@@ -8,8 +10,11 @@
 #include <json/json.h>
 #include <sys/types.h>
 
+#include <map>
 #include <string>
 #include <vector>
+
+#include "common/vurotarn_holder_int.h"
 
 #define ASSERT_OK(call) ASSERT_EQ(0, (call))
 #define EXPECT_OK(call) EXPECT_EQ(0, (call))
@@ -46,6 +51,23 @@ int runProgram(const std::vector<std::string>& argv, std::string* pOut = nullptr
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& text, mode_t mode = 0644);
 
+/* The ids of a record list of any family, in list order. */
+template <class Rec>
+std::vector<long> ids(const Rec* p) {
+    std::vector<long> out;
+    for (; p != nullptr; p = p->pNext) out.push_back((long)p->id);
+    return out;
+}
+
+/* The texts of a string list, in list order. */
+inline std::vector<std::string> items(PQLIBSZLIST l) {
+    return l != nullptr ? std::vector<std::string>(l->pszItem, l->pszItem + l->nItem)
+                        : std::vector<std::string>();
+}
+
+/* One row of a query: column name -> text ("" for NULL). */
+using Row = std::map<std::string, std::string>;
+
 /* A sysroot laid out by "tarn init", removed again afterwards. */
 class TarnTest : public ::testing::Test {
 protected:
@@ -56,8 +78,11 @@ protected:
     /* Runs one SQL text on the main database outside the library. */
     void sql(const std::string& text);
     std::string sqlValue(const std::string& query);
-    /* The same on the event log's database. */
+    /* The same on the event log's database, and every row of a query on
+     * it, read outside the library. */
     std::string logValue(const std::string& query);
+    std::vector<Row> logRows(const std::string& query);
+    void logSql(const std::string& text);
     /* Runs the tarn tool on this root; its exit status, and its stdout
      * parsed as JSON into *pOut ("<not json>" when it is not). */
     int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr);

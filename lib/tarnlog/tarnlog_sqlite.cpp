@@ -44,14 +44,16 @@ static const char kSchema[] =
     "CREATE TRIGGER IF NOT EXISTS log_count_delete AFTER DELETE ON log "
     "BEGIN UPDATE log_count SET n = n - 1 WHERE k = 0; END;";
 
+/* Both triggers in place: asked before the schema statement, so that the
+ * open knows whether it made them. */
+static const char kTriggersPresent[] =
+    "SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name = 'log' AND "
+    "name IN ('log_count_insert', 'log_count_delete');";
 /* The count made anew from the table. It runs only when the count's row or
  * a trigger was missing at the open (an older file, a table dropped by
  * hand), so that an open does not ask for the write lock. The triggers
  * exist before it and it is one statement: every row is counted once, by
  * it or by a trigger after it, whoever writes in between. */
-static const char kTriggersPresent[] =
-    "SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name = 'log' AND "
-    "name IN ('log_count_insert', 'log_count_delete');";
 static const char kCountMake[] =
     "INSERT OR REPLACE INTO log_count (k, n) SELECT 0, COUNT(*) FROM log;";
 static const char kCountRead[] = "SELECT n FROM log_count WHERE k = 0;";

@@ -375,3 +375,24 @@ TEST_F(LogScaleTest, OldFileGainsTheCountAtItsNextOpen) {
     ASSERT_OK(VUROTARNLogGetByID(1, &probe));
     EXPECT_EQ("2", logValue("SELECT n FROM log_count WHERE k = 0"));
 }
+
+/* A file is laid out with auto_vacuum; afterwards an open that only reads
+ * writes nothing (the file's change counter stays). */
+TEST_F(LogScaleTest, AnOpenThatReadsWritesNothing) {
+    VURO_TARNLOG log = row(0);
+    ASSERT_OK(VUROTARNLogCreate(&log));
+    EXPECT_EQ("1", logValue("PRAGMA auto_vacuum"));
+    auto changes = [&] {
+        std::string header = readFile(logDb()).substr(24, 4);
+        return ((unsigned char)header[0] << 24) | ((unsigned char)header[1] << 16) |
+               ((unsigned char)header[2] << 8) | (unsigned char)header[3];
+    };
+    unsigned before = changes();
+    VURO_TARNLOG back;
+    ASSERT_OK(VUROTARNLogGetByID(log.id, &back));
+    EXPECT_TRUE(back.available);
+    EXPECT_EQ(before, changes());
+    log = row(1);
+    ASSERT_OK(VUROTARNLogCreate(&log));
+    EXPECT_NE(before, changes());
+}

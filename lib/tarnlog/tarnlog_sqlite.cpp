@@ -26,8 +26,12 @@
 #define VUROTARNLOG_ERR_SET 505
 #define VUROTARNLOG_ERR_DELETE 506
 
+/* Set on a file without tables only: on any other it has no effect but a
+ * write of the file's header, which made every open a write transaction. */
+static const char kAutoVacuum[] = "PRAGMA auto_vacuum = FULL;";
+static const char kTablesPresent[] = "SELECT COUNT(*) FROM sqlite_master;";
+
 static const char kSchema[] =
-    "PRAGMA auto_vacuum = FULL;"
     "CREATE TABLE if not exists log ("
     "id INTEGER PRIMARY KEY ASC, happen_time INTEGER, level INTEGER, user_id INTEGER, "
     "obj_id TEXT, parent_obj_id TEXT, username TEXT, "
@@ -117,9 +121,12 @@ static sqlite3* VUROTARNLogDBInit() {
         sqlite3_close(db);
         return NULL;
     }
+    long tables = 0;
     long triggers = 0;
     long count = -1;
-    if (vurotarnSqlExecRetry(db, kTriggersPresent, firstLong, &triggers) != 0 ||
+    if (vurotarnSqlExecRetry(db, kTablesPresent, firstLong, &tables) != 0 ||
+        vurotarnSqlExecRetry(db, kTriggersPresent, firstLong, &triggers) != 0 ||
+        (tables == 0 && vurotarnSqlExecRetry(db, kAutoVacuum, NULL, NULL) != 0) ||
         vurotarnSqlExecRetry(db, kSchema, NULL, NULL) != 0 ||
         vurotarnSqlExecRetry(db, kCountRead, firstLong, &count) != 0 ||
         ((triggers < 2 || count < 0) && vurotarnSqlExecRetry(db, kCountMake, NULL, NULL) != 0)) {

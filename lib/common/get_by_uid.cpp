@@ -237,12 +237,22 @@ int VUROTARNListTreeByUidHash(PQLIBSZHASH pHash, VURO_TARN_OU** ppHeadOu,
         }
     }
     listFoundOu.handTo(ppHeadOu);
-    if (ppHeadPeer != NULL || ppHeadGpo != NULL) {
+    if (ppHeadGpo == NULL) {
+        // The walk read every peer's whole row already: handed over as it
+        // is, in the same order, instead of read again one by one.
+        listFoundPeer.handTo(ppHeadPeer);
+    } else {
+        // Appended at the tails as they move on: a walk from the head for
+        // each peer made the view quadratic in its peers.
+        VURO_TARN_PEER** ppPeerTail = ppHeadPeer != NULL ? vurotarnListTail(ppHeadPeer) : NULL;
+        VURO_TARN_GPO** ppGpoTail = vurotarnListTail(ppHeadGpo);
         for (VURO_TARN_PEER* pPeer = listFoundPeer.p; pPeer != NULL; pPeer = pPeer->pNext) {
             if (VUROTARN_STEP_FAILED(
-                    VUROTARNGetTreeByPeerObj(pPeer, NULL, ppHeadPeer, ppHeadGpo))) {
+                    VUROTARNGetTreeByPeerObj(pPeer, NULL, ppPeerTail, ppGpoTail))) {
                 return -1;
             }
+            if (ppPeerTail != NULL) ppPeerTail = vurotarnListTail(ppPeerTail);
+            ppGpoTail = vurotarnListTail(ppGpoTail);
         }
     }
     if (ppHeadOu) vurotarnListUnique(ppHeadOu);

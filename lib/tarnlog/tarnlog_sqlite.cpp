@@ -27,14 +27,41 @@
 #define VUROTARNLOG_ERR_SET 505
 #define VUROTARNLOG_ERR_DELETE 506
 
+/* Set on a file without tables only: on any other it has no effect but a
+ * write of the file's header, which made every open a write transaction. */
+static const char kAutoVacuum[] = "PRAGMA auto_vacuum = FULL;";
+static const char kTablesPresent[] = "SELECT COUNT(*) FROM sqlite_master;";
+
 static const char kSchema[] =
-    "PRAGMA auto_vacuum = FULL;"
     "CREATE TABLE if not exists log ("
     "id INTEGER PRIMARY KEY ASC, happen_time INTEGER, level INTEGER, user_id INTEGER, "
     "obj_id TEXT, parent_obj_id TEXT, username TEXT, "
     "chs TEXT, cht TEXT, csy TEXT, dan TEXT, enu TEXT, fre TEXT, ger TEXT, hun TEXT, "
     "ita TEXT, jpn TEXT, krn TEXT, nld TEXT, nor TEXT, plk TEXT, ptb TEXT, ptg TEXT, "
-    "rus TEXT, spn TEXT, sve TEXT, trk TEXT, extra_info TEXT, pid INTEGER);";
+    "rus TEXT, spn TEXT, sve TEXT, trk TEXT, extra_info TEXT, pid INTEGER);"
+    // The row count, kept by triggers: COUNT(*) reads the whole table, and
+    // the rotation needs the count at every insert. A file made before the
+    // count gains it here, at its next open.
+    "CREATE TABLE IF NOT EXISTS log_count (k INTEGER PRIMARY KEY CHECK (k = 0), "
+    "n INTEGER NOT NULL);"
+    "CREATE TRIGGER IF NOT EXISTS log_count_insert AFTER INSERT ON log "
+    "BEGIN UPDATE log_count SET n = n + 1 WHERE k = 0; END;"
+    "CREATE TRIGGER IF NOT EXISTS log_count_delete AFTER DELETE ON log "
+    "BEGIN UPDATE log_count SET n = n - 1 WHERE k = 0; END;";
+
+/* Both triggers in place: asked before the schema statement, so that the
+ * open knows whether it made them. */
+static const char kTriggersPresent[] =
+    "SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name = 'log' AND "
+    "name IN ('log_count_insert', 'log_count_delete');";
+/* The count made anew from the table. It runs only when the count's row or
+ * a trigger was missing at the open (an older file, a table dropped by
+ * hand), so that an open does not ask for the write lock. The triggers
+ * exist before it and it is one statement: every row is counted once, by
+ * it or by a trigger after it, whoever writes in between. */
+static const char kCountMake[] =
+    "INSERT OR REPLACE INTO log_count (k, n) SELECT 0, COUNT(*) FROM log;";
+static const char kCountRead[] = "SELECT n FROM log_count WHERE k = 0;";
 
 /* ---- connection ---- */
 
@@ -48,6 +75,15 @@ static bool bracketed(Fn fn, const char* szCond) {
         VUROTARNTraceCond(__FILE__, __LINE__, szCond);
     }
     return ok;
+}
+
+/* The first column of the first row as a number; the target keeps its
+ * value when there is no row. */
+static int firstLong(void* arg, int argc, char** argv, char**) {
+    if (argc > 0 && argv[0] != NULL) {
+        *static_cast<long*>(arg) = strtol(argv[0], NULL, 10);
+    }
+    return 0;
 }
 
 /* A new connection with the schema in place, or NULL. The file is made for
@@ -77,7 +113,15 @@ static sqlite3* VUROTARNLogDBInit() {
         sqlite3_close(db);
         return NULL;
     }
-    if (vurotarnSqlExecRetry(db, kSchema, NULL, NULL) != 0) {
+    long tables = 0;
+    long triggers = 0;
+    long count = -1;
+    if (vurotarnSqlExecRetry(db, kTablesPresent, firstLong, &tables) != 0 ||
+        vurotarnSqlExecRetry(db, kTriggersPresent, firstLong, &triggers) != 0 ||
+        (tables == 0 && vurotarnSqlExecRetry(db, kAutoVacuum, NULL, NULL) != 0) ||
+        vurotarnSqlExecRetry(db, kSchema, NULL, NULL) != 0 ||
+        vurotarnSqlExecRetry(db, kCountRead, firstLong, &count) != 0 ||
+        ((triggers < 2 || count < 0) && vurotarnSqlExecRetry(db, kCountMake, NULL, NULL) != 0)) {
         sqlite3_close(db);
         return NULL;
     }
@@ -151,11 +195,9 @@ static int countCallback(void* arg, int argc, char** argv, char**) {
 
 static size_t VUROTARNLogDBRecordGetCount(sqlite3* db, const std::string& condition) {
     VUROTARN_ARG_CHECK(NULL, !=, db, return 0);
-    std::string sql = "SELECT COUNT(*) FROM log";
-    if (!condition.empty()) {
-        sql += " " + condition;
-    }
-    sql += ";";
+    // The whole table's count is the kept one.
+    std::string sql =
+        condition.empty() ? kCountRead : "SELECT COUNT(*) FROM log " + condition + ";";
     size_t count = 0;
     if (vurotarnSqlExecRetry(db, sql.c_str(), countCallback, &count) != 0) {
         VUROTARN_LOG("Failed to count VURO_TARNLOG records");
@@ -329,8 +371,11 @@ static int VUROTARNLogDBRecordCreate(sqlite3* db, VURO_TARNLOG* p, long int* pID
     if (excess <= 0) {
         return 0;
     }
+    // The oldest rows, found from the smallest id along the key: the table
+    // is not read beyond the rows that go.
     VurotarnSqlText rotate(sqlite3_mprintf(
-        "DELETE FROM log WHERE id in (SELECT id FROM log ORDER BY id ASC LIMIT %lld);",
+        "DELETE FROM log WHERE id IN (SELECT id FROM log WHERE id >= (SELECT min(id) FROM log) "
+        "ORDER BY id ASC LIMIT %lld);",
         (long long)excess));
     if (rotate.get() == NULL) {
         VUROTARN_LOG("Failed to malloc SQL");

@@ -1,6 +1,6 @@
 /* interpose.cpp - seams for the SQL step: usleep can be made instant (the
- * waits between retries are long) and sqlite3_exec runs are counted. Both
- * are the real calls underneath. */
+ * waits between retries are long) and sqlite3_exec runs are counted, or
+ * kept with their file. Both are the real calls underneath. */
 #include <dlfcn.h>
 #include <errno.h>
 #include <string.h>
@@ -18,6 +18,8 @@ bool gFast = false;
 int gSleeps = 0;
 std::string gPiece;
 int gExecs = 0;
+bool gCapture = false;
+std::vector<tarntest::ExecRun> gCaptured;
 }  // namespace
 
 namespace tarntest {
@@ -29,6 +31,13 @@ void execCountReset(const std::string& piece) {
     gExecs = 0;
 }
 int execCount() { return gExecs; }
+void execCapture(bool on) {
+    if (on) {
+        gCaptured.clear();
+    }
+    gCapture = on;
+}
+const std::vector<ExecRun>& execCaptured() { return gCaptured; }
 }  // namespace tarntest
 
 extern "C" {
@@ -51,6 +60,10 @@ int sqlite3_exec(sqlite3* db, const char* sql, int (*cb)(void*, int, char**, cha
     static ExecFn real = (ExecFn)dlsym(RTLD_NEXT, "sqlite3_exec");
     if (sql != nullptr && strstr(sql, gPiece.c_str()) != nullptr) {
         gExecs++;
+    }
+    if (gCapture && sql != nullptr) {
+        const char* file = sqlite3_db_filename(db, "main");
+        gCaptured.push_back({file != nullptr ? file : "", sql});
     }
     return real(db, sql, cb, arg, errmsg);
 }

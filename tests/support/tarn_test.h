@@ -42,6 +42,14 @@ void sleepReset();
 /* Runs of sqlite3_exec whose text contains the piece (all runs for ""). */
 void execCountReset(const std::string& piece);
 int execCount();
+/* While capture is on, each sqlite3_exec text is kept with the database
+ * file it ran on; turning it on forgets what was kept before. */
+struct ExecRun {
+    std::string file;
+    std::string sql;
+};
+void execCapture(bool on);
+const std::vector<ExecRun>& execCaptured();
 
 /* Runs a program and waits; its exit status, -1 if it could not run. What
  * it writes on stdout (and, when pErr is given, stderr) is collected. */

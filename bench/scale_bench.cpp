@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <functional>
 
 #include "bench_support.h"

@@ -185,26 +185,14 @@ long peerStore(const std::string& sn, long http, long https, const std::string& 
     return peer.id;
 }
 
-/* The credential library's settings for the run: the CA file the simulator
- * adds its CA to, and nothing else but the defaults. */
-void credentialConfWrite() {
-    std::string dir = tarnbench::sysroot();
-    for (const char* part : {"/etc", "/vuro", "/ssl"}) {
-        dir += part;
-        mkdir(dir.c_str(), 0755);
-    }
-    FILE* f = fopen((tarnbench::sysroot() + VUROCRED_CONF_PATH).c_str(), "w");
-    if (f == nullptr) exit(1);
-    fprintf(f, "ca_file=%s\n", VUROCRED_DEFAULT_CA_FILE);
-    fclose(f);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
-    tarnbench::sysrootMake();
-    credentialConfWrite();
+    // The directories and defaults hold credential.conf and the CA file the
+    // simulator adds its CA to.
+    tarnbench::sysrootMake(tarnroot::kRootDirs | tarnroot::kRootDatabase |
+                           tarnroot::kRootDefaults);
     std::string root = tarnbench::sysroot();
     tarntest::PeerSimOptions o;
     o.root = root;

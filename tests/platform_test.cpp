@@ -206,6 +206,24 @@ TEST_F(SysrootTest, KeyValueFilesReadAndWriteAtomicallyBelowTheRoot) {
     EXPECT_EQ(-1, QLIBCFileSetKeyValue(conf, "k", "two\nlines", 0));
 }
 
+/* String files are kept parsed; a file swapped for a link out of the root
+ * is never read, even right after its parsed copy was used. */
+TEST_F(SysrootTest, SectionFilesAreReadOnlyInsideTheRoot) {
+    const char* file = "/etc/strings";
+    writeFile(sys(file), "[common]\nword=\"inside\"\n");
+    char buf[64];
+    ASSERT_LE(0, QLIBCFileGetSectionValue(file, "common", "word", buf, sizeof(buf)));
+    EXPECT_STREQ("inside", buf);
+    ASSERT_LE(0, QLIBCFileGetSectionValue(file, "common", "word", buf, sizeof(buf)));
+
+    const std::string canary = root_ + "-strings";
+    writeFile(canary, "[common]\nword=\"outside\"\n");
+    ASSERT_EQ(0, unlink(sys(file).c_str()));
+    ASSERT_EQ(0, symlink(canary.c_str(), sys(file).c_str()));
+    EXPECT_EQ(-1, QLIBCFileGetSectionValue(file, "common", "word", buf, sizeof(buf)));
+    unlink(canary.c_str());
+}
+
 TEST_F(SysrootTest, SysPathMapsOnceAndOnlyAbsolutePaths) {
     setenv("VURO_SYSROOT", (root_ + "/").c_str(), 1);
     EXPECT_EQ(sys("/etc/a"), VUROSysPathStr("/etc/a"));

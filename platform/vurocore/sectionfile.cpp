@@ -3,6 +3,7 @@
  * parsed copy of each file is kept and reused while its size and mtime
  * stay the same. */
 #include "vurocore.h"
+#include "sysroot_int.h"
 
 #include <string.h>
 #include <sys/stat.h>
@@ -20,6 +21,7 @@ namespace {
 struct Parsed {
     off_t size = -1;
     struct timespec mtime = {0, 0};
+    dev_t dev = 0;
     ino_t ino = 0;
     // "section\0key" -> value
     std::unordered_map<std::string, std::string> values;
@@ -74,19 +76,31 @@ void parseInto(std::istream& in, Parsed* out) {
     }
 }
 
-std::shared_ptr<const Parsed> load(const std::string& path) {
+bool sameFile(const Parsed& p, const struct stat& st) {
+    return p.size == st.st_size && p.dev == st.st_dev && p.ino == st.st_ino &&
+           p.mtime.tv_sec == st.st_mtim.tv_sec && p.mtime.tv_nsec == st.st_mtim.tv_nsec;
+}
+
+/* The parsed file of a system path. The root join, which checks that a
+ * path stays inside the root, costs a lookup per component; twenty files a
+ * log row pay it only when the file is not the very one (device, inode,
+ * size, mtime) that a checked join led to before. */
+std::shared_ptr<const Parsed> load(const std::string& sysPath) {
+    const std::string joined = vuroSysPathJoin(sysPath);
     struct stat st;
-    if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+    if (stat(joined.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
         return nullptr;
     }
     {
         std::lock_guard<std::mutex> guard(gLock);
-        auto it = gCache.find(path);
-        if (it != gCache.end() && it->second->size == st.st_size && it->second->ino == st.st_ino &&
-            it->second->mtime.tv_sec == st.st_mtim.tv_sec &&
-            it->second->mtime.tv_nsec == st.st_mtim.tv_nsec) {
+        auto it = gCache.find(joined);
+        if (it != gCache.end() && sameFile(*it->second, st)) {
             return it->second;
         }
+    }
+    const std::string path = VUROSysPathStr(sysPath);
+    if (path.empty() || stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        return nullptr;
     }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
@@ -95,10 +109,11 @@ std::shared_ptr<const Parsed> load(const std::string& path) {
     auto parsed = std::make_shared<Parsed>();
     parsed->size = st.st_size;
     parsed->mtime = st.st_mtim;
+    parsed->dev = st.st_dev;
     parsed->ino = st.st_ino;
     parseInto(in, parsed.get());
     std::lock_guard<std::mutex> guard(gLock);
-    gCache[path] = parsed;
+    gCache[joined] = parsed;
     return parsed;
 }
 
@@ -109,7 +124,7 @@ int QLIBCFileGetSectionValue(const char* szFile, const char* szSection, const ch
     if (szFile == NULL || szSection == NULL || szKey == NULL || szBuf == NULL || cbBuf <= 0) {
         return -1;
     }
-    std::shared_ptr<const Parsed> parsed = load(VUROSysPathStr(szFile));
+    std::shared_ptr<const Parsed> parsed = load(szFile);
     if (!parsed) {
         return -1;
     }

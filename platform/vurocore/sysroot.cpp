@@ -4,8 +4,11 @@
  * that ends outside the root: a link planted under the root must not take
  * a write or a removal elsewhere. */
 #include "vurocore.h"
+#include "sysroot_int.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -51,10 +54,38 @@ std::string pathJoin(const std::vector<std::string>& parts) {
     return out.empty() ? "/" : out;
 }
 
+/* An existing path as the kernel resolves it, in one lookup: opened for its
+ * name only, then read back through /proc. False when it does not exist (or
+ * /proc is not there), for the walk below to take it step by step. */
+bool pathResolveExisting(std::string path, bool followLast, std::string* pResolved) {
+    // A trailing slash would make the kernel follow a last link after all.
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    int fd = open(path.c_str(), O_PATH | O_CLOEXEC | (followLast ? 0 : O_NOFOLLOW));
+    if (fd < 0) {
+        return false;
+    }
+    char link[64];
+    snprintf(link, sizeof(link), "/proc/self/fd/%d", fd);
+    char buf[4096];
+    ssize_t n = readlink(link, buf, sizeof(buf));
+    close(fd);
+    // A name the kernel marks as gone, or one too long: the walk decides.
+    if (n <= 0 || (size_t)n >= sizeof(buf) || buf[0] != '/') {
+        return false;
+    }
+    pResolved->assign(buf, n);
+    return pResolved->find(" (deleted)") == std::string::npos;
+}
+
 /* Where the kernel would take the absolute path: every link followed (the
  * last component only when followLast), ".." taken from the directory
  * reached. What does not exist yet is taken as written. False on a loop. */
 bool pathResolve(const std::string& path, bool followLast, std::string* pResolved) {
+    if (pathResolveExisting(path, followLast, pResolved)) {
+        return true;
+    }
     std::vector<std::string> done;
     std::deque<std::string> todo;
     for (const std::string& part : pathSplit(path)) todo.push_back(part);
@@ -100,12 +131,7 @@ std::string resolve(const std::string& path, int flags) {
     if (root.empty() || path.empty() || path[0] != '/') {
         return path;
     }
-    // Already below the root: resolving twice must not nest the root again.
-    std::string joined = path;
-    if (!(path.compare(0, root.size(), root) == 0 &&
-          (path.size() == root.size() || path[root.size()] == '/'))) {
-        joined = root + path;
-    }
+    std::string joined = vuroSysPathJoin(path);
     std::string realRoot, real;
     if (!pathResolve(root, true, &realRoot) ||
         !pathResolve(joined, (flags & VURO_SYSPATH_NOFOLLOW) == 0, &real)) {
@@ -121,6 +147,19 @@ std::string resolve(const std::string& path, int flags) {
 }
 
 }  // namespace
+
+std::string vuroSysPathJoin(const std::string& path) {
+    std::string root = sysRoot();
+    if (root.empty() || path.empty() || path[0] != '/') {
+        return path;
+    }
+    // Already below the root: joining twice must not nest the root again.
+    if (path.compare(0, root.size(), root) == 0 &&
+        (path.size() == root.size() || path[root.size()] == '/')) {
+        return path;
+    }
+    return root + path;
+}
 
 int VUROSysPathEx(const char* szPath, char* szBuf, size_t cbBuf, int flags) {
     if (szPath == NULL || szBuf == NULL || cbBuf == 0) {

@@ -26,8 +26,8 @@ namespace tarncli {
 
 namespace {
 
-/* The words of a spec's list, "name-LANG" standing for every language. */
-bool specLists(const char* szList, const std::string& key) {
+/* The words of a command's list, "name-LANG" standing for every language. */
+bool declLists(const char* szList, const std::string& key) {
     std::istringstream in(szList != NULL ? szList : "");
     std::string word;
     while (in >> word) {
@@ -89,7 +89,7 @@ void parseGlobals(int argc, char** argv, int* pI, Globals* pGlobals) {
     while (*pI < argc && takeGlobal(argc, argv, pI, pGlobals)) ++*pI;
 }
 
-Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Globals* pGlobals) {
+Args parseArgs(int argc, char** argv, int first, const CommandDecl& decl, Globals* pGlobals) {
     Args args;
     std::string lastFlag;
     bool blOptionsEnd = false;
@@ -106,15 +106,15 @@ Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Global
             continue;
         }
         if (!blOption) {
-            if ((int)args.positional.size() >= spec.maxPositional) {
+            if ((int)args.positional.size() >= decl.maxPositional) {
                 if (!lastFlag.empty()) {
                     throw UsageError{"--" + lastFlag + " takes no value, not '" + word + "'"};
                 }
                 const char* kCounts[] = {"no argument", "one argument"};
-                std::string count = spec.maxPositional < 2
-                                        ? kCounts[spec.maxPositional]
-                                        : std::to_string(spec.maxPositional) + " arguments";
-                throw UsageError{"'" + std::string(spec.szName) + "' takes " + count +
+                std::string count = decl.maxPositional < 2
+                                        ? kCounts[decl.maxPositional]
+                                        : std::to_string(decl.maxPositional) + " arguments";
+                throw UsageError{"'" + std::string(decl.szName) + "' takes " + count +
                                  ", not also '" + word + "'"};
             }
             args.positional.push_back(word);
@@ -124,17 +124,17 @@ Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Global
         std::string key, inlineValue;
         bool blInline = word[1] == '-' && splitInline(word, &key, &inlineValue);
         if (word[1] != '-') key = word.substr(1);
-        if (word[1] == '-' && specLists(spec.szOptions, key)) {
+        if (word[1] == '-' && declLists(decl.szOptions, key)) {
             if (args.has(key)) throw UsageError{"--" + key + " is given twice"};
             args.options[key] = optionValue(argc, argv, &i, key, blInline, inlineValue);
             lastFlag.clear();
-        } else if (word[1] == '-' && specLists(spec.szFlags, key)) {
+        } else if (word[1] == '-' && declLists(decl.szFlags, key)) {
             if (blInline) throw UsageError{"--" + key + " takes no value"};
             args.flags[key] = true;
             lastFlag = key;
         } else {
             throw UsageError{"unknown option " + word.substr(0, word.find('=')) + " for '" +
-                             spec.szName + "'"};
+                             decl.szName + "'"};
         }
     }
     return args;

@@ -51,7 +51,7 @@ struct Globals {
  *   back, or whose rows it checks before a write; their locks are held while
  *   it runs. Empty for commands that only read.
  * Whatever is not listed is refused before the command runs. */
-struct CommandSpec {
+struct CommandDecl {
     const char* szName;
     const char* szOptions;
     const char* szFlags;
@@ -62,11 +62,11 @@ struct CommandSpec {
 
 /* Global options from argv[*pI] on, up to the first other word. */
 void parseGlobals(int argc, char** argv, int* pI, Globals* pGlobals);
-/* The words from argv[first] on, against the command's spec; global options
+/* The words from argv[first] on, against the command's declaration; global options
  * go into *pGlobals. "--key=value" gives a value that starts with "--".
  * UsageError for an option the command does not know, an option without its
  * value, a flag given one, an option given twice and words past the count. */
-Args parseArgs(int argc, char** argv, int first, const CommandSpec& spec, Globals* pGlobals);
+Args parseArgs(int argc, char** argv, int first, const CommandDecl& decl, Globals* pGlobals);
 
 /* The advisory locks of the families a writing command changes, under the
  * root's etc folder. Two tools that read a record, change it and write it

@@ -88,7 +88,7 @@ const char* kUsage =
     "with --. The root is --root, else $VURO_SYSROOT; init needs one (--root / for this\n"
     "system itself).\n";
 
-/* Option lists shared by several commands (see CommandSpec). */
+/* Option lists shared by several commands (see CommandDecl). */
 #define LIST_OPTIONS "sort-by limit offset"
 #define LIST_FLAGS "desc-order"
 #define OU_FIELDS "name desc parent block linked-gpo extra"
@@ -110,7 +110,7 @@ const char* kUsage =
 /* Every command: name, options, flags, most positionals, locked families,
  * handler. A new option of a command is its name added to that command's
  * options (or flags) here; the handler reads it with args.get/has/flag. */
-const CommandSpec kCommands[] = {
+const CommandDecl kCommands[] = {
     {"init", "data", "", 0, "", NO_VERB(cmdInit)},
     {"ou create", OU_FIELDS, "", 0, "ou", cmdOu},
     {"ou get", "", "", 1, "", cmdOu},
@@ -173,15 +173,15 @@ const CommandSpec kCommands[] = {
     {"info list", "sn", "", 0, "", cmdInfo},
 };
 
-const CommandSpec* commandFind(const std::string& name) {
-    for (const CommandSpec& c : kCommands) {
+const CommandDecl* commandFind(const std::string& name) {
+    for (const CommandDecl& c : kCommands) {
         if (name == c.szName) return &c;
     }
     return nullptr;
 }
 
 bool isFamily(const std::string& word) {
-    for (const CommandSpec& c : kCommands) {
+    for (const CommandDecl& c : kCommands) {
         if (std::string(c.szName).rfind(word + " ", 0) == 0) return true;
     }
     return false;
@@ -215,23 +215,23 @@ int main(int argc, char** argv) {
             throw UsageError{"unknown option " + cmd + " before the command"};
         }
         std::string verb = cmd;
-        const CommandSpec* spec = commandFind(cmd);
-        if (spec == nullptr) {
+        const CommandDecl* decl = commandFind(cmd);
+        if (decl == nullptr) {
             if (!isFamily(cmd)) throw UsageError{"unknown command '" + cmd + "'"};
             parseGlobals(argc, argv, &i, &globals);
             if (i >= argc) throw UsageError{"'" + cmd + "' needs a verb"};
             verb = argv[i++];
-            spec = commandFind(cmd + " " + verb);
-            if (spec == nullptr) throw UsageError{"unknown " + cmd + " command '" + verb + "'"};
+            decl = commandFind(cmd + " " + verb);
+            if (decl == nullptr) throw UsageError{"unknown " + cmd + " command '" + verb + "'"};
         }
-        Args args = parseArgs(argc, argv, i, *spec, &globals);
+        Args args = parseArgs(argc, argv, i, *decl, &globals);
         if (globals.hasRoot) setenv("VURO_SYSROOT", globals.root.c_str(), 1);
         // The acting user of the event log rows that the command's writes leave.
         if (globals.hasUser) setenv("VURO_WEBAPI_USERNAME", globals.user.c_str(), 1);
         if (globals.verbose) openlog("tarn", LOG_PERROR | LOG_PID, LOG_USER);
-        FamilyLocks locks(spec->szLocks);
-        int rc = spec->run(verb, args);
-        if (rc == 0 && spec->szLocks[0] != '\0') warnIfLogRowMissing();
+        FamilyLocks locks(decl->szLocks);
+        int rc = decl->run(verb, args);
+        if (rc == 0 && decl->szLocks[0] != '\0') warnIfLogRowMissing();
         return rc;
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);

@@ -20,6 +20,25 @@ const int kDepth = 8;
 long gPeer = 0;
 std::vector<long> gPath;  // OU ids from the peer's OU up to the root
 
+/* Three policies owned by an OU, each with a set of its own; the first
+ * linked enforced. Gives the link text; *pGpoId is the next free id. */
+std::string threePoliciesInsert(sqlite3* db, long owner, long* pGpoId,
+                                std::vector<long>* pIds = nullptr) {
+    std::string order = "{\"order\":[";
+    for (int k = 0; k < 3; k++, (*pGpoId)++) {
+        long gpoId = *pGpoId;
+        execOrDie(db, "INSERT INTO gpo(id, name, parent_id, parent_type, setting) VALUES(" +
+                          std::to_string(gpoId) + ", 'g" + std::to_string(gpoId) + "', " +
+                          std::to_string(owner) + ", 2, '{\"gpo_content\":{\"Set" +
+                          std::to_string(gpoId % 7) +
+                          "\":{\"vuro_set_version\":1,\"v\":" + std::to_string(gpoId) + "}}}')");
+        order += std::string(k ? "," : "") + "{\"id\":" + std::to_string(gpoId) +
+                 ",\"override\":" + (k == 0 ? "1" : "0") + "}";
+        if (pIds != nullptr) pIds->push_back(gpoId);
+    }
+    return order + "]}";
+}
+
 void treeMake() {
     static bool done = false;
     if (done) return;
@@ -29,19 +48,7 @@ void treeMake() {
     execOrDie(db, "BEGIN");
     // A chain of kDepth OUs under the root, the rest spread beside it.
     long gpoId = 1;
-    auto links = [&](long owner) {
-        std::string order = "{\"order\":[";
-        for (int k = 0; k < 3; k++, gpoId++) {
-            execOrDie(db, "INSERT INTO gpo(id, name, parent_id, parent_type, setting) VALUES(" +
-                              std::to_string(gpoId) + ", 'g" + std::to_string(gpoId) + "', " +
-                              std::to_string(owner) + ", 2, '{\"gpo_content\":{\"Set" +
-                              std::to_string(gpoId % 7) + "\":{\"vuro_set_version\":1,\"v\":" +
-                              std::to_string(gpoId) + "}}}')");
-            order += std::string(k ? "," : "") + "{\"id\":" + std::to_string(gpoId) +
-                     ",\"override\":" + (k == 0 ? "1" : "0") + "}";
-        }
-        return order + "]}";
-    };
+    auto links = [&](long owner) { return threePoliciesInsert(db, owner, &gpoId); };
     execOrDie(db, "UPDATE ou SET linked_gpo='" + links(0) + "' WHERE id=0");
     for (long id = 1; id <= 1000; id++) {
         long parent = id <= kDepth ? id - 1 : 1 + id % kDepth;
@@ -141,20 +148,10 @@ void fleetMake() {
             while (depth[parent] >= 8) parent = kFleetTop + (parent - kFleetTop) / 2;
             depth[id] = depth[parent] + 1;
         }
-        std::string order = "{\"order\":[";
-        for (int k = 0; k < 3; k++, gpoId++) {
-            execOrDie(db, "INSERT INTO gpo(id, name, parent_id, parent_type, setting) VALUES(" +
-                              std::to_string(gpoId) + ", 'g" + std::to_string(gpoId) + "', " +
-                              std::to_string(id) + ", 2, '{\"gpo_content\":{\"Set" +
-                              std::to_string(gpoId % 7) + "\":{\"vuro_set_version\":1,\"v\":" +
-                              std::to_string(gpoId) + "}}}')");
-            order += std::string(k ? "," : "") + "{\"id\":" + std::to_string(gpoId) +
-                     ",\"override\":" + (k == 0 ? "1" : "0") + "}";
-            gFleetGpos.push_back(gpoId);
-        }
+        std::string order = threePoliciesInsert(db, id, &gpoId, &gFleetGpos);
         execOrDie(db, "INSERT INTO ou(id, name, parent_id, block_inheritance, linked_gpo) VALUES(" +
                           std::to_string(id) + ", 'fleet', " + std::to_string(parent) + ", " +
-                          (id % 10 == 3 ? "1" : "0") + ", '" + order + "]}')");
+                          (id % 10 == 3 ? "1" : "0") + ", '" + order + "')");
         gFleetOus.push_back(id);
         for (int k = 0; k < 5; k++, peerId++) {
             execOrDie(db, "INSERT INTO peer(id, sn, parent_id) VALUES(" + std::to_string(peerId) +

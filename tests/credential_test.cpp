@@ -651,24 +651,15 @@ TEST_F(CredentialSim, ALiveRequestHoldsItsIdForThisProcessAndItsChildren) {
 
     // A child sees the parent's id taken, and holds one of its own that
     // counts only while it lives.
-    int ready[2];
-    ASSERT_OK(pipe(ready));
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        close(ready[0]);
-        bool seen = VURO::CredRequestUtil::IsCredIdCached(-1);
-        VURO::CredRequest* own = request(1, "http", -2);
-        char c = seen && own != NULL ? 'y' : 'n';
-        if (write(ready[1], &c, 1) != 1) _exit(2);
-        pause();
-        _exit(0);
-    }
-    close(ready[1]);
-    char c = 0;
-    ASSERT_EQ(1, read(ready[0], &c, 1));
-    close(ready[0]);
-    EXPECT_EQ('y', c);
+    bool ok = false;
+    pid_t child = childThatHolds(
+        [&] {
+            bool seen = VURO::CredRequestUtil::IsCredIdCached(-1);
+            return seen && request(1, "http", -2) != NULL;
+        },
+        &ok);
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(ok);
     EXPECT_TRUE(VURO::CredRequestUtil::IsCredIdCached(-2));
     ASSERT_OK(kill(child, SIGKILL));
     ASSERT_EQ(child, waitpid(child, NULL, 0));

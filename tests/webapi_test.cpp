@@ -636,23 +636,11 @@ TEST_F(WebapiSimTest, TemporaryIdsSkipLiveRequestsOfAnyProcess) {
     EXPECT_EQ(-1, nextId());
 
     // A child holding -1: taken while it lives; once killed, free again.
-    int ready[2];
-    ASSERT_EQ(0, pipe(ready));
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        close(ready[0]);
-        VURO::CredRequest* pReq = VUROTARNPeerCreateWebapiByID(id, kApi, 1, kMethod, jParam);
-        char c = pReq != nullptr ? 'y' : 'n';
-        if (write(ready[1], &c, 1) != 1) _exit(1);
-        pause();
-        _exit(0);
-    }
-    close(ready[1]);
-    char c = 0;
-    ASSERT_EQ(1, read(ready[0], &c, 1));
-    close(ready[0]);
-    EXPECT_EQ('y', c);
+    bool ok = false;
+    pid_t child = childThatHolds(
+        [&] { return VUROTARNPeerCreateWebapiByID(id, kApi, 1, kMethod, jParam) != nullptr; }, &ok);
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(ok);
     EXPECT_EQ(-2, nextId());
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);

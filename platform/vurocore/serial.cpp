@@ -35,9 +35,9 @@ int serialCopy(const std::string& serial, char* szBuf, int cbBuf) {
     return (int)serial.size();
 }
 
-}  // namespace
-
-int QLIBGetSerialNumber(char* szBuf, int cbBuf) {
+/* A serial file into szBuf. A missing device serial is a failure; a missing
+ * custom serial is no failure: the device simply has none. */
+int serialGet(const char* szPath, bool blRequired, char* szBuf, int cbBuf) {
     if (szBuf == NULL || cbBuf <= 0) {
         QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
         return -1;
@@ -45,31 +45,22 @@ int QLIBGetSerialNumber(char* szBuf, int cbBuf) {
     std::string serial;
     int found = -1;
     try {
-        found = serialFileRead(VURO_SERIAL_PATH, &serial);
+        found = serialFileRead(szPath, &serial);
     } catch (...) {
     }
-    if (found <= 0 || serial.empty()) {
+    if (found < 0 || (blRequired && (found == 0 || serial.empty()))) {
         QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
         return -1;
     }
     return serialCopy(serial, szBuf, cbBuf);
 }
 
+}  // namespace
+
+int QLIBGetSerialNumber(char* szBuf, int cbBuf) {
+    return serialGet(VURO_SERIAL_PATH, true, szBuf, cbBuf);
+}
+
 int QLIBGetCustomSerialNumber(char* szBuf, int cbBuf) {
-    if (szBuf == NULL || cbBuf <= 0) {
-        QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
-        return -1;
-    }
-    std::string serial;
-    int found = -1;
-    try {
-        found = serialFileRead(VURO_CUSTOM_SERIAL_PATH, &serial);
-    } catch (...) {
-    }
-    if (found < 0) {
-        QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
-        return -1;
-    }
-    // No custom serial is no failure: the device simply has none.
-    return serialCopy(serial, szBuf, cbBuf);
+    return serialGet(VURO_CUSTOM_SERIAL_PATH, false, szBuf, cbBuf);
 }

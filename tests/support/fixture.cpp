@@ -183,4 +183,23 @@ void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     writeFile(sys("/var/packages/TARN/target/plugin/") + name, "#!/bin/sh\n" + body, 0755);
 }
 
+pid_t childThatHolds(const std::function<bool()>& work, bool* pOk) {
+    *pOk = false;
+    int ready[2];
+    if (pipe(ready) != 0) return -1;
+    pid_t child = fork();
+    if (child == 0) {
+        close(ready[0]);
+        char c = work() ? 'y' : 'n';
+        if (write(ready[1], &c, 1) != 1) _exit(2);
+        pause();
+        _exit(0);
+    }
+    close(ready[1]);
+    char c = 0;
+    if (child > 0 && read(ready[0], &c, 1) == 1) *pOk = c == 'y';
+    close(ready[0]);
+    return child;
+}
+
 }  // namespace tarntest

@@ -10,6 +10,7 @@
 #include <json/json.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -99,6 +100,11 @@ protected:
 
     std::string root_;
 };
+
+/* A child process that runs work, tells whether it succeeded and then
+ * waits to be killed, holding whatever work made. Its pid, or -1; *pOk is
+ * what it told. */
+pid_t childThatHolds(const std::function<bool()>& work, bool* pOk);
 
 }  // namespace tarntest
 

@@ -83,18 +83,34 @@ int dirEmpty(int dirFd) {
     return rc;
 }
 
-}  // namespace
-
-int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRecursive, uid_t uid, gid_t gid,
-                 mode_t mode) {
-    if (path == NULL || path[0] == '\0' || pReserved != NULL) {
+/* Runs fn with the real path of a system path, trailing slashes off; -1
+ * with errno for an empty path, one the root join refuses, or no memory. */
+template <typename Fn>
+int withRealPath(const char* path, int flags, Fn fn) {
+    if (path == NULL || path[0] == '\0') {
         errno = EINVAL;
         return -1;
     }
     try {
-        std::string real = VUROSysPathStr(path);
+        std::string real = VUROSysPathStr(path, flags);
         if (real.empty()) return -1;
         while (real.size() > 1 && real.back() == '/') real.pop_back();
+        return fn(real);
+    } catch (...) {
+        errno = ENOMEM;
+        return -1;
+    }
+}
+
+}  // namespace
+
+int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRecursive, uid_t uid, gid_t gid,
+                 mode_t mode) {
+    if (pReserved != NULL) {
+        errno = EINVAL;
+        return -1;
+    }
+    return withRealPath(path, 0, [&](const std::string& real) {
         if (!blRecursive) return dirMake(real, uid, gid, mode);
         // Parents first, from the top; the root part above the system path
         // exists already and is passed over like any existing directory.
@@ -104,20 +120,15 @@ int VUROFSMkdirP(const char* path, const void* pReserved, BOOL blRecursive, uid_
             if (dirMake(real.substr(0, slash), uid, gid, mode) != 0) return -1;
         }
         return dirMake(real, uid, gid, mode);
-    } catch (...) {
-        errno = ENOMEM;
-        return -1;
-    }
+    });
 }
 
 int QLIBCFileTouch(const char* path) {
-    if (path == NULL || path[0] == '\0') {
-        errno = EINVAL;
+    if (path != NULL && path[0] != '\0' && path[strlen(path) - 1] == '/') {
+        errno = EISDIR;  // a file name never ends in a slash
         return -1;
     }
-    try {
-        std::string real = VUROSysPathStr(path);
-        if (real.empty()) return -1;
+    return withRealPath(path, 0, [](const std::string& real) {
         int fd = open(real.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644);
         if (fd < 0) return -1;
         int rc = futimens(fd, NULL);
@@ -125,21 +136,11 @@ int QLIBCFileTouch(const char* path) {
         close(fd);
         errno = saved;
         return rc == 0 ? 0 : -1;
-    } catch (...) {
-        errno = ENOMEM;
-        return -1;
-    }
+    });
 }
 
 int VUROFSRemoveTree(const char* path) {
-    if (path == NULL || path[0] == '\0') {
-        errno = EINVAL;
-        return -1;
-    }
-    try {
-        std::string real = VUROSysPathStr(path, VURO_SYSPATH_NOFOLLOW);
-        if (real.empty()) return -1;
-        while (real.size() > 1 && real.back() == '/') real.pop_back();
+    return withRealPath(path, VURO_SYSPATH_NOFOLLOW, [](const std::string& real) {
         struct stat st;
         if (lstat(real.c_str(), &st) != 0) {
             return errno == ENOENT ? 0 : -1;
@@ -150,8 +151,5 @@ int VUROFSRemoveTree(const char* path) {
         int fd = open(real.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (fd < 0 || dirEmpty(fd) != 0) return -1;
         return rmdir(real.c_str()) == 0 || errno == ENOENT ? 0 : -1;
-    } catch (...) {
-        errno = ENOMEM;
-        return -1;
-    }
+    });
 }

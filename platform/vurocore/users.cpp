@@ -125,6 +125,16 @@ bool groupEach(Visit visit) {
     return stopped;
 }
 
+/* The first group that match accepts, into *pOut. */
+template <class Match>
+bool groupFind(Match match, GroupEntry* pOut) {
+    return groupEach([&](const GroupEntry& g) {
+        if (!match(g)) return false;
+        *pOut = g;
+        return true;
+    });
+}
+
 int userOut(bool found, const UserEntry& e, PVURO_USER* ppUser) {
     if (ppUser == NULL) return -1;
     *ppUser = NULL;
@@ -187,23 +197,16 @@ void VUROUserFree(PVURO_USER pUser) {
 }
 
 int VUROGroupGetByGID(gid_t gid, PVURO_GROUP* ppGroup) {
-    GroupEntry found;
-    bool ok = groupEach([&](const GroupEntry& g) {
-        if (g.gid != gid) return false;
-        found = g;
-        return true;
-    });
-    return groupOut(ok, found, ppGroup);
+    GroupEntry e;
+    bool found = groupFind([&](const GroupEntry& g) { return g.gid == gid; }, &e);
+    return groupOut(found, e, ppGroup);
 }
 
 int VUROGroupGet(const char* szName, PVURO_GROUP* ppGroup) {
-    GroupEntry found;
-    bool ok = szName != NULL && groupEach([&](const GroupEntry& g) {
-                  if (g.name != szName) return false;
-                  found = g;
-                  return true;
-              });
-    return groupOut(ok, found, ppGroup);
+    GroupEntry e;
+    bool found =
+        szName != NULL && groupFind([&](const GroupEntry& g) { return g.name == szName; }, &e);
+    return groupOut(found, e, ppGroup);
 }
 
 void VUROGroupFree(PVURO_GROUP pGroup) {

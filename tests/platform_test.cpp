@@ -206,6 +206,37 @@ TEST_F(SysrootTest, KeyValueFilesReadAndWriteAtomicallyBelowTheRoot) {
     EXPECT_EQ(-1, QLIBCFileSetKeyValue(conf, "k", "two\nlines", 0));
 }
 
+/* Writers of different keys of one file, in separate processes, each
+ * reading and replacing the whole file: every last value is there. */
+TEST_F(SysrootTest, KeyValueWritersInManyProcessesLoseNoKey) {
+    const char* conf = "/etc/shared.conf";
+    const int kWriters = 6, kRounds = 40;
+    std::vector<pid_t> pids;
+    for (int w = 0; w < kWriters; w++) {
+        pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            std::string key = "writer" + std::to_string(w);
+            for (int r = 0; r < kRounds; r++) {
+                if (QLIBCFileSetKeyValue(conf, key.c_str(), std::to_string(r).c_str(), 0) != 0) {
+                    _exit(1);
+                }
+            }
+            _exit(0);
+        }
+        pids.push_back(pid);
+    }
+    for (pid_t pid : pids) EXPECT_EQ(0, tarntest::reapWithin(pid, 60));
+    char buf[16];
+    for (int w = 0; w < kWriters; w++) {
+        std::string key = "writer" + std::to_string(w);
+        EXPECT_EQ(3, QLIBCFileGetKeyValue(conf, key.c_str(), buf, sizeof(buf), 0)) << key;
+        EXPECT_STREQ("39", buf) << key;
+    }
+    EXPECT_EQ((std::set<std::string>{"shared.conf"}), entries(sys("/etc")))
+        << "no temp or lock file left";
+}
+
 /* String files are kept parsed; a file swapped for a link out of the root
  * is never read, even right after its parsed copy was used. */
 TEST_F(SysrootTest, SectionFilesAreReadOnlyInsideTheRoot) {

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+
 #include "vurocore.h"
 
 #ifdef __cplusplus
@@ -115,6 +116,20 @@ VURO_EXPORT int VUROShareUserPrivGet(const char* szUser, const PVURO_SHARE pShar
 
 #ifdef __cplusplus
 }
+
+#include <functional>
+#include <string>
+
+/* Changes a small file that several processes may write, losing none of
+ * their changes: under an exclusive lock on the folder that holds it, reads
+ * it ("" and exists false when there is none), lets change edit the text,
+ * and replaces the file through a temp file, fsync and rename (mode and
+ * owner kept; newMode for a new file). change returns false to leave the
+ * file alone. 0 when written, 1 when change declined, -1 with errno.
+ * strRealPath is a path already joined below the root; change must not
+ * update another file of the same folder (it would wait on itself). */
+VURO_EXPORT int VUROFSFileUpdate(const std::string& strRealPath, mode_t newMode,
+                                 const std::function<bool(std::string& text, bool exists)>& change);
 #endif
 
 #endif

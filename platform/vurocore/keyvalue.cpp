@@ -1,6 +1,6 @@
 /* keyvalue.cpp - "key=value" configuration files. Reads take the first line
- * of a key; writes go to a temp file beside the target and are renamed over
- * it, so readers never see a half-written file. */
+ * of a key; writes go through VUROFSFileUpdate, so readers never see a
+ * half-written file and two writers of different keys lose neither. */
 #include "vurocore.h"
 
 #include <errno.h>
@@ -12,6 +12,9 @@
 
 #include <string>
 #include <vector>
+
+#include "fileio_int.h"
+#include "vurofs.h"
 
 namespace {
 
@@ -47,31 +50,6 @@ bool parseLine(const std::string& line, Entry* entry) {
     return true;
 }
 
-// Reads the whole file; false with errno set when it cannot be read.
-bool readWhole(const std::string& path, std::string* text, struct stat* st) {
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    bool ok = fstat(fd, st) == 0;
-    char buf[8192];
-    while (ok) {
-        ssize_t n = read(fd, buf, sizeof(buf));
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            ok = n == 0;
-            break;
-        }
-        text->append(buf, static_cast<size_t>(n));
-    }
-    int saved = errno;
-    close(fd);
-    errno = saved;
-    return ok;
-}
-
 // Calls fn(line, lineEnd) for each line; lineEnd is "\n" or "" for a last
 // line without one. Stops early when fn returns false.
 template <typename Fn>
@@ -97,7 +75,7 @@ int lookup(const char* file, const char* key, std::string* value) {
     }
     std::string text;
     struct stat st;
-    if (!readWhole(VUROSysPathStr(file), &text, &st)) {
+    if (!vurocore::fileReadWhole(VUROSysPathStr(file), &text, &st)) {
         return -1;
     }
     int found = 0;
@@ -110,59 +88,6 @@ int lookup(const char* file, const char* key, std::string* value) {
         return found == 0;
     });
     return found;
-}
-
-bool writeAll(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            return false;
-        }
-        done += static_cast<size_t>(n);
-    }
-    return true;
-}
-
-// Replaces path with text: temp file in the same directory, fsync, rename.
-int replaceFile(const std::string& path, const std::string& text, const struct stat* old) {
-    size_t slash = path.rfind('/');
-    std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
-    std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-    if (dir.empty()) {
-        dir = "/";
-    }
-    std::string tmpl = dir + "/." + base + ".XXXXXX";
-    std::vector<char> tmp(tmpl.begin(), tmpl.end());
-    tmp.push_back('\0');
-    int fd = mkostemp(tmp.data(), O_CLOEXEC);
-    if (fd < 0) {
-        return -1;
-    }
-    bool ok = fchmod(fd, old != nullptr ? (old->st_mode & 07777) : 0644) == 0;
-    if (ok && old != nullptr && geteuid() == 0) {
-        // Best effort: the owner is kept where we may, the content matters more.
-        int rc = fchown(fd, old->st_uid, old->st_gid);
-        (void)rc;
-    }
-    ok = ok && writeAll(fd, text) && fsync(fd) == 0;
-    ok = close(fd) == 0 && ok;
-    if (!ok || rename(tmp.data(), path.c_str()) != 0) {
-        int saved = errno;
-        unlink(tmp.data());
-        errno = saved;
-        return -1;
-    }
-    // The rename itself must survive a crash too.
-    int dirFd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dirFd >= 0) {
-        fsync(dirFd);
-        close(dirFd);
-    }
-    return 0;
 }
 
 bool hasBlankEdge(const char* s) {
@@ -214,31 +139,29 @@ int QLIBCFileSetKeyValue(const char* file, const char* key, const char* value, i
         if (path.empty()) {
             return -1;
         }
-        std::string text;
-        struct stat st;
-        bool exists = readWhole(path, &text, &st);
-        if (!exists && errno != ENOENT) {
-            return -1;
-        }
-        std::string out;
-        bool replaced = false;
-        forEachLine(text, [&](const std::string& line, const char* end) {
-            Entry e;
-            if (!replaced && parseLine(line, &e) && e.key == key) {
-                out += formatLine(key, value, e.quoted) + end;
-                replaced = true;
-            } else {
-                out += line + end;
+        int rc = VUROFSFileUpdate(path, 0644, [&](std::string& text, bool) {
+            std::string out;
+            bool replaced = false;
+            forEachLine(text, [&](const std::string& line, const char* end) {
+                Entry e;
+                if (!replaced && parseLine(line, &e) && e.key == key) {
+                    out += formatLine(key, value, e.quoted) + end;
+                    replaced = true;
+                } else {
+                    out += line + end;
+                }
+                return true;
+            });
+            if (!replaced) {
+                if (!out.empty() && out.back() != '\n') {
+                    out += '\n';
+                }
+                out += formatLine(key, value, false) + "\n";
             }
+            text.swap(out);
             return true;
         });
-        if (!replaced) {
-            if (!out.empty() && out.back() != '\n') {
-                out += '\n';
-            }
-            out += formatLine(key, value, false) + "\n";
-        }
-        return replaceFile(path, out, exists ? &st : nullptr);
+        return rc == 0 ? 0 : -1;
     } catch (...) {
         return -1;
     }

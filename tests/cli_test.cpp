@@ -203,3 +203,30 @@ TEST_F(CliTest, EventLogOfTheToolsOwnWrites) {
     ASSERT_EQ(0, tarn({"log", "list"}, &j));
     EXPECT_EQ(0u, j["total"].asUInt());
 }
+
+/* The password comes on standard input, never from the command line; what
+ * went wrong is said, and the stored hash opens with that password only. */
+TEST_F(CliTest, PasswdReadsStandardInputAndSaysWhyItFails) {
+    writeFile(sys("/etc/passwd"), "root:x:0:0::/:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
+    auto passwd = [&](const std::string& input, const std::string& name, std::string* pErr) {
+        std::string out;
+        std::string cmd = "printf '" + input + "' | " + TARN_CLI_PATH + " --root " + root_ +
+                          " passwd '" + name + "'";
+        return runProgram({"/bin/sh", "-c", cmd}, &out, pErr);
+    };
+    std::string err;
+    EXPECT_EQ(0, passwd("s3cret pass\\n", "alice", &err)) << err;
+    ASSERT_OK(setenv("VURO_SYSROOT", root_.c_str(), 1));
+    EXPECT_EQ(1, VUROUserPasswordCheck("alice", "s3cret pass"));
+    EXPECT_EQ(0, VUROUserPasswordCheck("alice", "s3cret pass\n"));
+
+    EXPECT_EQ(1, passwd("x\\n", "mallory", &err));
+    EXPECT_NE(std::string::npos, err.find("no user 'mallory'")) << err;
+    EXPECT_EQ(2, passwd("", "alice", &err));
+    EXPECT_NE(std::string::npos, err.find("empty password")) << err;
+    EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "passwd"}, nullptr, &err));
+    EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "passwd", "alice", "--password", "x"},
+                            nullptr, &err))
+        << "no option puts it on the command line";
+    EXPECT_EQ(1, VUROUserPasswordCheck("alice", "s3cret pass")) << "failures changed nothing";
+}

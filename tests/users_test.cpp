@@ -1,6 +1,11 @@
 /* users_test.cpp - the platform's users and groups: the system root's own
  * files when present, NSS otherwise, and getgrouplist's grow contract. */
+#include <errno.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 
 #include "tarn_test.h"
 #include "vurocore.h"
@@ -77,6 +82,45 @@ TEST_F(UsersTest, GroupListKeepsTheGrowContract) {
     EXPECT_EQ(5059u, big[60]);
     n = 50;
     EXPECT_EQ(3, VUROUserGroupList("carol", 1500, groups, &n));  // carol, users, administrators
+}
+
+/* Passwords: hashed into the root's own shadow file, one line a user, and
+ * checked without telling a missing account from a wrong password. */
+TEST_F(UsersTest, PasswordsAreHashedIntoTheRootsShadowFile) {
+    EXPECT_EQ(0, VUROUserPasswordCheck("carol", "secret")) << "nothing stored yet";
+    ASSERT_OK(VUROUserPasswordSet("carol", "first pass"));
+    ASSERT_OK(VUROUserPasswordSet("CORP\\alice", "other"));
+    ASSERT_OK(VUROUserPasswordSet("carol", "secret"));
+    std::string shadow = readFile(sys("/etc/shadow"));
+    EXPECT_EQ(std::string::npos, shadow.find("secret")) << shadow;
+    EXPECT_EQ(0u, shadow.find("CORP\\alice:$y$")) << shadow;
+    EXPECT_NE(std::string::npos, shadow.find("\ncarol:$y$")) << "one line a user: " << shadow;
+    EXPECT_EQ(2, std::count(shadow.begin(), shadow.end(), '\n'));
+    struct stat st;
+    ASSERT_OK(stat(sys("/etc/shadow").c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 07777);
+
+    EXPECT_EQ(1, VUROUserPasswordCheck("carol", "secret"));
+    EXPECT_EQ(0, VUROUserPasswordCheck("carol", "first pass")) << "the old one is gone";
+    EXPECT_EQ(0, VUROUserPasswordCheck("carol", "secreT"));
+    EXPECT_EQ(1, VUROUserPasswordCheck("CORP\\alice", "other"));
+    EXPECT_EQ(0, VUROUserPasswordCheck("nobody-here", "secret"));
+    EXPECT_EQ(-1, VUROUserPasswordCheck("carol", ""));
+
+    errno = 0;
+    EXPECT_EQ(-1, VUROUserPasswordSet("nobody-here", "x"));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(-1, VUROUserPasswordSet("carol", ""));
+    EXPECT_EQ(-1, VUROUserPasswordSet("carol", std::string(2000, 'a').c_str()));
+    EXPECT_EQ(1, VUROUserPasswordCheck("carol", "secret")) << "refusals changed nothing";
+
+    // Without user files of its own the root has no accounts to set: the
+    // machine's shadow file is never the one written.
+    ASSERT_OK(unlink(sys("/etc/passwd").c_str()));
+    errno = 0;
+    EXPECT_EQ(-1, VUROUserPasswordSet("root", "x"));
+    EXPECT_EQ(ENOTSUP, errno);
+    EXPECT_EQ(-1, VUROUserPasswordCheck("root", "x"));
 }
 
 TEST(UsersNss, FallsBackToTheSystemDatabases) {

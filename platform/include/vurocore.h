@@ -180,6 +180,17 @@ VURO_EXPORT int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbD
  * listed), 0 when not, -1 when the user is unknown. */
 VURO_EXPORT int QLIBGroupIsAdminGroupMemByUid(uid_t uid, BOOL blReserved);
 
+/* Stores a yescrypt hash of the password (fresh salt) as the user's line
+ * of the root's shadow file (0600, one writer at a time). The user must be
+ * one of the root's own users. 0, or -1 with errno: EINVAL for an empty or
+ * overlong password, ENOENT for no such user, ENOTSUP when the root has no
+ * user files of its own (the machine's shadow file is never written). */
+VURO_EXPORT int VUROUserPasswordSet(const char* szName, const char* szPassword);
+/* 1 when the password is the user's, 0 when not (no such user and no
+ * password stored included, after the same work), -1 for bad arguments or
+ * a root without user files. */
+VURO_EXPORT int VUROUserPasswordCheck(const char* szName, const char* szPassword);
+
 /* ---- BSD reallocf: frees the old block when growing fails ---- */
 VURO_EXPORT void* reallocf(void* ptr, size_t size);
 

@@ -1,11 +1,15 @@
 /* users.cpp - users and groups for the platform core: the system's NSS
  * databases, or the passwd and group files of the system root when it has
- * them, so tests and demos can have accounts of their own. */
+ * them, so tests and demos can have accounts of their own. Passwords live
+ * only in the root's own shadow file, as yescrypt hashes. */
+#include <crypt.h>
+#include <errno.h>
 #include <grp.h>
 #include <pwd.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -14,6 +18,7 @@
 #include <vector>
 
 #include "vurocore.h"
+#include "vurofs.h"
 
 namespace {
 
@@ -274,4 +279,104 @@ int VUROLDAPSplitName(const char* szName, char* szDomain, size_t cbDomain, char*
         snprintf(szUser, cbUser, "%.*s", (int)(at - szName), szName);
     }
     return 1;
+}
+
+namespace {
+
+const size_t kPasswordMax = 1024;  // longer is no password anyone types
+// Hashed for an account without a stored hash, so that the answer takes
+// as long as for a real one and does not tell which names exist.
+const char kDummySetting[] = "$y$j9T$4D8.Xx1VKvdZjPAXfOJ1Y/";
+
+bool passwordUsable(const char* szPassword) {
+    return szPassword != NULL && szPassword[0] != '\0' && strlen(szPassword) <= kPasswordMax;
+}
+
+/* The root's shadow file, or "" (errno ENOTSUP) when the root has no user
+ * files of its own: the machine's own accounts are never touched. */
+std::string shadowPath() {
+    std::string dir;
+    if (!sysrootHasUsers(&dir)) {
+        errno = ENOTSUP;
+        return "";
+    }
+    return VUROSysPathStr("/etc/shadow");
+}
+
+/* The stored hash of a user, "" when none. */
+std::string shadowHash(const std::string& path, const std::string& name) {
+    std::ifstream in(path);
+    std::string line;
+    while (std::getline(in, line)) {
+        std::vector<std::string> f = splitFields(line, ':');
+        if (f.size() >= 2 && f[0] == name) return f[1];
+    }
+    return "";
+}
+
+}  // namespace
+
+int VUROUserPasswordSet(const char* szName, const char* szPassword) {
+    if (szName == NULL || !passwordUsable(szPassword)) {
+        errno = EINVAL;
+        return -1;
+    }
+    try {
+        std::string path = shadowPath();
+        if (path.empty()) return -1;
+        UserEntry user;
+        if (!userFind([&](const UserEntry& u) { return u.name == szName; }, &user)) {
+            errno = ENOENT;
+            return -1;
+        }
+        char setting[CRYPT_GENSALT_OUTPUT_SIZE];
+        struct crypt_data data;
+        memset(&data, 0, sizeof(data));
+        if (crypt_gensalt_rn("$y$", 0, NULL, 0, setting, sizeof(setting)) == NULL ||
+            crypt_rn(szPassword, setting, &data, sizeof(data)) == NULL || data.output[0] == '*') {
+            errno = EIO;
+            return -1;
+        }
+        std::string entry =
+            user.name + ":" + data.output + ":" + std::to_string(time(NULL) / 86400) + "::::::";
+        explicit_bzero(&data, sizeof(data));
+        int rc = VUROFSFileUpdate(path, 0600, [&](std::string& text, bool) {
+            std::string out;
+            std::istringstream in(text);
+            std::string line;
+            while (std::getline(in, line)) {
+                if (line.compare(0, user.name.size() + 1, user.name + ":") != 0) out += line + "\n";
+            }
+            text = out + entry + "\n";
+            return true;
+        });
+        return rc == 0 ? 0 : -1;
+    } catch (...) {
+        errno = ENOMEM;
+        return -1;
+    }
+}
+
+int VUROUserPasswordCheck(const char* szName, const char* szPassword) {
+    if (szName == NULL || !passwordUsable(szPassword)) return -1;
+    try {
+        std::string path = shadowPath();
+        if (path.empty()) return -1;
+        std::string stored = shadowHash(path, szName);
+        bool real = stored.rfind("$y$", 0) == 0;
+        struct crypt_data data;
+        memset(&data, 0, sizeof(data));
+        const char* out =
+            crypt_rn(szPassword, real ? stored.c_str() : kDummySetting, &data, sizeof(data));
+        bool same = false;
+        if (real && out != NULL && strlen(out) == stored.size()) {
+            unsigned char diff = 0;  // every byte compared, whatever the first mismatch
+            for (size_t i = 0; i < stored.size(); i++) diff |= (unsigned char)(out[i] ^ stored[i]);
+            same = diff == 0;
+        }
+        explicit_bzero(&data, sizeof(data));
+        return same ? 1 : 0;
+    } catch (...) {
+        return -1;
+    }
 }

@@ -142,6 +142,7 @@ Json::Value listJsonReversed(const Rec* p) {
 }
 
 int cmdInit(const Args& args);
+int cmdPasswd(const Args& args);
 int cmdOu(const std::string& verb, const Args& args);
 int cmdPeer(const std::string& verb, const Args& args);
 int cmdGpo(const std::string& verb, const Args& args);

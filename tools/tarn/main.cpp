@@ -81,6 +81,7 @@ const char* kUsage =
     "           [--vol-info JSON] [--session JSON] [--define JSON] [--storage-info JSON]\n"
     "  info get ID | get-by-peer PEER_ID | delete ID\n"
     "  info list [--sn SN]                    what the peers reported, one row per peer\n"
+    "  passwd NAME                            a root user's password, from standard input\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -171,6 +172,7 @@ const CommandDecl kCommands[] = {
     {"info get-by-peer", "", "", 1, "", cmdInfo},
     {"info delete", "", "", 1, "info", cmdInfo},
     {"info list", "sn", "", 0, "", cmdInfo},
+    {"passwd", "", "", 1, "", NO_VERB(cmdPasswd)},
 };
 
 const CommandDecl* commandFind(const std::string& name) {

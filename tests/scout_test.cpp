@@ -351,10 +351,12 @@ class WakeTest : public TarnTest {
 protected:
     void SetUp() override {
         TarnTest::SetUp();
-        // A wake tool that writes down its arguments and effective uid.
+        // A wake tool that writes down its arguments and effective uid
+        // (bash -p keeps the effective uid it is given; dash would reset it
+        // to the real one).
         std::string tool = sys(VUROTARN_WAKE_TOOL);
         unlink(tool.c_str());
-        writeFile(tool, "#!/bin/sh\necho \"$(id -u) $*\" >> \"$VURO_SYSROOT/wake.log\"\nexit 1\n",
+        writeFile(tool, "#!/bin/bash -p\necho \"$(id -u) $*\" >> \"$VURO_SYSROOT/wake.log\"\nexit 1\n",
                   0755);
         interfaces("[{\"name\":\"eth0\"},{\"name\":\"eth1\"},{\"name\":\"bond0\"}]");
     }

@@ -287,8 +287,7 @@ BENCHMARK(BM_StatusUpdate_Bare)->Iterations(6)->UseRealTime()->Unit(benchmark::k
 int main(int argc, char** argv) {
     setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
     // Directories and defaults: the simulator writes scout.conf and its CA.
-    tarnbench::sysrootMake(tarnroot::kRootDirs | tarnroot::kRootDatabase |
-                           tarnroot::kRootDefaults);
+    tarnbench::sysrootMake(tarnroot::kRootDirs | tarnroot::kRootDatabase | tarnroot::kRootDefaults);
     tarntest::PeerSimOptions o;
     o.root = tarnbench::sysroot();
     o.peers = kServers;

@@ -291,7 +291,9 @@ TEST_F(ScoutTest, ScanByIdKeepsTheOrderOfIds) {
     ASSERT_EQ(3u, ids.size());
     EXPECT_EQ((std::set<long>{a, b, c}), std::set<long>(ids.begin(), ids.end()));
     for (size_t i = 0; i < ids.size(); i++) {
-        EXPECT_EQ(ids[i] == c ? "" : ids[i] == a ? sim_.sn(2) : sim_.sn(0),
+        EXPECT_EQ(ids[i] == c   ? ""
+                  : ids[i] == a ? sim_.sn(2)
+                                : sim_.sn(0),
                   std::string(found[i].szNewSerial));
     }
 
@@ -356,7 +358,8 @@ protected:
         // to the real one).
         std::string tool = sys(VUROTARN_WAKE_TOOL);
         unlink(tool.c_str());
-        writeFile(tool, "#!/bin/bash -p\necho \"$(id -u) $*\" >> \"$VURO_SYSROOT/wake.log\"\nexit 1\n",
+        writeFile(tool,
+                  "#!/bin/bash -p\necho \"$(id -u) $*\" >> \"$VURO_SYSROOT/wake.log\"\nexit 1\n",
                   0755);
         interfaces("[{\"name\":\"eth0\"},{\"name\":\"eth1\"},{\"name\":\"bond0\"}]");
     }
@@ -451,8 +454,9 @@ TEST_F(WakeTest, ByPeerWakesEachMacOfItsNetworkInformation) {
     EXPECT_TRUE(logHas("No nif in network info.")) << logDump();
     EXPECT_EQ("", calls());
 
-    network("{\"nif\":[{\"mac\":\"02-00-00-00-00-01\"},{\"name\":\"eth1\"},"
-            "{\"mac\":\"02:00:00:00:00:0a\"},{\"mac\":\"broken\"}]}");
+    network(
+        "{\"nif\":[{\"mac\":\"02-00-00-00-00-01\"},{\"name\":\"eth1\"},"
+        "{\"mac\":\"02:00:00:00:00:0a\"},{\"mac\":\"broken\"}]}");
     logClear();
     EXPECT_OK(VUROTARNPeerWakeOnLanByID(peer.id));
     EXPECT_EQ("0 --wake 02:00:00:00:00:01 eth0\n0 --wake 02:00:00:00:00:0A eth0\n", calls());
@@ -513,7 +517,8 @@ TEST_F(ScoutTest, SleepingServerWokenThroughTheToolBootsThenIsReady) {
     auto statuses = [&] {
         Json::Value j;
         EXPECT_EQ(0, tarn({"discover", "--ids", ids, "--update"}, &j));
-        return std::to_string(j[0]["status"].asInt()) + " " + std::to_string(j[1]["status"].asInt());
+        return std::to_string(j[0]["status"].asInt()) + " " +
+               std::to_string(j[1]["status"].asInt());
     };
     EXPECT_EQ("2 0", statuses());
     ASSERT_EQ(0, tarn({"discover"}, &out));
@@ -543,4 +548,59 @@ TEST_F(ScoutTest, SleepingServerWokenThroughTheToolBootsThenIsReady) {
     EXPECT_EQ(2, tarn({"wake", "--peer", "999"}));
     EXPECT_EQ(1, tarn({"discover", "--sn", "A,A"}));
     EXPECT_EQ(1, tarn({"wake", "--peer", std::to_string(awake)}));
+}
+
+TEST(ScoutPacketTest, ParserTakesItsOwnDatagramsAndNothingCutOrOversized) {
+    SCOUTPACKET in;
+    memset(&in, 0, sizeof(in));
+    snprintf(in.info.szMac, sizeof(in.info.szMac), "02:53:49:00:00:01");
+    snprintf(in.info.szNewSerial, sizeof(in.info.szNewSerial), "SN-1");
+    in.info.ulPacketType = 2;
+    in.info.ulConfigured = 5;
+    in.cPktID = 2;
+    in.rgPktID[0] = 164;
+    in.rgPktID[1] = 166;
+    unsigned char buf[SCOUT_MAX_DATAGRAM];
+    int len = SCOUTPacketBuild(&in, buf, sizeof(buf));
+    ASSERT_GT(len, SCOUT_HEADER_SIZE);
+    SCOUTPACKET out;
+    ASSERT_OK(SCOUTPacketParse(buf, (size_t)len, &out));
+    EXPECT_EQ(0, memcmp(&in, &out, sizeof(in)));
+
+    // Every cut, and one byte more, is refused and leaves a zeroed packet.
+    for (int cut = 0; cut < len; cut++) {
+        EXPECT_EQ(-1, SCOUTPacketParse(buf, (size_t)cut, &out)) << cut;
+    }
+    buf[len] = 0;
+    EXPECT_EQ(-1, SCOUTPacketParse(buf, (size_t)len + 1, &out));
+    EXPECT_STREQ("", out.info.szMac);
+
+    // A field of a later format is skipped; a text that fills its member,
+    // a number of the wrong size and a stray terminator are not taken.
+    auto datagram = [](unsigned id, const std::string& value) {
+        std::string d = std::string(SCOUT_MAGIC) + '\x01' + '\0' + '\0' + '\x01';
+        d += (char)(id >> 8);
+        d += (char)id;
+        d += (char)(value.size() >> 8);
+        d += (char)value.size();
+        return d + value;
+    };
+    std::string later = datagram(900, "whatever");
+    EXPECT_OK(SCOUTPacketParse(later.data(), later.size(), &out));
+    std::string mac31 = datagram(SCOUT_FIELD_MAC, std::string(31, 'A'));
+    EXPECT_OK(SCOUTPacketParse(mac31.data(), mac31.size(), &out));
+    std::string mac32 = datagram(SCOUT_FIELD_MAC, std::string(32, 'A'));
+    EXPECT_EQ(-1, SCOUTPacketParse(mac32.data(), mac32.size(), &out));
+    std::string shortNumber = datagram(SCOUT_FIELD_PACKET_TYPE, "\x02");
+    EXPECT_EQ(-1, SCOUTPacketParse(shortNumber.data(), shortNumber.size(), &out));
+    std::string inner = datagram(SCOUT_FIELD_SERIAL, std::string("A\0B", 3));
+    EXPECT_EQ(-1, SCOUTPacketParse(inner.data(), inner.size(), &out));
+    std::string badMagic = later;
+    badMagic[0] = 'X';
+    EXPECT_EQ(-1, SCOUTPacketParse(badMagic.data(), badMagic.size(), &out));
+    // More packet ids than a request holds.
+    std::string many =
+        std::string(SCOUT_MAGIC) + '\x01' + '\0' + '\0' + (char)(SCOUT_MAX_PKTID + 1);
+    for (int i = 0; i <= SCOUT_MAX_PKTID; i++) many += std::string("\0\x04\0\x04\0\0\0\x01", 8);
+    EXPECT_EQ(-1, SCOUTPacketParse(many.data(), many.size(), &out));
 }

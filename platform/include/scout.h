@@ -128,8 +128,8 @@ VURO_EXPORT void SCOUTLog(const SCOUTLOG* pLog, int iPriority, const char* szFmt
 /* Adds the packet ids first, first + step, ... up to last to the request.
  * flag is reserved and must be 0. 0, or -1 (nothing added) for a step of
  * 0, first above last or more ids than fit. */
-VURO_EXPORT int SCOUTSendPktIDAdd(SCOUTLOG* pLog, SCOUTSEND* pSend, u_int32_t first,
-                                  u_int32_t last, u_int32_t step, int flag);
+VURO_EXPORT int SCOUTSendPktIDAdd(SCOUTLOG* pLog, SCOUTSEND* pSend, u_int32_t first, u_int32_t last,
+                                  u_int32_t step, int flag);
 
 /* One scan in the calling thread: binds the receiving side, sends the
  * request to the sending side, then reads datagrams until the receiving

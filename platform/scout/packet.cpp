@@ -18,8 +18,7 @@ const TextField kTexts[] = {
     {SCOUT_FIELD_MAC, offsetof(NASINFO, szMac), sizeof(((NASINFO*)0)->szMac)},
     {SCOUT_FIELD_SERIAL, offsetof(NASINFO, szNewSerial), sizeof(((NASINFO*)0)->szNewSerial)},
     {SCOUT_FIELD_IP, offsetof(NASINFO, szIP), sizeof(((NASINFO*)0)->szIP)},
-    {SCOUT_FIELD_SERVER_NAME, offsetof(NASINFO, szServerName),
-     sizeof(((NASINFO*)0)->szServerName)},
+    {SCOUT_FIELD_SERVER_NAME, offsetof(NASINFO, szServerName), sizeof(((NASINFO*)0)->szServerName)},
     {SCOUT_FIELD_MODEL, offsetof(NASINFO, szModel), sizeof(((NASINFO*)0)->szModel)},
 };
 

@@ -120,21 +120,21 @@ void SCOUTLog(const SCOUTLOG* pLog, int iPriority, const char* szFmt, ...) {
 
 int SCOUTSendPktIDAdd(SCOUTLOG* pLog, SCOUTSEND* pSend, u_int32_t first, u_int32_t last,
                       u_int32_t step, int flag) {
-    if (pSend == NULL || step == 0 || first > last || flag != 0 || pSend->cPktID < 0) {
+    if (pSend == NULL || step == 0 || first > last || flag != 0 || pSend->cPktID < 0 ||
+        pSend->cPktID > SCOUT_MAX_PKTID) {
         SCOUTLog(pLog, 1, "scout: bad packet ids %u..%u step %u", first, last, step);
         return -1;
     }
-    u_int32_t count = (last - first) / step + 1;
-    if (count > (u_int32_t)(SCOUT_MAX_PKTID - pSend->cPktID)) {
+    unsigned long long count = (unsigned long long)(last - first) / step + 1;
+    if (count > (unsigned long long)(SCOUT_MAX_PKTID - pSend->cPktID)) {
         SCOUTLog(pLog, 1, "scout: more than %d packet ids", SCOUT_MAX_PKTID);
         return -1;
     }
-    for (u_int32_t i = 0; i < count; i++) pSend->rgPktID[pSend->cPktID++] = first + i * step;
+    for (unsigned i = 0; i < count; i++) pSend->rgPktID[pSend->cPktID++] = first + i * step;
     return 0;
 }
 
-int SCOUTUDPServer(SCOUTCONN* pRecvConn, SCOUTRECV* pRecv, SCOUTCONN* pSendConn,
-                   SCOUTSEND* pSend) {
+int SCOUTUDPServer(SCOUTCONN* pRecvConn, SCOUTRECV* pRecv, SCOUTCONN* pSendConn, SCOUTSEND* pSend) {
     if (pRecvConn == NULL || pRecv == NULL || pSendConn == NULL || pSend == NULL ||
         pSend->pnasInfo == NULL) {
         return -1;
@@ -146,9 +146,10 @@ int SCOUTUDPServer(SCOUTCONN* pRecvConn, SCOUTRECV* pRecv, SCOUTCONN* pSendConn,
     if (loopbackOnly()) listenSide.ip = "127.0.0.1";
 
     struct sockaddr_in local, dest;
-    if (!addressMake(listenSide.ip, listenSide.port, &local) || !addressMake(sendSide.ip, sendSide.port, &dest)) {
-        SCOUTLog(pLog, 1, "scout: bad address %s:%ld or %s:%ld", listenSide.ip.c_str(), listenSide.port,
-                 sendSide.ip.c_str(), sendSide.port);
+    if (!addressMake(listenSide.ip, listenSide.port, &local) ||
+        !addressMake(sendSide.ip, sendSide.port, &dest)) {
+        SCOUTLog(pLog, 1, "scout: bad address %s:%ld or %s:%ld", listenSide.ip.c_str(),
+                 listenSide.port, sendSide.ip.c_str(), sendSide.port);
         return -1;
     }
     Socket sock;
@@ -166,8 +167,8 @@ int SCOUTUDPServer(SCOUTCONN* pRecvConn, SCOUTRECV* pRecv, SCOUTCONN* pSendConn,
     struct timeval tv = {sendSide.windowMs / 1000, (sendSide.windowMs % 1000) * 1000};
     setsockopt(sock.fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof(tv));
     if (bind(sock.fd, (struct sockaddr*)&local, sizeof(local)) != 0) {
-        SCOUTLog(pLog, 1, "scout: cannot listen on %s:%ld: %s", listenSide.ip.c_str(), listenSide.port,
-                 strerror(errno));
+        SCOUTLog(pLog, 1, "scout: cannot listen on %s:%ld: %s", listenSide.ip.c_str(),
+                 listenSide.port, strerror(errno));
         return -1;
     }
     if (VURONetDestinationCheck((struct sockaddr*)&dest, sizeof(dest)) != 0) {

@@ -40,7 +40,7 @@ struct ScoutState {
     int interfaces = 1;
     long long configured = -1;  // -1: as the power state says
     u_int32_t packetType = SCOUT_PKT_ANSWER;
-    std::string serial;  // "" : the server's own
+    std::string serial;    // "" : the server's own
     bool garbage = false;  // a datagram that does not parse goes first
 };
 
@@ -94,7 +94,7 @@ int scoutAnswer(const SCOUTPACKET& req, const struct sockaddr_in& to) {
             ScoutState& st = gStates[i];
             if (st.power == Power::Sleeping) continue;
             const Server& sv = *s.servers[i];
-            u_int32_t configured = st.configured >= 0 ? (u_int32_t)st.configured
+            u_int32_t configured = st.configured >= 0           ? (u_int32_t)st.configured
                                    : st.power == Power::Booting ? SCOUT_STATE_BOOTING
                                                                 : SCOUT_STATE_READY;
             for (int k = 0; k < st.interfaces; k++) {
@@ -130,8 +130,8 @@ int scoutAnswer(const SCOUTPACKET& req, const struct sockaddr_in& to) {
             sendto(gScoutFd, kJunk, sizeof(kJunk) - 1, 0, (const struct sockaddr*)&to, sizeof(to));
         }
         int len = SCOUTPacketBuild(&out[i].first, buf, sizeof(buf));
-        if (len > 0 && sendto(gScoutFd, buf, (size_t)len, 0, (const struct sockaddr*)&to,
-                              sizeof(to)) == len) {
+        if (len > 0 &&
+            sendto(gScoutFd, buf, (size_t)len, 0, (const struct sockaddr*)&to, sizeof(to)) == len) {
             sent++;
         }
     }

@@ -110,10 +110,12 @@ int cmdWake(const Args& args) {
         int n = 0;
         // Refused here as bad input, before the library calls it a failure.
         bool dash = sscanf(mac.c_str(), "%2x-%2x-%2x-%2x-%2x-%2x%n", &b[0], &b[1], &b[2], &b[3],
-                           &b[4], &b[5], &n) == 6 && n == (int)mac.size();
+                           &b[4], &b[5], &n) == 6 &&
+                    n == (int)mac.size();
         n = 0;
         bool colon = sscanf(mac.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x%n", &b[0], &b[1], &b[2], &b[3],
-                            &b[4], &b[5], &n) == 6 && n == (int)mac.size();
+                            &b[4], &b[5], &n) == 6 &&
+                     n == (int)mac.size();
         if (!dash && !colon) {
             throw UsageError{"--mac is AA:BB:CC:DD:EE:FF or AA-BB-..., not '" + mac + "'"};
         }

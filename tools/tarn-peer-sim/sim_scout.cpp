@@ -258,6 +258,7 @@ void controlScout(const httplib::Request& req, httplib::Response& res) {
     std::string why;
     if (!jsonParse(req.body.empty() ? "{}" : req.body, &body) || !body.isObject()) {
         why = "body is no JSON object";
+        body = Json::objectValue;
     }
     Sim& s = sim();
     std::string key = body["server"].isIntegral() ? std::to_string(body["server"].asInt())
@@ -274,10 +275,9 @@ void controlScout(const httplib::Request& req, httplib::Response& res) {
     if (why.empty() && !set.isNull() && !set.isObject()) why = "set is no object";
     if (why.empty()) {
         std::lock_guard<std::mutex> lock(gMu);
+        // Checked on a copy first, so a typo changes no server at all.
         ScoutState probe;
-        if (set.isObject() && !stateMerge(set, &probe, &why)) {
-            // refused below, nothing changed
-        } else {
+        if (!set.isObject() || stateMerge(set, &probe, &why)) {
             answer["success"] = true;
             for (size_t i : targets) {
                 if (set.isObject()) stateMerge(set, &gStates[i], &why);

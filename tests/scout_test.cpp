@@ -525,7 +525,13 @@ TEST_F(ScoutTest, SleepingServerWokenThroughTheToolBootsThenIsReady) {
     EXPECT_EQ(1u, out.size());
 
     ASSERT_EQ(0, tarn({"wake", "--peer", std::to_string(asleep)}, &out));
-    Json::Value wol = sim_.entries(-1, "wol");
+    // The packet is on its way when the tool ends; the listener takes it
+    // in its own time.
+    Json::Value wol;
+    for (int i = 0; i < 200 && wol.empty(); i++) {
+        wol = sim_.entries(-1, "wol");
+        if (wol.empty()) usleep(10000);
+    }
     ASSERT_EQ(1u, wol.size());
     EXPECT_TRUE(wol[0]["valid"].asBool());
     EXPECT_EQ(1, wol[0]["server"].asInt());

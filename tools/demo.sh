@@ -246,3 +246,59 @@ record_ways
 step "Stop the simulator"
 sim_stop
 echo "stopped"
+
+# ---- Servers on the LAN: discovery and wake, answered on 127.0.0.1 ----
+step "Three simulated servers answering discovery scans; LAN00003 is asleep"
+rm -f "$ROOT/sim.in" "$ROOT/sim.ready"
+mkfifo "$ROOT/sim.in"
+"$SIM" --root "$ROOT" --peers 3 --sn-prefix LAN --scout --wol <"$ROOT/sim.in" \
+    >"$ROOT/sim.ready" 2>"$ROOT/sim.log" &
+sim_pid=$!
+exec 9>"$ROOT/sim.in"
+for _ in $(seq 200); do
+    grep -q '"ready"' "$ROOT/sim.ready" 2>/dev/null && break
+    kill -0 "$sim_pid" 2>/dev/null || { cat "$ROOT/sim.log" >&2; exit 1; }
+    sleep 0.1
+done
+ctl_port=$(sed -n 's/.*"control_port":\([0-9]*\).*/\1/p' "$ROOT/sim.ready")
+[ -n "$ctl_port" ] || { echo "the simulator did not start" >&2; exit 1; }
+# A scan listens for one second; wake packets leave by loopback alone.
+echo "listen_ms=1000" >>"$ROOT/etc/vuro/scout.conf"
+echo '{"interfaces":[{"name":"lo","active":true}]}' >"$ROOT/etc/vuro/network.json"
+ctl scout 2 state=sleeping >/dev/null
+echo "etc/vuro/scout.conf: $(tr '\n' ' ' <"$ROOT/etc/vuro/scout.conf")"
+echo "etc/vuro/wol.conf:   $(cat "$ROOT/etc/vuro/wol.conf")"
+
+step "Every server that answers a scan"
+tarn discover | grep -E '"(sn|mac|status)" :'
+
+step "Store the servers under Engineering, each with the MAC it reports"
+tarn peer import "$ROOT/fleet.json" --parent "$eng" >/dev/null
+lan_ids=
+sleeper=
+while read -r entry; do
+    sn=$(echo "$entry" | sed -n 's/.*"sn":"\([^"]*\)".*/\1/p')
+    mac=$(echo "$entry" | sed -n 's/.*"macs":\["\([^"]*\)".*/\1/p')
+    id=$(tarn peer get-by-sn "$sn" | id_of)
+    tarn info set --peer "$id" --network "{\"nif\":[{\"name\":\"eth0\",\"mac\":\"$mac\"}]}" \
+        >/dev/null
+    echo "$sn: peer $id, MAC $mac"
+    lan_ids=${lan_ids:+$lan_ids,}$id
+    [ "$sn" = LAN00003 ] && sleeper=$id
+done < <(sed 's/},{/}\n{/g' "$ROOT/fleet.json")
+
+step "Store the statuses the answers give: the sleeping server is missing and keeps its own"
+tarn discover --ids "$lan_ids" --update | grep -E '"(sn|status)" :'
+
+step "Wake LAN00003 by the MACs in its information row (the wake tool sends, the simulator hears)"
+tarn wake --peer "$sleeper"
+ctl record --kind wol | sed 's/},{/}\n{/g' |
+    sed -n 's/.*"mac":"\([^"]*\)".*"server":\([0-9]*\).*"valid":\(true\|false\).*"was":"\([a-z]*\)".*/  wake packet for \1: server \2 (was \4), valid=\3/p'
+
+step "It answers as booting (status 6), and at the next scan as ready (status 2)"
+tarn discover --ids "$sleeper" --update | grep -E '"(sn|status)" :'
+tarn discover --ids "$sleeper" --update | grep -E '"(sn|status)" :'
+
+step "Stop the simulator"
+sim_stop
+echo "stopped"

@@ -217,6 +217,14 @@ Json::Value PeerSimControl::entries(int server, const std::string& kind, long lo
     return data.isObject() ? data["record"] : Json::Value(Json::arrayValue);
 }
 
+Json::Value PeerSimControl::scout(const std::string& server, const Json::Value& set) {
+    Json::Value body, data;
+    body["server"] = server;
+    body["set"] = set;
+    if (!post("/_sim/scout", body, &data)) return Json::Value();
+    return data;
+}
+
 bool PeerSimControl::reset(bool modes, bool relay) {
     Json::Value body;
     body["modes"] = modes;
@@ -254,6 +262,8 @@ bool PeerSim::start(const PeerSimOptions& options) {
         args.insert(args.end(), {"--peers", std::to_string(options.peers)});
     }
     if (options.relay) args.push_back("--relay");
+    if (options.scout) args.push_back("--scout");
+    if (options.wol) args.push_back("--wol");
     args.insert(args.end(), options.extraArgs.begin(), options.extraArgs.end());
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(&a[0]);

@@ -56,6 +56,11 @@ public:
     /* Only the entries of the record, filtered the same way. */
     Json::Value entries(int server = -1, const std::string& kind = "", long long sinceSeq = 0);
 
+    /* Discovery and wake of a server (index, serial or "all"): merges set
+     * ({state: "sleeping"|"booting"|"ready", interfaces, configured,
+     * packet_type, serial, garbage}) and gives {index: state with "macs"}. */
+    Json::Value scout(const std::string& server, const Json::Value& set = Json::objectValue);
+
     /* Forgets the record (and the modes and relay table unless told). */
     bool reset(bool modes = true, bool relay = true);
     /* Asks the simulator to exit. */
@@ -77,6 +82,8 @@ struct PeerSimOptions {
     int peers = 1;          // servers to play, unless fleetFile is given
     std::string fleetFile;  // a fleet file to play again (serials, tokens)
     bool relay = false;     // also be the relay service (writes relay_portal)
+    bool scout = false;     // answer discovery scans (writes scout.conf)
+    bool wol = false;       // take wake packets (writes wol.conf)
     std::string program;    // empty: the one this build made
     std::vector<std::string> extraArgs;
     int readyTimeoutMs = 20000;
@@ -113,6 +120,10 @@ public:
     std::string sn(int i) const { return fleet_[i]["sn"].asString(); }
     std::string token(int i) const { return fleet_[i]["access_token"].asString(); }
     int relayPort() const { return ready_["relay_port"].asInt(); }
+    int scoutPort() const { return ready_["scout_port"].asInt(); }
+    int wolPort() const { return ready_["wol_port"].asInt(); }
+    /* The MAC of a server's first interface (--scout or --wol). */
+    std::string mac(int i) const { return fleet_[i]["macs"][0].asString(); }
 
 private:
     pid_t pid_ = -1;

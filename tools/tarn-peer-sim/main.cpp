@@ -40,7 +40,7 @@ const int kMaxPeers = 2000;
 
 const char kUsage[] =
     "usage: tarn-peer-sim --root DIR [--peers N | --fleet FILE] [--relay] [--relay-only I]...\n"
-    "                     [--sn-prefix TEXT] [--record-limit N] [--no-stdin]\n"
+    "                     [--sn-prefix TEXT] [--record-limit N] [--no-stdin] [--scout] [--wol]\n"
     "       tarn-peer-sim ctl --port P VERB [ARGS]\n"
     "\n"
     "Plays N managed servers (default 1), each with an HTTP and an HTTPS port on\n"
@@ -53,6 +53,10 @@ const char kUsage[] =
     "                   root's credential.conf and knows every server's relay_id\n"
     "  --relay-only I   server I (fleet index) publishes no HTTP port and refuses\n"
     "                   HTTPS: only the relay tells how to reach it\n"
+    "  --scout          answer discovery scans on a UDP port of 127.0.0.1 and point\n"
+    "                   the root's etc/vuro/scout.conf at it\n"
+    "  --wol            take wake packets on a UDP port of 127.0.0.1 (wol.conf): a\n"
+    "                   sleeping server boots\n"
     "\n"
     "ctl verbs:\n"
     "  record [--server I] [--kind K] [--since SEQ]   the record as JSON\n"
@@ -60,6 +64,8 @@ const char kUsage[] =
     "      keys refuse_https refuse_http foreign_cert fail_discovery\n"
     "      close_after_discovery hang not_json tamper (true|false), delay_ms N,\n"
     "      fail_code N, drop_api form_api (JSON arrays of API names)\n"
+    "  scout SERVER [KEY=VALUE]...   state=sleeping|booting|ready interfaces=N\n"
+    "      configured=N packet_type=N serial=TEXT garbage=true|false\n"
     "  relay ID HOST PROTOCOL PORT | relay ID --remove | relay ID --answer JSON\n"
     "  reset [--keep-modes] [--keep-relay]\n"
     "  stop\n";
@@ -194,6 +200,20 @@ int ctlMain(int argc, char** argv) {
         }
         return ctlPrint(ctl.reset(modes, relay), ctl, Json::objectValue);
     }
+    if (verb == "scout") {
+        if (i >= argc) return usage();
+        std::string server = argv[i++];
+        Json::Value set(Json::objectValue);
+        for (; i < argc; i++) {
+            const char* eq = strchr(argv[i], '=');
+            if (eq == nullptr || eq == argv[i]) return usage();
+            Json::Value v;
+            if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
+            set[std::string(argv[i], eq - argv[i])] = v;
+        }
+        Json::Value now = ctl.scout(server, set);
+        return ctlPrint(!now.isNull(), ctl, now);
+    }
     if (verb == "stop" && i == argc) return ctlPrint(ctl.stop(), ctl, Json::objectValue);
     return usage();
 }
@@ -209,6 +229,8 @@ struct Options {
     std::string snPrefix = "SIM";
     long recordLimit = 100000;
     bool watchStdin = true;
+    bool scout = false;
+    bool wol = false;
 };
 
 bool serversMake(const Options& o, Sim& s, std::string* pWhy) {
@@ -318,6 +340,7 @@ bool fleetWrite(const Sim& s, bool relay, const std::string& path) {
         e["hostname"] = sv->hostname;
         if (relay) e["relay_id"] = sv->relayId;
         if (sv->relayOnly) e["relay_only"] = true;
+        peersim::scoutFleetEntry(*sv, e);
         fleet.append(e);
     }
     std::string text = vurojson::toString(fleet) + "\n";
@@ -351,7 +374,8 @@ int simMain(const Options& o) {
         // A member of the wrong kind in a fleet file.
         why = std::string("fleet file: ") + e.what();
     }
-    if (!made || !peersim::tlsSetup(&s.tls, &why) || !endpointsOpen(s, o.relay, &why)) {
+    if (!made || !peersim::tlsSetup(&s.tls, &why) || !endpointsOpen(s, o.relay, &why) ||
+        !peersim::scoutStart(o.scout, o.wol, &why)) {
         fprintf(stderr, "tarn-peer-sim: %s\n", why.c_str());
         return 1;
     }
@@ -387,6 +411,7 @@ int simMain(const Options& o) {
     ready["relay_port"] = relayPort;
     ready["root"] = o.root;
     ready["fleet"] = fleetPath;
+    peersim::scoutDescribe(ready);
     Json::Value& list = ready["servers"] = Json::arrayValue;
     for (const auto& sv : s.servers) {
         Json::Value e;
@@ -442,6 +467,10 @@ int main(int argc, char** argv) {
             i++;
         } else if (a == "--no-stdin") {
             o.watchStdin = false;
+        } else if (a == "--scout") {
+            o.scout = true;
+        } else if (a == "--wol") {
+            o.wol = true;
         } else {
             return usage();
         }

@@ -22,6 +22,7 @@
 
 namespace httplib {
 class Stream;
+class Server;
 }
 
 namespace peersim {
@@ -175,6 +176,15 @@ void connServe(int fd, const Endpoint* ep);
 /* Reads and answers one request of the role's routes; false when the
  * connection is to end (cpp-httplib's own keep-alive contract). */
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed);
+
+/* Discovery and wake (sim_scout.cpp): opens the UDP responder and the wake
+ * listener asked for and points the root's scout.conf and wol.conf at
+ * them; false with *pWhy. Then the ports for the ready line, the MACs of a
+ * fleet entry and the control route /_sim/scout. */
+bool scoutStart(bool scout, bool wol, std::string* pWhy);
+void scoutDescribe(Json::Value& ready);
+void scoutFleetEntry(const Server& sv, Json::Value& e);
+void scoutControlInstall(httplib::Server& control);
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }

@@ -445,6 +445,7 @@ void handlersInstall() {
     gControl.Post("/_sim/relay", controlRelay);
     gControl.Post("/_sim/reset", controlReset);
     gControl.Post("/_sim/stop", controlStop);
+    scoutControlInstall(gControl);
 }
 
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed) {

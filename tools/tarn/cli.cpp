@@ -344,6 +344,16 @@ Json::Value recordJson(const VURO_TARN_DELEGATE* p) {
 
 namespace tarncli {
 
+std::vector<std::string> splitNames(const std::string& text) {
+    std::vector<std::string> out;
+    std::stringstream ss(text);
+    std::string item;
+    while (std::getline(ss, item, ',')) {
+        if (!item.empty()) out.push_back(item);
+    }
+    return out;
+}
+
 long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi) {
     char* end = NULL;
     errno = 0;

@@ -161,7 +161,12 @@ int cmdPkg(const std::string& verb, const Args& args);
 int cmdPkgClean(const Args& args);
 int cmdApp(const std::string& verb, const Args& args);
 int cmdInfo(const std::string& verb, const Args& args);
+int cmdDiscover(const Args& args);
+int cmdWake(const Args& args);
 
+/* The non-empty items of a comma list ("a,b"): an option keeps one value,
+ * so a list of names or numbers comes as one text. */
+std::vector<std::string> splitNames(const std::string& text);
 /* A whole number from lo to hi; UsageError for anything else. */
 long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi);
 /* UsageError naming what when the OU or peer id is not stored. */

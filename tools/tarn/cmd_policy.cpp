@@ -47,16 +47,6 @@ bool ugNameKnown(const std::string& name, long type) {
     return known;
 }
 
-std::vector<std::string> splitNames(const std::string& text) {
-    std::vector<std::string> out;
-    std::stringstream ss(text);
-    std::string item;
-    while (std::getline(ss, item, ',')) {
-        if (!item.empty()) out.push_back(item);
-    }
-    return out;
-}
-
 }  // namespace
 
 int cmdLink(const Args& args) {

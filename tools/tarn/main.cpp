@@ -82,6 +82,10 @@ const char* kUsage =
     "  info get ID | get-by-peer PEER_ID | delete ID\n"
     "  info list [--sn SN]                    what the peers reported, one row per peer\n"
     "  passwd NAME                            a root user's password, from standard input\n"
+    "  discover [--sn SN1,SN2]                servers on the LAN: all, or one slot per serial\n"
+    "  discover --ids 1,2|--all [--update]    the same for stored peers; --update stores\n"
+    "                                         the status each answer gives\n"
+    "  wake --mac MAC | --peer ID             a wake packet out of every interface\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -173,6 +177,8 @@ const CommandDecl kCommands[] = {
     {"info delete", "", "", 1, "info", cmdInfo},
     {"info list", "sn", "", 0, "", cmdInfo},
     {"passwd", "", "", 1, "", NO_VERB(cmdPasswd)},
+    {"discover", "sn ids", "all update", 0, "peer", NO_VERB(cmdDiscover)},
+    {"wake", "mac peer", "", 0, "", NO_VERB(cmdWake)},
 };
 
 const CommandDecl* commandFind(const std::string& name) {

@@ -89,6 +89,7 @@ const struct {
     const char* szTool;
 } kToolLinks[] = {
     {VUROTARNLOG_PEER_TOOL, "vurotarnpeer"},
+    {VUROTARN_WAKE_TOOL, "vuronet"},
 };
 
 bool isDir(const std::string& path) {

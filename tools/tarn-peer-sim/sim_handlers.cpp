@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "sim.h"
+#include "sim_update.h"
 #include "vurocredential_seal.h"
 
 namespace peersim {
@@ -269,6 +270,17 @@ void call(const httplib::Request& req, httplib::Response& res) {
         return;
     }
     Json::Value answer = m.failCode != 0 ? failure(m.failCode) : success(callData(sv, call));
+    if (m.failCode == 0 && call.api == "VURO.Core.TARN.ServerInfo") {
+        Json::Value kept;
+        Json::Value judged = serverInfoUpdate(call.params, &kept);
+        if (judged["success"].asBool()) {
+            answer["data"]["conn_info_count"] = judged["data"]["conn_info_count"];
+            record.update(seq, "conn_info", kept);
+        } else {
+            answer = judged;
+        }
+    }
+    if (m.noSuccess) answer.removeMember("success");
     std::string text = jsonText(answer);
     if (call.format == "sealed") {
         Json::Value sealed;

@@ -15,6 +15,7 @@
 #include <set>
 #include <sstream>
 
+#include "vuroapirunner.h"
 #include "vurocore.h"
 #include "vurocredential_seal.h"
 #include "vurotarn.h"
@@ -89,6 +90,7 @@ const struct {
     const char* szTool;
 } kToolLinks[] = {
     {VUROTARNLOG_PEER_TOOL, "vurotarnpeer"},
+    {VUROWEBAPI_TOOL_PATH, "vurowebapi"},
 };
 
 bool isDir(const std::string& path) {

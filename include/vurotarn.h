@@ -24,6 +24,7 @@
 #include "vurotarnlog.h"
 #include "vurotarnpeer.h"
 #include "vurotarnpeer_webapi.h"
+#include "vurotarnpeer_updateserver.h"
 #include "vurotarnpkg.h"
 
 #endif

@@ -160,6 +160,8 @@ int cmdPkg(const std::string& verb, const Args& args);
 int cmdPkgClean(const Args& args);
 int cmdApp(const std::string& verb, const Args& args);
 int cmdInfo(const std::string& verb, const Args& args);
+int cmdConnInfo(const Args& args);
+int cmdUpdateServer(const Args& args);
 
 /* A whole number from lo to hi; UsageError for anything else. */
 long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi);

@@ -81,6 +81,9 @@ const char* kUsage =
     "           [--vol-info JSON] [--session JSON] [--define JSON] [--storage-info JSON]\n"
     "  info get ID | get-by-peer PEER_ID | delete ID\n"
     "  info list [--sn SN]                    what the peers reported, one row per peer\n"
+    "  conninfo [--assign JSON]               this server's connection info as JSON;\n"
+    "                                          JSON: {\"host\":[...]|\"H\",\"http_port\":N,...}\n"
+    "  update-server IDS [--assign JSON]      send it to peers; IDS: an id or [ids]\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -171,6 +174,9 @@ const CommandDecl kCommands[] = {
     {"info get-by-peer", "", "", 1, "", cmdInfo},
     {"info delete", "", "", 1, "info", cmdInfo},
     {"info list", "sn", "", 0, "", cmdInfo},
+    {"conninfo", "assign", "", 0, "", NO_VERB(cmdConnInfo)},
+    // Sending writes a peer's row only through the relay refresh.
+    {"update-server", "assign", "", 1, "peer", NO_VERB(cmdUpdateServer)},
 };
 
 const CommandDecl* commandFind(const std::string& name) {

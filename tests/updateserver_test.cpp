@@ -102,12 +102,12 @@ TEST_F(UpdateServerTest, InterfacesGiveTheirAddressesInScanOrder) {
 TEST_F(UpdateServerTest, AssignedHostsAndPortsReplaceTheScan) {
     // An unreadable interface would log if it were scanned.
     network(R"({"interfaces":[{"name":"eth0","active":true,"unreadable":true}]})");
-    conf("external_host_ip", "198.51.100.1");
+    conf("external_host_ip", "192.0.2.201");
     Json::Value assign;
     assign["host"].append("a.example");
     assign["host"].append("b.example");
     Json::Value conn = collect(assign);
-    EXPECT_EQ((std::vector<std::string>{"a.example", "b.example", "198.51.100.1"}), hostsOf(conn));
+    EXPECT_EQ((std::vector<std::string>{"a.example", "b.example", "192.0.2.201"}), hostsOf(conn));
     EXPECT_EQ(5000, conn[0]["http_port"].asInt());
     EXPECT_EQ(5001, conn[1]["https_port"].asInt());
     EXPECT_FALSE(logHas("VURONetIFGetInfo failed")) << logDump();
@@ -116,7 +116,7 @@ TEST_F(UpdateServerTest, AssignedHostsAndPortsReplaceTheScan) {
     assign["http_port"] = 8080;
     assign["https_port"] = "8443";  // not a number: the local port stays
     conn = collect(assign);
-    EXPECT_EQ((std::vector<std::string>{"c.example", "198.51.100.1"}), hostsOf(conn));
+    EXPECT_EQ((std::vector<std::string>{"c.example", "192.0.2.201"}), hostsOf(conn));
     EXPECT_EQ(8080, conn[0]["http_port"].asInt());
     EXPECT_EQ(5001, conn[0]["https_port"].asInt());
     // Without external ports the external entry carries the (assigned) local ones.
@@ -124,7 +124,7 @@ TEST_F(UpdateServerTest, AssignedHostsAndPortsReplaceTheScan) {
 
     assign["host"] = 5;
     conn = collect(assign);
-    EXPECT_EQ((std::vector<std::string>{"198.51.100.1"}), hostsOf(conn));
+    EXPECT_EQ((std::vector<std::string>{"192.0.2.201"}), hostsOf(conn));
 }
 
 TEST_F(UpdateServerTest, ConfigurationKeysAndDynamicDns) {
@@ -141,8 +141,8 @@ TEST_F(UpdateServerTest, ConfigurationKeysAndDynamicDns) {
     EXPECT_EQ(8000, conn[1]["http_port"].asInt());
     EXPECT_EQ(8001, conn[2]["https_port"].asInt());
 
-    conf("external_host_ip", "198.51.100.7");
-    EXPECT_EQ((std::vector<std::string>{"192.0.2.10", "198.51.100.7", "one.example.net",
+    conf("external_host_ip", "192.0.2.207");
+    EXPECT_EQ((std::vector<std::string>{"192.0.2.10", "192.0.2.207", "one.example.net",
                                         "two.example.net"}),
               hostsOf(collect()));
 
@@ -150,7 +150,7 @@ TEST_F(UpdateServerTest, ConfigurationKeysAndDynamicDns) {
     conf("supportddns", "no", "/etc.defaults/vuroinfo.conf");
     std::string calls = sys("/calls.txt");
     handlerReplace("echo \"$1\" >> " + calls + "\necho '{\"success\":false}'\n");
-    EXPECT_EQ((std::vector<std::string>{"192.0.2.10", "198.51.100.7"}), hostsOf(collect()));
+    EXPECT_EQ((std::vector<std::string>{"192.0.2.10", "192.0.2.207"}), hostsOf(collect()));
     EXPECT_EQ("VURO.Core.RelayPath.Permission\nVURO.Core.RelayPath\n", readFile(calls));
 }
 

@@ -137,8 +137,11 @@ bool GetRelayPathHost(Json::Value& jsHost) {
         !data["server_alias"].isString() || data["server_alias"].asString().empty()) {
         return false;
     }
-    jsHost = data["server_alias"].asString() + "." + data["region"].asString() + "." +
-             data["domain"].asString();
+    // A member of another kind reads as empty rather than ending the collection.
+    auto text = [&](const char* key) {
+        return data[key].isConvertibleTo(Json::stringValue) ? data[key].asString() : "";
+    };
+    jsHost = text("server_alias") + "." + text("region") + "." + text("domain");
     return true;
 }
 

@@ -25,6 +25,7 @@
 #include "vurotarnpeer.h"
 #include "vurotarnpeer_webapi.h"
 #include "vurotarnpeer_scout.h"
+#include "vurotarnpeer_updateserver.h"
 #include "vurotarnpkg.h"
 
 #endif

@@ -189,6 +189,22 @@ sim_stop() {
 trap sim_stop EXIT
 trap 'exit 130' INT TERM
 ctl() { "$SIM" ctl --port "$ctl_port" "$@"; }
+# Starts a simulator with the arguments given and waits for its ready line;
+# it lives until sim_stop closes its standard input.
+sim_start() {
+    rm -f "$ROOT/sim.in" "$ROOT/sim.ready"
+    mkfifo "$ROOT/sim.in"
+    "$SIM" --root "$ROOT" "$@" <"$ROOT/sim.in" >"$ROOT/sim.ready" 2>"$ROOT/sim.log" &
+    sim_pid=$!
+    exec 9>"$ROOT/sim.in"
+    for _ in $(seq 200); do
+        grep -q '"ready"' "$ROOT/sim.ready" 2>/dev/null && break
+        kill -0 "$sim_pid" 2>/dev/null || { cat "$ROOT/sim.log" >&2; exit 1; }
+        sleep 0.1
+    done
+    ctl_port=$(sed -n 's/.*"control_port":\([0-9]*\).*/\1/p' "$ROOT/sim.ready")
+    [ -n "$ctl_port" ] || { echo "the simulator did not start" >&2; exit 1; }
+}
 # One line per exchange of the record: server, kind, protocol, sealed.
 record_ways() {
     ctl record "$@" | sed 's/},{/}\n{/g' | sed -n \
@@ -197,19 +213,7 @@ record_ways() {
 }
 
 step "Four simulated servers: #1 refuses HTTPS, #2 drops HTTPS calls, #3 only the relay can reach"
-rm -f "$ROOT/sim.in" "$ROOT/sim.ready"
-mkfifo "$ROOT/sim.in"
-"$SIM" --root "$ROOT" --peers 4 --relay --relay-only 3 <"$ROOT/sim.in" >"$ROOT/sim.ready" \
-    2>"$ROOT/sim.log" &
-sim_pid=$!
-exec 9>"$ROOT/sim.in"
-for _ in $(seq 200); do
-    grep -q '"ready"' "$ROOT/sim.ready" 2>/dev/null && break
-    kill -0 "$sim_pid" 2>/dev/null || { cat "$ROOT/sim.log" >&2; exit 1; }
-    sleep 0.1
-done
-ctl_port=$(sed -n 's/.*"control_port":\([0-9]*\).*/\1/p' "$ROOT/sim.ready")
-[ -n "$ctl_port" ] || { echo "the simulator did not start" >&2; exit 1; }
+sim_start --peers 4 --relay --relay-only 3
 ctl mode 1 refuse_https=true >/dev/null
 ctl mode 2 close_after_discovery=true >/dev/null
 echo "simulator pid $sim_pid, control port $ctl_port"
@@ -249,19 +253,7 @@ echo "stopped"
 
 # ---- Servers on the LAN: discovery and wake, answered on 127.0.0.1 ----
 step "Three simulated servers answering discovery scans; LAN00003 is asleep"
-rm -f "$ROOT/sim.in" "$ROOT/sim.ready"
-mkfifo "$ROOT/sim.in"
-"$SIM" --root "$ROOT" --peers 3 --sn-prefix LAN --scout --wol <"$ROOT/sim.in" \
-    >"$ROOT/sim.ready" 2>"$ROOT/sim.log" &
-sim_pid=$!
-exec 9>"$ROOT/sim.in"
-for _ in $(seq 200); do
-    grep -q '"ready"' "$ROOT/sim.ready" 2>/dev/null && break
-    kill -0 "$sim_pid" 2>/dev/null || { cat "$ROOT/sim.log" >&2; exit 1; }
-    sleep 0.1
-done
-ctl_port=$(sed -n 's/.*"control_port":\([0-9]*\).*/\1/p' "$ROOT/sim.ready")
-[ -n "$ctl_port" ] || { echo "the simulator did not start" >&2; exit 1; }
+sim_start --peers 3 --sn-prefix LAN --scout --wol
 # A scan listens for one second; wake packets leave by loopback alone.
 echo "listen_ms=1000" >>"$ROOT/etc/vuro/scout.conf"
 echo '{"interfaces":[{"name":"lo","active":true}]}' >"$ROOT/etc/vuro/network.json"
@@ -302,3 +294,52 @@ tarn discover --ids "$sleeper" --update | grep -E '"(sn|status)" :'
 step "Stop the simulator"
 sim_stop
 echo "stopped"
+
+# ---- Connection info: what this server publishes, sent to a fleet ----
+step "This server's network, dynamic DNS names and relay settings (documentation addresses only)"
+cat > "$ROOT/etc/vuro/network.json" <<'NET'
+{"interfaces":[
+  {"name":"eth0","active":true,"manual":true,"ip":"192.0.2.10","ipv6":["2001:db8::10"]},
+  {"name":"eth1","active":true,"manual":false,"dhcp_ip":"192.0.2.20"},
+  {"name":"eth2","active":false,"manual":true,"ip":"192.0.2.30"}],
+ "tun":"2001:db8::99"}
+NET
+echo '{"records":[{"hostname":"tarn-demo.example.net"}]}' > "$ROOT/etc/vuro/ddns.json"
+cat > "$ROOT/etc/vuro/relay.json" <<'RELAY'
+{"permission":{"services":[{"id":"kelp_portal","enabled":true}]},
+ "settings":{"enabled":true,"server_alias":"tarn-demo","region":"eu","domain":"relay.example"}}
+RELAY
+echo "supportddns=yes" >> "$ROOT/etc.defaults/vuroinfo.conf"
+echo "external_host_ip=192.0.2.5" >> "$ROOT/etc/vuroinfo.conf"
+
+step "The connection info it collects"
+tarn conninfo
+
+step "Three simulated servers, imported; each answers after 200 ms"
+rm -f "$ROOT/fleet.json"
+sim_start --peers 3
+ctl mode all delay_ms=200 >/dev/null
+conn_ou=$(tarn ou create --name "Published to" --parent "$hq" | id_of)
+tarn peer import "$ROOT/fleet.json" --parent "$conn_ou" >/dev/null
+conn_ids=$(tarn peer list --parent "$conn_ou" --sort-by id | sed -n 's/^ *"id" : \([0-9]*\),\{0,1\}$/\1/p')
+ids_json="[$(echo $conn_ids | tr ' ' ',')]"
+echo "peer ids: $ids_json"
+
+step "Send it to all three at once"
+tarn update-server "$ids_json"
+echo "calls in flight at most: $(ctl record | sed -n 's/.*"max_in_flight":\([0-9]*\).*/\1/p')"
+for server in 0 1; do
+    echo "-- server $server received:"
+    ctl record --server "$server" --kind call | sed -n 's/.*"conn_info":\(\[[^]]*\]\).*/  \1/p' | head -n 1
+done
+
+step "This server manages itself: its own record is updated locally through the API runner"
+own_sn=$(head -n 1 "$ROOT/etc/vuro/serial")
+own_id=$(tarn peer create --sn "$own_sn" --hostname this-server | id_of)
+echo "kelp_tarn_self_join=yes" >> "$ROOT/etc/vuroinfo.conf"
+ctl reset --keep-modes >/dev/null
+first_conn=$(echo $conn_ids | cut -d' ' -f1)
+tarn update-server "[$own_id,$first_conn]" >/dev/null
+echo "ids [$own_id,$first_conn]: remote calls $(ctl record --kind call | grep -o '"kind":"call"' | wc -l) (to peer $first_conn only)"
+echo "kept locally: $(cat "$ROOT/var/vuro/tarn/managed.json")"
+sim_stop

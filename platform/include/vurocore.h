@@ -233,6 +233,22 @@ VURO_EXPORT int VURONetDestinationCheckHost(const char* szHost);
 /* C++ convenience over VUROSysPathEx: the joined path, or "" (errno set)
  * when it is refused. A relative path comes back as it is. */
 VURO_EXPORT std::string VUROSysPathStr(const std::string& path, int flags = 0);
+
+#include <functional>
+#include <vector>
+
+/* ---- a helper program under a time limit: plug-ins and the API runner ----
+ * Runs argv[0] with argv and exactly the environment env (no shell), stdin
+ * from /dev/null, no other inherited descriptor, default signals, in a
+ * process group of its own. Every line it writes goes to onLine: 0 for
+ * stdout, 1 for stderr, without the line end (a line past 1024 bytes comes
+ * in pieces). At the limit it is killed with all it started. 1 with
+ * *status when it ended in time, 0 when the limit passed, -1 when it could
+ * not be started. */
+using VUROProcLineFn = std::function<void(size_t, const std::string&)>;
+VURO_EXPORT int VUROProcRunLimited(const std::vector<std::string>& argv,
+                                   const std::vector<std::string>& env, long seconds,
+                                   const VUROProcLineFn& onLine, int* status);
 #endif
 
 #endif

@@ -26,6 +26,45 @@ typedef struct _tag_QLIB_NETIF {
  * be 0. */
 VURO_EXPORT int QLIBNetInterfaceEnum(PQLIB_NETIF pList, int cMax, int flag);
 
+/* ---- addresses of this server, for publishing how it is reached ---- */
+
+/* The flag of QLIBNetGetInterfaceInfo: the logical interfaces (all there
+ * are here). */
+#define NIC_LOGICAL 1
+
+/* What an interface is configured with. */
+typedef struct _tag_NETINFO_ {
+    char szIp[64]; /* the fixed address, "" when it takes one from DHCP */
+    int blActive;  /* up and running */
+    int blManual;  /* szIp counts; else the interface record's szDes */
+} NETINFO, *PNETINFO;
+
+/* One IPv6 address of an interface. */
+typedef struct _tag_VURO_V6IP_ {
+    char ipv6Addr[64];
+} VURO_V6IP, *PVURO_V6IP;
+
+/* As QLIBNetInterfaceEnum, inactive and unreadable interfaces included;
+ * flag must be NIC_LOGICAL. */
+VURO_EXPORT int QLIBNetGetInterfaceInfo(PQLIB_NETIF pList, int cMax, int flag);
+/* Both records of the interface szName; -1 with errno (ENODEV: no such
+ * interface, EIO: its details cannot be read) and nothing filled. */
+VURO_EXPORT int VURONetIFGetInfo(const char* szName, PQLIB_NETIF pIf, PNETINFO pInfo);
+/* At most cMax IPv6 addresses of szName ("tun": the tunnel); their number,
+ * 0 for none or an unknown name, -1 for bad arguments. */
+VURO_EXPORT int VUROLnxV6IPGet(const char* szName, PVURO_V6IP pList, int cMax);
+/* Whether high availability runs on this server. */
+VURO_EXPORT BOOL VUROHAIsRunning(void);
+/* The address high availability publishes for interface szName into
+ * szBuf; 0, or -1 when it names none. pReserved NULL, flags 0. */
+VURO_EXPORT int VUROHAGetRelatedIFInfo(const char* szName, char* szBuf, int cbBuf, void* pReserved,
+                                       int flags);
+/* 1 when the PPPoE link is up, 0 when not. flag must be 1. */
+VURO_EXPORT int VUROPPPoECheckStatus(int flag);
+/* The PPPoE address into szBuf; 0, or -1 when the link has none.
+ * pReserved NULL, flags 0. */
+VURO_EXPORT int VUROPPPoeNetInfoGet(char* szBuf, int cbBuf, void* pReserved, int flags);
+
 #ifdef __cplusplus
 }
 

@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -336,4 +337,106 @@ int VuroProcWaitDraining(pid_t pid, long seconds, std::vector<int> fds,
         close(d.fd);
     }
     return result;
+}
+
+namespace {
+
+/* A copy of fd at 3 or above (close-on-exec), the original closed: the
+ * child's dup2 onto 0, 1 and 2 must never meet its own source. */
+int fdAboveStdio(int fd) {
+    if (fd > STDERR_FILENO || fd < 0) return fd;
+    int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
+}
+
+/* Closes every descriptor from 3 up in the child, after fork: only
+ * async-signal-safe calls, the highest number looked up before fork. */
+void fdsCloseFrom3(int maxFd) {
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, 3U, ~0U, 0U) == 0) return;
+#endif
+    for (int fd = 3; fd < maxFd; fd++) close(fd);
+}
+
+/* A child's pipe: [0] read, [1] write, both above stdio. */
+struct ChildPipe {
+    int fds[2] = {-1, -1};
+    bool open() {
+        int raw[2];
+        if (pipe2(raw, O_CLOEXEC) != 0) return false;
+        fds[0] = fdAboveStdio(raw[0]);
+        fds[1] = fdAboveStdio(raw[1]);
+        return fds[0] >= 0 && fds[1] >= 0;
+    }
+    void closeEnd(int i) {
+        if (fds[i] >= 0) close(fds[i]);
+        fds[i] = -1;
+    }
+    ~ChildPipe() {
+        closeEnd(0);
+        closeEnd(1);
+    }
+};
+
+}  // namespace
+
+int VUROProcRunLimited(const std::vector<std::string>& argv, const std::vector<std::string>& env,
+                       long seconds, const VUROProcLineFn& onLine, int* status) {
+    if (argv.empty() || status == NULL) {
+        return -1;
+    }
+    // Everything the child needs is built before fork: after it only
+    // async-signal-safe calls are allowed.
+    std::vector<std::string> args(argv), envs(env);
+    std::vector<char*> argp, envp;
+    for (std::string& a : args) argp.push_back(&a[0]);
+    argp.push_back(NULL);
+    for (std::string& e : envs) envp.push_back(&e[0]);
+    envp.push_back(NULL);
+    sigset_t noSignals;
+    sigemptyset(&noSignals);
+    struct sigaction dfl;
+    memset(&dfl, 0, sizeof(dfl));
+    dfl.sa_handler = SIG_DFL;
+
+    ChildPipe out, err;
+    if (!out.open() || !err.open()) {
+        return -1;
+    }
+    int devNull = fdAboveStdio(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (devNull < 0) {
+        return -1;
+    }
+    long maxFdLong = sysconf(_SC_OPEN_MAX);
+    int maxFd = maxFdLong > 0 && maxFdLong < 65536 ? static_cast<int>(maxFdLong) : 65536;
+    pid_t pid = fork();
+    if (pid < 0) {
+        close(devNull);
+        return -1;
+    }
+    if (pid == 0) {
+        setpgid(0, 0);
+        // Every source lies above 2, so dup2 clears close-on-exec on the copy.
+        if (dup2(devNull, STDIN_FILENO) < 0 || dup2(out.fds[1], STDOUT_FILENO) < 0 ||
+            dup2(err.fds[1], STDERR_FILENO) < 0) {
+            _exit(127);
+        }
+        // Nothing else the caller holds (sockets, databases, locks) is passed on.
+        fdsCloseFrom3(maxFd);
+        // A caller that blocks signals or ignores SIGPIPE must not pass that on.
+        sigaction(SIGPIPE, &dfl, NULL);
+        sigprocmask(SIG_SETMASK, &noSignals, NULL);
+        execve(argp[0], argp.data(), envp.data());
+        _exit(127);
+    }
+    close(devNull);
+    out.closeEnd(1);
+    err.closeEnd(1);
+    // Also set here so the group exists before any kill; fails harmlessly
+    // once the child has exec'd.
+    setpgid(pid, pid);
+    std::vector<int> fds = {out.fds[0], err.fds[0]};
+    out.fds[0] = err.fds[0] = -1;  // the wait takes them over
+    return VuroProcWaitDraining(pid, seconds, fds, onLine, status);
 }

@@ -32,7 +32,7 @@ public:
 
     /* Merges modes into a server's modes (server: fleet index, serial, or
      * "all"). Keys: refuse_https, refuse_http, foreign_cert, fail_discovery,
-     * close_after_discovery, hang, not_json, tamper (booleans), delay_ms,
+     * close_after_discovery, hang, not_json, tamper, no_success (booleans), delay_ms,
      * fail_code (numbers), drop_api, form_api (arrays of API names). */
     bool setMode(const std::string& server, const Json::Value& modes);
     bool setMode(int server, const Json::Value& modes) {

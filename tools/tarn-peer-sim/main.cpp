@@ -62,7 +62,7 @@ const char kUsage[] =
     "  record [--server I] [--kind K] [--since SEQ]   the record as JSON\n"
     "  mode SERVER [--clear] [KEY=VALUE]...   SERVER: index, serial or \"all\";\n"
     "      keys refuse_https refuse_http foreign_cert fail_discovery\n"
-    "      close_after_discovery hang not_json tamper (true|false), delay_ms N,\n"
+    "      close_after_discovery hang not_json tamper no_success (true|false), delay_ms N,\n"
     "      fail_code N, drop_api form_api (JSON arrays of API names)\n"
     "  scout SERVER [KEY=VALUE]...   state=sleeping|booting|ready interfaces=N\n"
     "      configured=N packet_type=N serial=TEXT garbage=true|false\n"

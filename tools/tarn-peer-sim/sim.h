@@ -37,6 +37,7 @@ struct Modes {
     bool hang = false;                 // calls are never answered
     bool notJson = false;
     bool tamper = false;  // one byte of a sealed answer changed
+    bool noSuccess = false;  // a JSON answer without its success member
     long long delayMs = 0;
     int failCode = 0;  // answer success false with this code
     std::set<std::string> dropApi;

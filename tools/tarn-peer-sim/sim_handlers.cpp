@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "sim.h"
+#include "sim_update.h"
 #include "vurocredential_seal.h"
 
 namespace peersim {
@@ -269,6 +270,15 @@ void call(const httplib::Request& req, httplib::Response& res) {
         return;
     }
     Json::Value answer = m.failCode != 0 ? failure(m.failCode) : success(callData(sv, call));
+    // Sound connection info is kept in the record; other parameters are
+    // only echoed, as for any call, so transport tests may send anything.
+    Json::Value kept;
+    if (m.failCode == 0 && call.api == "VURO.Core.TARN.ServerInfo" &&
+        serverInfoUpdate(call.params, &kept)["success"].asBool()) {
+        answer["data"]["conn_info_count"] = kept.size();
+        record.update(seq, "conn_info", kept);
+    }
+    if (m.noSuccess) answer.removeMember("success");
     std::string text = jsonText(answer);
     if (call.format == "sealed") {
         Json::Value sealed;

@@ -54,6 +54,7 @@ Json::Value Modes::toJson() const {
     v["hang"] = hang;
     v["not_json"] = notJson;
     v["tamper"] = tamper;
+    v["no_success"] = noSuccess;
     v["delay_ms"] = (Json::Int64)delayMs;
     v["fail_code"] = failCode;
     v["drop_api"] = setJson(dropApi);
@@ -76,6 +77,7 @@ bool Modes::merge(const Json::Value& js, std::string* pWhy) {
         {"hang", &next.hang},
         {"not_json", &next.notJson},
         {"tamper", &next.tamper},
+        {"no_success", &next.noSuccess},
     };
     for (const std::string& key : js.getMemberNames()) {
         const Json::Value& v = js[key];

@@ -163,6 +163,8 @@ int cmdApp(const std::string& verb, const Args& args);
 int cmdInfo(const std::string& verb, const Args& args);
 int cmdDiscover(const Args& args);
 int cmdWake(const Args& args);
+int cmdConnInfo(const Args& args);
+int cmdUpdateServer(const Args& args);
 
 /* The non-empty items of a comma list ("a,b"): an option keeps one value,
  * so a list of names or numbers comes as one text. */

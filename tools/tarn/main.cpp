@@ -86,6 +86,9 @@ const char* kUsage =
     "  discover --ids 1,2|--all [--update]    the same for stored peers; --update stores\n"
     "                                         the status each answer gives\n"
     "  wake --mac MAC | --peer ID             a wake packet out of every interface\n"
+    "  conninfo [--assign JSON]               this server's connection info as JSON;\n"
+    "                                          JSON: {\"host\":[...]|\"H\",\"http_port\":N,...}\n"
+    "  update-server IDS [--assign JSON]      send it to peers; IDS: an id or [ids]\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -179,6 +182,9 @@ const CommandDecl kCommands[] = {
     {"passwd", "", "", 1, "", NO_VERB(cmdPasswd)},
     {"discover", "sn ids", "all update", 0, "peer", NO_VERB(cmdDiscover)},
     {"wake", "mac peer", "", 0, "", NO_VERB(cmdWake)},
+    {"conninfo", "assign", "", 0, "", NO_VERB(cmdConnInfo)},
+    // Sending writes a peer's row only through the relay refresh.
+    {"update-server", "assign", "", 1, "peer", NO_VERB(cmdUpdateServer)},
 };
 
 const CommandDecl* commandFind(const std::string& name) {

@@ -15,6 +15,7 @@
 #include <set>
 #include <sstream>
 
+#include "vuroapirunner.h"
 #include "vurocore.h"
 #include "vurocredential_seal.h"
 #include "vurotarn.h"
@@ -90,6 +91,7 @@ const struct {
 } kToolLinks[] = {
     {VUROTARNLOG_PEER_TOOL, "vurotarnpeer"},
     {VUROTARN_WAKE_TOOL, "vuronet"},
+    {VUROWEBAPI_TOOL_PATH, "vurowebapi"},
 };
 
 bool isDir(const std::string& path) {

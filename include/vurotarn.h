@@ -24,6 +24,7 @@
 #include "vurotarnlog.h"
 #include "vurotarnpeer.h"
 #include "vurotarnpeer_webapi.h"
+#include "vurotarnpeer_join.h"
 #include "vurotarnpkg.h"
 
 #endif

@@ -34,6 +34,12 @@ void logClear();
 bool logHas(const std::string& piece);
 int logCount(const std::string& piece);
 std::string logDump();
+/* The same lines as appended to a file in the test's root by this process
+ * and by every process forked from it ("<priority> text", one a line). */
+const char kLogFileName[] = "/tarn-test-syslog";
+std::string logFilePath();
+std::vector<LogLine> logFileLines();
+int logFileCount(const std::string& piece);
 
 /* The SQL step's sleep: while fast, usleep records and returns at once. */
 void sleepSetFast(bool fast);

@@ -56,6 +56,14 @@ public:
     /* Only the entries of the record, filtered the same way. */
     Json::Value entries(int server = -1, const std::string& kind = "", long long sinceSeq = 0);
 
+    /* Answers of a wrong shape from a server (index, serial or "all"):
+     * "no_hostname" (end_join without data.hostname), "no_success" (no
+     * "success" member), "" back to normal. */
+    bool setShape(const std::string& server, const std::string& shape);
+    /* Fetches answered with success since the last reset:
+     * {"count": N, "servers": {"<serial>": n}}; null when unreachable. */
+    Json::Value fetches();
+
     /* Forgets the record (and the modes and relay table unless told). */
     bool reset(bool modes = true, bool relay = true);
     /* Asks the simulator to exit. */

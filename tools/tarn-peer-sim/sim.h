@@ -22,6 +22,7 @@
 
 namespace httplib {
 class Stream;
+class Server;
 }
 
 namespace peersim {
@@ -175,6 +176,14 @@ void connServe(int fd, const Endpoint* ep);
 /* Reads and answers one request of the role's routes; false when the
  * connection is to end (cpp-httplib's own keep-alive contract). */
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed);
+
+/* sim_join.cpp: answers of a wrong shape set per server, and the count of
+ * fetches answered. The call handler passes each answer through it. */
+void joinControlInstall(httplib::Server& control);
+void joinAnswerShape(const Server& sv, const std::string& api, Json::Value* pAnswer);
+/* The answer's text before it is sealed, for answers that open to no JSON. */
+void joinAnswerText(const Server& sv, std::string* pText);
+void joinReset(bool modes);
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }

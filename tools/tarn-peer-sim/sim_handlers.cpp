@@ -269,7 +269,9 @@ void call(const httplib::Request& req, httplib::Response& res) {
         return;
     }
     Json::Value answer = m.failCode != 0 ? failure(m.failCode) : success(callData(sv, call));
+    joinAnswerShape(sv, call.api, &answer);
     std::string text = jsonText(answer);
+    joinAnswerText(sv, &text);
     if (call.format == "sealed") {
         Json::Value sealed;
         if (!vurocred::Seal(sv.token, req.path, text, sealed)) {
@@ -411,6 +413,7 @@ void controlReset(const httplib::Request& req, httplib::Response& res) {
     if (!bodyRead(req, &body)) return controlAnswer(res, false, "body is no JSON object");
     Sim& s = sim();
     s.record.clear();
+    joinReset(body.get("modes", true).asBool());
     if (body.get("modes", true).asBool()) {
         for (auto& sv : s.servers) {
             std::lock_guard<std::mutex> lock(sv->mu);
@@ -445,6 +448,7 @@ void handlersInstall() {
     gControl.Post("/_sim/relay", controlRelay);
     gControl.Post("/_sim/reset", controlReset);
     gControl.Post("/_sim/stop", controlStop);
+    joinControlInstall(gControl);
 }
 
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed) {

@@ -241,3 +241,55 @@ TEST_F(JoinTest, NoSessionNoCallAndNoBorrowedToken) {
     ASSERT_EQ(2u, joinCalls().size());
     EXPECT_NE(joinCalls()[0]["params"]["access_token"], joinCalls()[1]["params"]["access_token"]);
 }
+
+TEST_F(JoinTest, CliJoinsChecksPushesAndNotifies) {
+    simStart(3);
+    ASSERT_TRUE(sim_.setShape("2", "no_hostname"));
+    std::string fleetFile = root_ + "/fleet.json";
+
+    // Bad lines are refused with the usage before anything happens.
+    EXPECT_EQ(2, tarn({"join", fleetFile}));
+    EXPECT_EQ(2, tarn({"join", fleetFile, "--server-host", "h", "--bogus", "1"}));
+    EXPECT_EQ(2, tarn({"cache-push", "--all", "--ids", "1"}));
+    EXPECT_EQ(2, tarn({"cache-push"}));
+    EXPECT_EQ(2, tarn({"notify-fetch", "--peer", "1"}));
+    EXPECT_EQ(2, tarn({"notify-fetch", "--uid", "0", "--peer", "1", "--ou", "0"}));
+    EXPECT_EQ(2, tarn({"session", "check", "only-one-word"}));
+    EXPECT_EQ("0", sqlValue("SELECT count(*) FROM peer"));
+
+    Json::Value out;
+    ASSERT_EQ(0, tarn({"join", fleetFile, "--server-host", "192.0.2.10"}, &out));
+    ASSERT_EQ(2u, out["joined"].size()) << out.toStyledString();
+    EXPECT_EQ(sim_.sn(2), out["left_out"][0].asString());
+    std::string printed = vurojson::toString(out);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_EQ(std::string::npos, printed.find(sim_.token(i))) << "tokens are shortened";
+    }
+
+    ASSERT_EQ(0, tarn({"session", "list"}, &out));
+    ASSERT_EQ(3u, out.size());
+    std::string token1 = joinCalls()[1]["params"]["access_token"].asString();
+    EXPECT_EQ(std::string::npos, vurojson::toString(out).find(token1));
+    ASSERT_EQ(0, tarn({"session", "check", token1, "VURO.NotificationCenter.Send"}, &out));
+    EXPECT_TRUE(out["allowed"].asBool());
+    EXPECT_EQ(joinCalls()[1]["sn"].asString(), out["serial"].asString());
+    ASSERT_EQ(0, tarn({"session", "delete", out["serial"].asString()}));
+    ASSERT_EQ(0, tarn({"session", "check", token1, "VURO.NotificationCenter.Send"}, &out));
+    EXPECT_FALSE(out["allowed"].asBool());
+    EXPECT_EQ(1, tarn({"session", "delete", "NO-SUCH-SERIAL"}));
+
+    // Ready again, then pushed: the answers and the status afterwards.
+    sql("UPDATE peer SET status=2, status_by_server=2");
+    ASSERT_EQ(0, tarn({"cache-push", "--ids", "2,1"}, &out));
+    EXPECT_EQ(2u, out["answers"].size());
+    EXPECT_EQ(2, out["peers"][0]["id"].asInt());
+    EXPECT_EQ(9, out["peers"][1]["status"].asInt());
+    EXPECT_EQ(1, tarn({"cache-push", "--ids", "77"}));
+
+    ASSERT_EQ(0, tarn({"notify-fetch", "--uid", "0", "--ou", "0", "--wait", "10"}, &out));
+    EXPECT_EQ(2, out["children_ended"].asInt());
+    EXPECT_EQ(0, out["children_running"].asInt());
+    EXPECT_EQ(2, sim_.fetches()["count"].asInt());
+    EXPECT_EQ(2, tarn({"notify-fetch", "--uid", "0", "--peer", "99"})) << "no such peer";
+    EXPECT_EQ(1, tarn({"notify-fetch", "--uid", "2001", "--peer", "1"})) << "no right on it";
+}

@@ -62,6 +62,8 @@ const char kUsage[] =
     "      fail_code N, drop_api form_api (JSON arrays of API names)\n"
     "  relay ID HOST PROTOCOL PORT | relay ID --remove | relay ID --answer JSON\n"
     "  reset [--keep-modes] [--keep-relay]\n"
+    "  shape SERVER no_hostname|no_success|garbled|normal   answers of a wrong shape\n"
+    "  fetches                                the fetches answered, per serial\n"
     "  stop\n";
 
 int usage() {
@@ -193,6 +195,14 @@ int ctlMain(int argc, char** argv) {
             }
         }
         return ctlPrint(ctl.reset(modes, relay), ctl, Json::objectValue);
+    }
+    if (verb == "shape" && argc - i == 2) {
+        std::string shape = strcmp(argv[i + 1], "normal") == 0 ? "" : argv[i + 1];
+        return ctlPrint(ctl.setShape(argv[i], shape), ctl, Json::objectValue);
+    }
+    if (verb == "fetches" && i == argc) {
+        Json::Value data = ctl.fetches();
+        return ctlPrint(!data.isNull(), ctl, data);
     }
     if (verb == "stop" && i == argc) return ctlPrint(ctl.stop(), ctl, Json::objectValue);
     return usage();

@@ -160,6 +160,15 @@ int cmdPkg(const std::string& verb, const Args& args);
 int cmdPkgClean(const Args& args);
 int cmdApp(const std::string& verb, const Args& args);
 int cmdInfo(const std::string& verb, const Args& args);
+int cmdJoin(const Args& args);
+int cmdSession(const std::string& verb, const Args& args);
+int cmdCachePush(const Args& args);
+int cmdNotifyFetch(const Args& args);
+
+/* A token as the tool shows it (a few characters and its length), and
+ * records with their "sid" and "vuro_token" shortened so. */
+std::string tokenShort(const std::string& token);
+Json::Value tokensShortened(Json::Value j);
 
 /* A whole number from lo to hi; UsageError for anything else. */
 long long parseLongIn(const std::string& text, const char* what, long long lo, long long hi);

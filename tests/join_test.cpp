@@ -86,7 +86,8 @@ TEST_F(JoinTest, ConfirmedServersAreStoredAndEachHoldsItsOwnSession) {
         // server's serial alone.
         std::string serial;
         std::string token = p["access_token"].asString();
-        EXPECT_TRUE(VUROTARNPeerCheckWebapiPriviege(token, "VURO.NotificationCenter.Send", &serial));
+        EXPECT_TRUE(
+            VUROTARNPeerCheckWebapiPriviege(token, "VURO.NotificationCenter.Send", &serial));
         EXPECT_EQ(sim_.sn(i), serial);
         tokens.insert(token);
     }
@@ -120,7 +121,8 @@ TEST_F(JoinTest, SecondJoinKeepsPlaceAndLinksAndTakesTheNewWay) {
     std::string id = sqlValue("SELECT id FROM peer WHERE sn='" + sim_.sn(0) + "'");
     sql("INSERT INTO ou(id, name, parent_id) VALUES (5,'Branch',0);"
         "UPDATE peer SET parent_id=5, linked_gpo='{\"order\":[{\"gpo_id\":3,\"override\":0}]}',"
-        " sid='stale', https_port=1, status=2 WHERE id=" + id);
+        " sid='stale', https_port=1, status=2 WHERE id=" +
+        id);
 
     // Reached by another name now; jsServer without a host.
     list = fleet();

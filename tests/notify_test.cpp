@@ -40,8 +40,8 @@ std::set<pid_t> childrenNow() {
 }
 
 struct Reaped {
-    int count = 0;   // children reaped
-    int exited0 = 0; // of them, those that exited with 0
+    int count = 0;    // children reaped
+    int exited0 = 0;  // of them, those that exited with 0
 };
 
 /* Reaps up to n children other than `keep` within ms, fewer when there are
@@ -106,8 +106,7 @@ protected:
         return n;
     }
     void usersWrite() {
-        writeFile(sys("/etc/passwd"),
-                  "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
+        writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
         writeFile(sys("/etc/group"), "users:x:100:\nadministrators:x:101:\n");
     }
     PeerSim sim_;
@@ -162,8 +161,8 @@ TEST_F(NotifyTest, CachePushMarksPeersAroundTheCallAndKeepsAnswersWithSuccess) {
     EXPECT_EQ(sim_.sn(0), jData[1]["data"]["sn"].asString());
     EXPECT_TRUE(logHas("Resp of(VURO.Core.TARN.Cache:1:push) from peer=" +
                        std::to_string(noSuccess) + " contains no \"success\" key."));
-    EXPECT_TRUE(logHas("Fail to send (VURO.Core.TARN.Cache:1:push) to peer=" +
-                       std::to_string(gone)));
+    EXPECT_TRUE(
+        logHas("Fail to send (VURO.Core.TARN.Cache:1:push) to peer=" + std::to_string(gone)));
     EXPECT_EQ("9|9", statusOf(ok));
     EXPECT_EQ("9|9", statusOf(noSuccess));
     EXPECT_EQ("9|9", statusOf(refusing));

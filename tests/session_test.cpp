@@ -155,7 +155,8 @@ TEST_F(SessionTest, CheckAdmitsManagedServersByTheirApiList) {
         "{\"id\":\"NUMS\",\"extra\":\"{\\\"VURO.TARN\\\":\\\"SN-9\\\"}\","
         "\"webapi\":\"[1,2.5,\\\"VURO.X\\\"]\"}\n"
         "{\"id\":\"BROKEN\",\"extra\":\"{\\\"VURO.TARN\\\":\\\"SN-B\\\"}\",\"webapi\":\"[oops\"}\n"
-        "{\"id\":\"OBJ\",\"extra\":\"{\\\"VURO.TARN\\\":\\\"SN-O\\\"}\",\"webapi\":\"{\\\"a\\\":1}\"}\n"
+        "{\"id\":\"OBJ\",\"extra\":\"{\\\"VURO.TARN\\\":\\\"SN-O\\\"}\",\"webapi\":\"{\\\"a\\\":1}"
+        "\"}\n"
         "\"NOJSON\" is not a session line\n");
     std::string serial;
 
@@ -192,8 +193,7 @@ TEST_F(SessionTest, CheckAdmitsManagedServersByTheirApiList) {
     // its id: none of them is a token.
     for (const char* lookalike : {"VURO.TARN", "extra", "id", "app", "webapi", "SN-M"}) {
         serial = "none";
-        EXPECT_FALSE(VUROTARNPeerCheckWebapiPriviege(lookalike, "VURO.TARN", &serial))
-            << lookalike;
+        EXPECT_FALSE(VUROTARNPeerCheckWebapiPriviege(lookalike, "VURO.TARN", &serial)) << lookalike;
         EXPECT_EQ("none", serial) << lookalike;
     }
     EXPECT_FALSE(logHas("Failed [")) << "an unknown id is no fault: " << logDump();

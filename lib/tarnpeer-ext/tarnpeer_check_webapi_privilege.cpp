@@ -29,8 +29,8 @@ bool GetWebAPIBySID(const std::string& strSID, Json::Value& jsWebAPI, std::strin
         errno = savedErrno;
         // Only a refused read is worth a trace: an unknown id is no fault.
         if (errno == EACCES) {
-            VUROTARN_TRACE_COND(
-                0 < QLIBCFileGetLine(cgi.szSessFile, strKey.c_str(), szLine, 4095, 0));
+            VUROTARN_TRACE_COND(0 <
+                                QLIBCFileGetLine(cgi.szSessFile, strKey.c_str(), szLine, 4095, 0));
         }
         return false;
     }

@@ -46,8 +46,9 @@ bool VUROTARNPeerUpdateCache(const VURO_TARN_PEER_LIST peerList, Json::Value& jD
         if (jResp.isObject() && jResp.isMember("success")) {
             jData.append(jResp);
         } else {
-            VUROTARN_LOG("Resp of(VURO.Core.TARN.Cache:1:push) from peer=%ld contains no \"success\" key.",
-                         pPeer->id);
+            VUROTARN_LOG(
+                "Resp of(VURO.Core.TARN.Cache:1:push) from peer=%ld contains no \"success\" key.",
+                pPeer->id);
         }
     }
     return true;

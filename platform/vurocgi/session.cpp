@@ -66,7 +66,8 @@ class StoreLock {
 public:
     StoreLock() {
         std::string parent = VUROSysPathStr("/var/run");
-        if (parent.empty() || VUROFSMkdirP(parent.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755) != 0) {
+        if (parent.empty() ||
+            VUROFSMkdirP(parent.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755) != 0) {
             return;
         }
         std::string dir = VUROSysPathStr(VUROCGI_SESSION_DIR);
@@ -197,8 +198,7 @@ BOOL VuroCgiSetOption(VuroCgi* pCgi, CGI_OPTION opt, ...) {
     return ok;
 }
 
-int VuroCgiLoginNoAuth(VuroCgi* pCgi, char* szToken, int cbToken,
-                       const CGI_LOGIN_PARAMS* pParams) {
+int VuroCgiLoginNoAuth(VuroCgi* pCgi, char* szToken, int cbToken, const CGI_LOGIN_PARAMS* pParams) {
     std::string id;
     if (pCgi == NULL || szToken == NULL || !sessionIdMake(&id)) return LOGIN_FAILED;
     if ((int)id.size() + 1 > cbToken) {

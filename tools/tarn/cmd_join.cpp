@@ -109,8 +109,8 @@ int sessionRun(const std::string& verb, const Args& args) {
     if (verb == "check") {
         if (args.positional.size() != 2) throw UsageError{"session check takes SID API"};
         std::string serial;
-        bool allowed = VUROTARNPeerCheckWebapiPriviege(args.positional[0], args.positional[1],
-                                                       &serial);
+        bool allowed =
+            VUROTARNPeerCheckWebapiPriviege(args.positional[0], args.positional[1], &serial);
         jOut["allowed"] = allowed;
         jOut["api"] = args.positional[1];
         jOut["serial"] = serial.empty() ? Json::Value() : Json::Value(serial);
@@ -125,7 +125,8 @@ int sessionRun(const std::string& verb, const Args& args) {
     if (verb == "create") {
         std::string token;
         if (!VUROTARNPeerCreateSessionBySn(serial, token)) {
-            fail("cannot create a session for " + serial + " (the session store cannot be written)");
+            fail("cannot create a session for " + serial +
+                 " (the session store cannot be written)");
         }
         jOut["token"] = tokenShort(token);
     } else if (verb == "delete") {
@@ -143,7 +144,8 @@ std::vector<long> idListParse(const std::string& text) {
     std::vector<long> ids;
     std::stringstream ss(text);
     std::string item;
-    while (std::getline(ss, item, ',')) ids.push_back((long)parseLongIn(item, "--ids", 0, LONG_MAX));
+    while (std::getline(ss, item, ','))
+        ids.push_back((long)parseLongIn(item, "--ids", 0, LONG_MAX));
     if (ids.empty()) throw UsageError{"--ids needs at least one id"};
     return ids;
 }

@@ -20,12 +20,7 @@ protected:
         writeFile(sys("/etc/vuro/custom_serial"), "CUSTOM-77\n");
     }
     void simStart(int peers) {
-        // A server that never answers must not hold a test for a minute.
-        std::string conf = sys("/etc/vuro/credential.conf");
-        std::string text = readFile(conf);
-        size_t at = text.find("timeout_cap_ms=");
-        if (at != std::string::npos) text.erase(at, text.find('\n', at) - at + 1);
-        writeFile(conf, text + "timeout_cap_ms=1000\n");
+        remoteTimeoutCap(1000);
         PeerSimOptions o;
         o.root = root_;
         o.peers = peers;

@@ -2,16 +2,12 @@
  * servers: the status written around each push, the answers kept, and the
  * notice's children (one per peer, reaped here with a deadline), what they
  * send and log, who is told under an OU, and a fork that fails. */
-#include <dirent.h>
-#include <errno.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 #include "peer_sim.h"
@@ -21,62 +17,10 @@
 
 using namespace tarntest;
 
-namespace {
-
-/* Children of this process that exist now, exited ones not yet reaped
- * included. */
-std::set<pid_t> childrenNow() {
-    std::set<pid_t> out;
-    DIR* d = opendir("/proc/self/task");
-    if (d == nullptr) return out;
-    while (struct dirent* e = readdir(d)) {
-        if (e->d_name[0] == '.') continue;
-        std::ifstream in(std::string("/proc/self/task/") + e->d_name + "/children");
-        pid_t pid;
-        while (in >> pid) out.insert(pid);
-    }
-    closedir(d);
-    return out;
-}
-
-struct Reaped {
-    int count = 0;    // children reaped
-    int exited0 = 0;  // of them, those that exited with 0
-};
-
-/* Reaps up to n children other than `keep` within ms, fewer when there are
- * no more; what ran over is killed. */
-Reaped reapChildren(int n, int ms, pid_t keep) {
-    Reaped r;
-    for (int waited = 0; r.count < n && waited <= ms; waited += 5) {
-        int status = 0;
-        pid_t got = 0;
-        while (r.count < n && (got = waitpid(-1, &status, WNOHANG)) > 0) {
-            if (got == keep) continue;
-            r.count++;
-            r.exited0 += WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        }
-        if (got < 0 && errno == ECHILD) break;
-        if (r.count < n) usleep(5000);
-    }
-    for (pid_t pid : childrenNow()) {
-        if (pid == keep) continue;
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
-    return r;
-}
-
-}  // namespace
-
 class NotifyTest : public TarnTest {
 protected:
     void simStart(int peers) {
-        std::string conf = sys("/etc/vuro/credential.conf");
-        std::string text = readFile(conf);
-        size_t at = text.find("timeout_cap_ms=");
-        if (at != std::string::npos) text.erase(at, text.find('\n', at) - at + 1);
-        writeFile(conf, text + "timeout_cap_ms=1000\n");
+        remoteTimeoutCap(1000);
         PeerSimOptions o;
         o.root = root_;
         o.peers = peers;

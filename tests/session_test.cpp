@@ -2,7 +2,6 @@
  * check of an incoming session: the lines the store holds, removal by
  * serial, writers racing, each shape of an API list, lookalike ids, and a
  * reader that cannot raise its privileges. */
-#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -17,25 +16,6 @@
 #include "vurotarn.h"
 
 using namespace tarntest;
-
-namespace {
-
-/* Waits for pid at most ms; its exit status, or -1 (killed) when it ran
- * over or did not exit normally. */
-int reapWithin(pid_t pid, int ms) {
-    for (int waited = 0; waited < ms; waited += 10) {
-        int status = 0;
-        pid_t got = waitpid(pid, &status, WNOHANG);
-        if (got == pid) return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        if (got < 0) return -1;
-        usleep(10000);
-    }
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-    return -1;
-}
-
-}  // namespace
 
 class SessionTest : public TarnTest {
 protected:

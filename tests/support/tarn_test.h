@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,19 @@ inline std::vector<std::string> items(PQLIBSZLIST l) {
                         : std::vector<std::string>();
 }
 
+/* Children, reaped with a deadline. reapWithin: pid's exit status, or -1
+ * when it ran over (then killed) or did not exit normally. reapChildren:
+ * up to n children other than keep, fewer when there are no more; those
+ * still there after ms are killed. childrenNow: the children that exist,
+ * exited ones not yet reaped included. */
+int reapWithin(pid_t pid, int ms);
+struct Reaped {
+    int count = 0;    // children reaped
+    int exited0 = 0;  // of them, those that exited with 0
+};
+Reaped reapChildren(int n, int ms, pid_t keep);
+std::set<pid_t> childrenNow();
+
 /* One row of a query: column name -> text ("" for NULL). */
 using Row = std::map<std::string, std::string>;
 
@@ -101,6 +115,9 @@ protected:
     /* Runs the tarn tool on this root; its exit status, and its stdout
      * parsed as JSON into *pOut ("<not json>" when it is not). */
     int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr);
+    /* Caps every remote call's time-out (credential.conf), so that a
+     * server that never answers holds a test for ms, not a minute. */
+    void remoteTimeoutCap(int ms);
     /* Installs an executable shell plug-in at the plug-in path "mod/hook". */
     void pluginInstall(const std::string& name, const std::string& body);
 

@@ -26,6 +26,7 @@
 #include "vurotarnpeer_webapi.h"
 #include "vurotarnpeer_scout.h"
 #include "vurotarnpeer_updateserver.h"
+#include "vurotarnpeer_join.h"
 #include "vurotarnpkg.h"
 
 #endif

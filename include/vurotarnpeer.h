@@ -99,6 +99,12 @@ VUROTARN_API std::string VUROTARNPeerGetParentName(VURO_TARN_PEER* pPeer);
 VUROTARN_API std::string VUROTARNPeerGetObjID(VURO_TARN_PEER* pPeer);
 VUROTARN_API std::string VUROTARNPeerGetParentObjID(VURO_TARN_PEER* pPeer);
 
+/* The cache push: each peer of the list at status 2 or 16 is set to 9 in
+ * both status fields and asked to push its cache; one it cannot reach ends
+ * at 10. jData becomes the array of the answers that hold "success", in
+ * list order. False for a NULL list (jData untouched), true otherwise. */
+VUROTARN_API bool VUROTARNPeerUpdateCache(const VURO_TARN_PEER_LIST peerList, Json::Value& jData);
+
 #include "vurotarnpeergetter.h"
 #include "vurotarnpeersetter.h"
 

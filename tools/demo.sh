@@ -343,3 +343,54 @@ tarn update-server "[$own_id,$first_conn]" >/dev/null
 echo "ids [$own_id,$first_conn]: remote calls $(ctl record --kind call | grep -o '"kind":"call"' | wc -l) (to peer $first_conn only)"
 echo "kept locally: $(cat "$ROOT/var/vuro/tarn/managed.json")"
 sim_stop
+
+# ---- Joining servers: sessions, the incoming check, cache push, fetch notice ----
+step "Six new servers join; #5 refuses the join"
+sim_start --peers 6 --sn-prefix JOIN
+ctl mode 5 fail_code=105 >/dev/null
+# -v: the library's own words for the server it passed over.
+tarn -v join "$ROOT/fleet.json" --server-host 192.0.2.10 2>"$ROOT/join.err" |
+    grep -E '"(sn|hostname|status|https_port|sid)" :|"JOIN' || true
+grep -o 'create server fail.*' "$ROOT/join.err" | sed 's/^/  why: /'
+
+step "Place them in the tree: three in Sales EU, two in Engineering"
+joined=$(tarn peer list --sort-by id | sed -n 's/^ *"sn" : "\(JOIN[^"]*\)",\{0,1\}$/\1/p')
+n=0
+for sn in $joined; do
+    id=$(tarn peer get-by-sn "$sn" | id_of)
+    parent=$sales
+    [ $n -ge 3 ] && parent=$eng
+    tarn peer set "$id" --parent "$parent" >/dev/null
+    echo "  $sn (peer $id) -> OU $parent"
+    n=$((n + 1))
+done
+
+step "The session the first server got at its join, checked both ways"
+# The token comes from the simulator's record; only its length is shown.
+token=$(ctl record --kind call | sed 's/},{/}\n{/g' | grep '"end_join"' | grep '"server":0' |
+    sed -n 's/.*"access_token":"\([^"]*\)".*/\1/p' | head -n 1)
+echo "token of server #0: ${token:0:4}...(${#token} chars)"
+check() { echo "\$ tarn session check <token> $1" >&2; "$TARN" --root "$ROOT" session check "$token" "$1"; }
+check VURO.NotificationCenter.Send
+check VURO.Core.Share
+tarn session delete "$(echo $joined | cut -d' ' -f1)"
+check VURO.NotificationCenter.Send
+
+step "Ready again: push the cache of Sales EU (each peer is at 9, updating, afterwards)"
+for sn in $joined; do
+    tarn peer set "$(tarn peer get-by-sn "$sn" | id_of)" --status 2 --status-by-server 2 >/dev/null
+done
+tarn cache-push --ou "$sales" | grep -E '"(success|sn|status)" :'
+
+step "Ask everything under Headquarters to fetch its policy, waiting for the children"
+tarn notify-fetch --uid 0 --ou "$hq" --wait 20
+echo "the simulator's record of fetches:"
+ctl fetches
+ctl record --kind call | sed 's/},{/}\n{/g' | grep '"fetch"' |
+    sed -n 's/.*"params":\({[^}]*}\).*"sn":"\([^"]*\)".*/  \2 asked to fetch with \1/p'
+
+step "The event log's join rows"
+tarn log list --word joined --field all --lang enu --human
+
+sim_stop
+echo "stopped"

@@ -218,6 +218,14 @@ VURO_EXPORT int QLIBGetSerialNumber(char* szBuf, int cbBuf);
  * it cannot be read or the buffer is too small. */
 VURO_EXPORT int QLIBGetCustomSerialNumber(char* szBuf, int cbBuf);
 
+/* ---- line search ---- */
+/* Copies the first line of szFile (under the system root) that holds szKey
+ * into szBuf, without its line end and cut at cbBuf - 1 bytes; its length,
+ * 0 when no line holds the key, -1 with errno when the file cannot be read.
+ * flag is reserved (0). */
+VURO_EXPORT int QLIBCFileGetLine(const char* szFile, const char* szKey, char* szBuf, int cbBuf,
+                                 int flag);
+
 /* ---- the loopback guard: every network stand-in asks it before sending ----
  * With VURO_NET_LOOPBACK_ONLY=1 a destination outside 127.0.0.0/8 and ::1
  * is refused: -1, errno EACCES and a "destination refused" line. 0 when

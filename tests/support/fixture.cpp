@@ -177,6 +177,14 @@ int TarnTest::tarn(std::vector<std::string> args, Json::Value* pOut) {
     return rc;
 }
 
+void TarnTest::remoteTimeoutCap(int ms) {
+    std::string conf = sys("/etc/vuro/credential.conf");
+    std::string text = readFile(conf);
+    size_t at = text.find("timeout_cap_ms=");
+    if (at != std::string::npos) text.erase(at, text.find('\n', at) - at + 1);
+    writeFile(conf, text + "timeout_cap_ms=" + std::to_string(ms) + "\n");
+}
+
 void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
     mkdir(dir.c_str(), 0755);

@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,12 @@ void logClear();
 bool logHas(const std::string& piece);
 int logCount(const std::string& piece);
 std::string logDump();
+/* The same lines as appended to a file in the test's root by this process
+ * and by every process forked from it ("<priority> text", one a line). */
+const char kLogFileName[] = "/tarn-test-syslog";
+std::string logFilePath();
+std::vector<LogLine> logFileLines();
+int logFileCount(const std::string& piece);
 
 /* The SQL step's sleep: while fast, usleep records and returns at once. */
 void sleepSetFast(bool fast);
@@ -74,6 +81,19 @@ inline std::vector<std::string> items(PQLIBSZLIST l) {
                         : std::vector<std::string>();
 }
 
+/* Children, reaped with a deadline. reapWithin: pid's exit status, or -1
+ * when it ran over (then killed) or did not exit normally. reapChildren:
+ * up to n children other than keep, fewer when there are no more; those
+ * still there after ms are killed. childrenNow: the children that exist,
+ * exited ones not yet reaped included. */
+int reapWithin(pid_t pid, int ms);
+struct Reaped {
+    int count = 0;    // children reaped
+    int exited0 = 0;  // of them, those that exited with 0
+};
+Reaped reapChildren(int n, int ms, pid_t keep);
+std::set<pid_t> childrenNow();
+
 /* One row of a query: column name -> text ("" for NULL). */
 using Row = std::map<std::string, std::string>;
 
@@ -95,6 +115,9 @@ protected:
     /* Runs the tarn tool on this root; its exit status, and its stdout
      * parsed as JSON into *pOut ("<not json>" when it is not). */
     int tarn(std::vector<std::string> args, Json::Value* pOut = nullptr);
+    /* Caps every remote call's time-out (credential.conf), so that a
+     * server that never answers holds a test for ms, not a minute. */
+    void remoteTimeoutCap(int ms);
     /* Installs an executable shell plug-in at the plug-in path "mod/hook". */
     void pluginInstall(const std::string& name, const std::string& body);
 

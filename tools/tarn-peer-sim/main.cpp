@@ -68,6 +68,8 @@ const char kUsage[] =
     "      configured=N packet_type=N serial=TEXT garbage=true|false\n"
     "  relay ID HOST PROTOCOL PORT | relay ID --remove | relay ID --answer JSON\n"
     "  reset [--keep-modes] [--keep-relay]\n"
+    "  shape SERVER no_hostname|no_success|garbled|normal   answers of a wrong shape\n"
+    "  fetches                                the fetches answered, per serial\n"
     "  stop\n";
 
 int usage() {
@@ -213,6 +215,14 @@ int ctlMain(int argc, char** argv) {
         }
         Json::Value now = ctl.scout(server, set);
         return ctlPrint(!now.isNull(), ctl, now);
+    }
+    if (verb == "shape" && argc - i == 2) {
+        std::string shape = strcmp(argv[i + 1], "normal") == 0 ? "" : argv[i + 1];
+        return ctlPrint(ctl.setShape(argv[i], shape), ctl, Json::objectValue);
+    }
+    if (verb == "fetches" && i == argc) {
+        Json::Value data = ctl.fetches();
+        return ctlPrint(!data.isNull(), ctl, data);
     }
     if (verb == "stop" && i == argc) return ctlPrint(ctl.stop(), ctl, Json::objectValue);
     return usage();

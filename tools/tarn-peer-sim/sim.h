@@ -186,6 +186,13 @@ bool scoutStart(bool scout, bool wol, std::string* pWhy);
 void scoutDescribe(Json::Value& ready);
 void scoutFleetEntry(const Server& sv, Json::Value& e);
 void scoutControlInstall(httplib::Server& control);
+/* sim_join.cpp: answers of a wrong shape set per server, and the count of
+ * fetches answered. The call handler passes each answer through it. */
+void joinControlInstall(httplib::Server& control);
+void joinAnswerShape(const Server& sv, const std::string& api, Json::Value* pAnswer);
+/* The answer's text before it is sealed, for answers that open to no JSON. */
+void joinAnswerText(const Server& sv, std::string* pText);
+void joinReset(bool modes);
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }

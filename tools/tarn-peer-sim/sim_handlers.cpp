@@ -279,7 +279,9 @@ void call(const httplib::Request& req, httplib::Response& res) {
         record.update(seq, "conn_info", kept);
     }
     if (m.noSuccess) answer.removeMember("success");
+    joinAnswerShape(sv, call.api, &answer);
     std::string text = jsonText(answer);
+    joinAnswerText(sv, &text);
     if (call.format == "sealed") {
         Json::Value sealed;
         if (!vurocred::Seal(sv.token, req.path, text, sealed)) {
@@ -421,6 +423,7 @@ void controlReset(const httplib::Request& req, httplib::Response& res) {
     if (!bodyRead(req, &body)) return controlAnswer(res, false, "body is no JSON object");
     Sim& s = sim();
     s.record.clear();
+    joinReset(body.get("modes", true).asBool());
     if (body.get("modes", true).asBool()) {
         for (auto& sv : s.servers) {
             std::lock_guard<std::mutex> lock(sv->mu);
@@ -456,6 +459,7 @@ void handlersInstall() {
     gControl.Post("/_sim/reset", controlReset);
     gControl.Post("/_sim/stop", controlStop);
     scoutControlInstall(gControl);
+    joinControlInstall(gControl);
 }
 
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed) {

@@ -165,6 +165,15 @@ int cmdDiscover(const Args& args);
 int cmdWake(const Args& args);
 int cmdConnInfo(const Args& args);
 int cmdUpdateServer(const Args& args);
+int cmdJoin(const Args& args);
+int cmdSession(const std::string& verb, const Args& args);
+int cmdCachePush(const Args& args);
+int cmdNotifyFetch(const Args& args);
+
+/* A token as the tool shows it (a few characters and its length), and
+ * records with their "sid" and "vuro_token" shortened so. */
+std::string tokenShort(const std::string& token);
+Json::Value tokensShortened(Json::Value j);
 
 /* The non-empty items of a comma list ("a,b"): an option keeps one value,
  * so a list of names or numbers comes as one text. */

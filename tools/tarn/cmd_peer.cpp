@@ -81,6 +81,8 @@ void peerBySerialRead(const std::string& sn, VURO_TARN_PEER* pPeer) {
     VUROTARNPeerItemSetSN(pPeer, sn.c_str());
 }
 
+}  // namespace
+
 /* A token as the tool shows it: enough to tell two apart, never the whole. */
 std::string tokenShort(const std::string& token) {
     if (token.empty()) return "";
@@ -99,6 +101,8 @@ Json::Value tokensShortened(Json::Value j) {
     }
     return j;
 }
+
+namespace {
 
 /* The ways a stored peer offers, for -v. */
 std::string peerWaysText(const VURO_TARN_PEER& peer) {

@@ -89,6 +89,12 @@ const char* kUsage =
     "  conninfo [--assign JSON]               this server's connection info as JSON;\n"
     "                                          JSON: {\"host\":[...]|\"H\",\"http_port\":N,...}\n"
     "  update-server IDS [--assign JSON]      send it to peers; IDS: an id or [ids]\n"
+    "  join FLEET.json --server-host HOST    finish the join of each server of the file;\n"
+    "                                          the stored records and the serials left out\n"
+    "  session create|delete SERIAL | list | check SID API   sessions of managed servers\n"
+    "  cache-push --all | --ou ID | --ids 1,2  ask ready peers to push their cache\n"
+    "  notify-fetch --uid N --peer ID | --ou ID [--wait SECONDS]   ask peers to fetch\n"
+    "                                          their policy; --wait: reap the children\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -185,6 +191,13 @@ const CommandDecl kCommands[] = {
     {"conninfo", "assign", "", 0, "", NO_VERB(cmdConnInfo)},
     // Sending writes a peer's row only through the relay refresh.
     {"update-server", "assign", "", 1, "peer", NO_VERB(cmdUpdateServer)},
+    {"join", "server-host", "", 1, "peer", NO_VERB(cmdJoin)},
+    {"session create", "", "", 1, "", cmdSession},
+    {"session delete", "", "", 1, "", cmdSession},
+    {"session list", "", "", 0, "", cmdSession},
+    {"session check", "", "", 2, "", cmdSession},
+    {"cache-push", "ou ids", "all", 0, "peer", NO_VERB(cmdCachePush)},
+    {"notify-fetch", "uid peer ou wait", "", 0, "", NO_VERB(cmdNotifyFetch)},
 };
 
 const CommandDecl* commandFind(const std::string& name) {

@@ -22,7 +22,7 @@ protected:
     /* Runs the case in the namespace; skips with the reason where the
      * sandbox refuses one. Returns false when the case failed. */
     void inNetns(const std::function<bool()>& work) {
-        int rc = runInFreshNetns([&]() { return work() ? 0 : 1; }, 30);
+        int rc = runInFreshNetns([&]() { return work() ? 0 : 1; }, 30000);
         if (rc == kNetnsRefused) GTEST_SKIP() << "the sandbox refuses a network namespace";
         EXPECT_EQ(0, rc) << "the case failed in the child (its lines are on stderr)";
     }

@@ -226,7 +226,7 @@ TEST_F(SysrootTest, KeyValueWritersInManyProcessesLoseNoKey) {
         }
         pids.push_back(pid);
     }
-    for (pid_t pid : pids) EXPECT_EQ(0, tarntest::reapWithin(pid, 60));
+    for (pid_t pid : pids) EXPECT_EQ(0, tarntest::reapWithin(pid, 60000));
     char buf[16];
     for (int w = 0; w < kWriters; w++) {
         std::string key = "writer" + std::to_string(w);

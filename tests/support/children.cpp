@@ -1,9 +1,16 @@
 /* children.cpp - reaping the processes a test causes, always with a
  * deadline: one known child, or children forked inside the library whose
- * pids the test never learns. */
+ * pids the test never learns; and work run in a child, also inside a fresh
+ * network namespace, where whatever it sends cannot leave the machine even
+ * with the loopback guard broken. */
 #include <dirent.h>
 #include <errno.h>
+#include <net/if.h>
+#include <sched.h>
 #include <signal.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,6 +67,41 @@ Reaped reapChildren(int n, int ms, pid_t keep) {
         waitpid(pid, nullptr, 0);
     }
     return r;
+}
+
+namespace {
+
+bool loopbackUp() {
+    int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return false;
+    struct ifreq ifr;
+    memset(&ifr, 0, sizeof(ifr));
+    strncpy(ifr.ifr_name, "lo", IFNAMSIZ - 1);
+    bool ok = ioctl(fd, SIOCGIFFLAGS, &ifr) == 0;
+    if (ok) {
+        ifr.ifr_flags |= IFF_UP | IFF_RUNNING;
+        ok = ioctl(fd, SIOCSIFFLAGS, &ifr) == 0;
+    }
+    close(fd);
+    return ok;
+}
+
+}  // namespace
+
+int runInChild(const std::function<int()>& work, int ms) {
+    pid_t pid = fork();
+    if (pid < 0) return -1;
+    if (pid == 0) _exit(work() & 0xFF);
+    return reapWithin(pid, ms);
+}
+
+int runInFreshNetns(const std::function<int()>& work, int ms) {
+    return runInChild(
+        [&]() {
+            if (unshare(CLONE_NEWNET) != 0 || !loopbackUp()) return kNetnsRefused;
+            return work();
+        },
+        ms);
 }
 
 }  // namespace tarntest

@@ -129,17 +129,14 @@ protected:
  * what it told. */
 pid_t childThatHolds(const std::function<bool()>& work, bool* pOk);
 
-/* Waits for pid to end, killing it once seconds have passed: its exit
- * status, or -1 when it died of a signal or was killed at the deadline. */
-int reapWithin(pid_t pid, int seconds);
-/* Runs work in a forked child, reaped within seconds: work's return value
- * as the child's exit status, -1 as reapWithin gives it. */
-int runInChild(const std::function<int()>& work, int seconds);
+/* Runs work in a forked child, reaped within ms: work's return value as
+ * the child's exit status, -1 as reapWithin gives it. */
+int runInChild(const std::function<int()>& work, int ms);
 /* The same in a fresh network namespace with only lo up, so that nothing
  * the work sends can leave the machine; kNetnsRefused when the sandbox
  * refuses the namespace. */
 const int kNetnsRefused = 77;
-int runInFreshNetns(const std::function<int()>& work, int seconds);
+int runInFreshNetns(const std::function<int()>& work, int ms);
 
 }  // namespace tarntest
 

@@ -317,7 +317,7 @@ tarn conninfo
 
 step "Three simulated servers, imported; each answers after 200 ms"
 rm -f "$ROOT/fleet.json"
-sim_start --peers 3
+sim_start --peers 3 --sn-prefix PUB
 ctl mode all delay_ms=200 >/dev/null
 conn_ou=$(tarn ou create --name "Published to" --parent "$hq" | id_of)
 tarn peer import "$ROOT/fleet.json" --parent "$conn_ou" >/dev/null

@@ -9,7 +9,6 @@
 
 #define VUROCGI_SESSION_DIR "/var/run/vurocgi"
 #define VUROCGI_SESSION_FILE VUROCGI_SESSION_DIR "/sessions"
-#define VUROCGI_SESSION_LOCK VUROCGI_SESSION_DIR "/sessions.lock"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,7 +1,7 @@
 /* session.cpp - the session store: one JSON object a line in a root-only
- * file. Writers take an flock on a lock file beside it and replace the file
- * through a temp file and rename, so a reader that takes no lock always
- * sees a whole file and two writers at once lose nothing. */
+ * file. Writers go through the core's locked file update, so a reader that
+ * takes no lock always sees a whole file and two writers at once lose
+ * nothing. */
 #include "vurocgi.h"
 
 #include <errno.h>
@@ -9,7 +9,6 @@
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -60,76 +59,26 @@ bool sessionIdMake(std::string* pId) {
     return true;
 }
 
-/* Holds the writers' lock for as long as it lives; the directory is made
- * root-only on the way. */
-class StoreLock {
-public:
-    StoreLock() {
-        std::string parent = VUROSysPathStr("/var/run");
-        if (parent.empty() ||
-            VUROFSMkdirP(parent.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755) != 0) {
-            return;
-        }
-        std::string dir = VUROSysPathStr(VUROCGI_SESSION_DIR);
-        if (dir.empty()) return;
-        if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) return;
-        std::string lock = VUROSysPathStr(VUROCGI_SESSION_LOCK, VURO_SYSPATH_NOFOLLOW);
-        if (lock.empty()) return;
-        fd_ = open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (fd_ >= 0 && flock(fd_, LOCK_EX) != 0) {
-            close(fd_);
-            fd_ = -1;
-        }
-    }
-    ~StoreLock() {
-        if (fd_ >= 0) close(fd_);  // closing drops the flock
-    }
-    bool held() const { return fd_ >= 0; }
-
-private:
-    int fd_ = -1;
-};
-
-/* Rewrites the store under the lock: edit gets the current text (empty when
- * there is no file yet) and gives the new one. */
+/* Rewrites the store under the writers' lock: edit gets the current text
+ * (empty when there is no file yet) and gives the new one. The directory
+ * is made root-only on the way. */
 bool storeRewrite(const std::function<bool(const std::string&, std::string*)>& edit) {
-    StoreLock lock;
-    if (!lock.held()) return false;
+    std::string parent = VUROSysPathStr("/var/run");
+    if (parent.empty() ||
+        VUROFSMkdirP(parent.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0755) != 0) {
+        return false;
+    }
+    std::string dir = VUROSysPathStr(VUROCGI_SESSION_DIR);
+    if (dir.empty()) return false;
+    if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) return false;
     std::string path = VUROSysPathStr(VUROCGI_SESSION_FILE, VURO_SYSPATH_NOFOLLOW);
     if (path.empty()) return false;
-    std::string current;
-    int fdIn = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-    if (fdIn >= 0) {
-        char buf[65536];
-        ssize_t n;
-        while ((n = read(fdIn, buf, sizeof(buf))) > 0) current.append(buf, (size_t)n);
-        close(fdIn);
-        if (n < 0) return false;
-    } else if (errno != ENOENT) {
-        return false;
-    }
-    std::string next;
-    if (!edit(current, &next)) return false;
-    std::string tmp = path + ".XXXXXX";
-    int fd = mkostemp(&tmp[0], O_CLOEXEC);
-    if (fd < 0) return false;
-    bool ok = fchmod(fd, 0600) == 0;
-    size_t off = 0;
-    while (ok && off < next.size()) {
-        ssize_t n = write(fd, next.data() + off, next.size() - off);
-        if (n < 0 && errno == EINTR) continue;
-        ok = n > 0;
-        if (ok) off += (size_t)n;
-    }
-    int saved = errno;
-    if (close(fd) != 0) ok = false;
-    if (!ok || rename(tmp.c_str(), path.c_str()) != 0) {
-        saved = errno;
-        unlink(tmp.c_str());
-        errno = saved;
-        return false;
-    }
-    return true;
+    return VUROFSFileUpdate(path, 0600, [&](std::string& text, bool) {
+               std::string next;
+               if (!edit(text, &next)) return false;
+               text.swap(next);
+               return true;
+           }) == 0;
 }
 
 const char* indexField(CGI_INDEX index) {

@@ -9,7 +9,7 @@
 namespace vurocore {
 
 /* Appends the whole file to *text and fills *st; false with errno set
- * when it cannot be opened or read. */
+ * when it cannot be opened or read, or is a link (paths come joined). */
 bool fileReadWhole(const std::string& path, std::string* text, struct stat* st);
 
 }  // namespace vurocore

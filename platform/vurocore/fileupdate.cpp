@@ -82,7 +82,7 @@ int replaceFile(const std::string& path, const std::string& text, const struct s
 namespace vurocore {
 
 bool fileReadWhole(const std::string& path, std::string* text, struct stat* st) {
-    FdHolder fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    FdHolder fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (fd.fd < 0) return false;
     if (fstat(fd.fd, st) != 0) return false;
     char buf[8192];

@@ -14,12 +14,6 @@ namespace {
 
 const char* const kTable = "/var/packages/TARN/target/ui/json/GPO-js-config.json";
 
-Json::Value parse(const std::string& text) {
-    Json::Value v;
-    EXPECT_TRUE(vurojson::fromString(v, text)) << text;
-    return v;
-}
-
 }  // namespace
 
 class VersionTest : public TarnTest {

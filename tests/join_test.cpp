@@ -150,8 +150,8 @@ TEST_F(JoinTest, FailuresSayWhyAndKeepWhatWasDone) {
     Json::Value m;
     m["fail_code"] = 117;
     ASSERT_TRUE(sim_.setMode(0, m));
-    ASSERT_TRUE(sim_.setShape("1", "no_hostname"));
-    ASSERT_TRUE(sim_.setShape("2", "garbled"));
+    ASSERT_TRUE(sim_.setMode(1, parse(R"({"no_hostname":true})")));
+    ASSERT_TRUE(sim_.setMode(2, parse(R"({"garbled":true})")));
     m = Json::Value();
     m["close_after_discovery"] = true;
     ASSERT_TRUE(sim_.setMode(3, m));
@@ -241,7 +241,7 @@ TEST_F(JoinTest, NoSessionNoCallAndNoBorrowedToken) {
 
 TEST_F(JoinTest, CliJoinsChecksPushesAndNotifies) {
     simStart(3);
-    ASSERT_TRUE(sim_.setShape("2", "no_hostname"));
+    ASSERT_TRUE(sim_.setMode(2, parse(R"({"no_hostname":true})")));
     std::string fleetFile = root_ + "/fleet.json";
 
     // Bad lines are refused with the usage before anything happens.

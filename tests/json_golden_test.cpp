@@ -18,16 +18,12 @@
 #include "tarn_test.h"
 #include "vurotarn.h"
 
+using tarntest::parse;
+
 namespace {
 
 const char* const kOdd = "q\"uo'te\\ é€😀";
 const char* const kDoc = "{\"k\":\"v\\\"\",\"n\":[1,-2,3.5],\"u\":\"ü\"}";
-
-Json::Value parse(const char* szText) {
-    Json::Value j;
-    EXPECT_TRUE(vurojson::fromString(j, szText)) << szText;
-    return j;
-}
 
 /* The lists of wanted keys every StructToJson is asked with. */
 std::vector<std::pair<std::string, Json::Value>> additionals() {

@@ -63,7 +63,7 @@ TEST_F(NotifyTest, CachePushMarksPeersAroundTheCallAndKeepsAnswersWithSuccess) {
     long refusing = peerOf(2, 2);
     long gone = peerOf(3, 2);
     long idle = peerOf(0, 1, 0, "-idle");
-    ASSERT_TRUE(sim_.setShape("1", "no_success"));
+    ASSERT_TRUE(sim_.setMode(1, parse(R"({"no_success":true})")));
     Json::Value m;
     m["fail_code"] = 105;
     ASSERT_TRUE(sim_.setMode(2, m));

@@ -21,12 +21,6 @@ namespace {
 
 const char kInfoConf[] = "/etc/vuroinfo.conf";
 
-Json::Value parse(const std::string& text) {
-    Json::Value v;
-    EXPECT_TRUE(vurojson::fromString(v, text)) << text;
-    return v;
-}
-
 std::vector<std::string> hostsOf(const Json::Value& conn) {
     std::vector<std::string> out;
     for (const Json::Value& e : conn) out.push_back(e["host"].asString());

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "tarn_test.h"
+#include "vurojson.h"
 #include "vurotarn_sqlite.h"
 #include "vurotarnlog.h"
 
@@ -189,6 +190,12 @@ void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
     mkdir(dir.c_str(), 0755);
     writeFile(sys("/var/packages/TARN/target/plugin/") + name, "#!/bin/sh\n" + body, 0755);
+}
+
+Json::Value parse(const std::string& text) {
+    Json::Value v;
+    EXPECT_TRUE(vurojson::fromString(v, text)) << text;
+    return v;
 }
 
 pid_t childThatHolds(const std::function<bool()>& work, bool* pOk) {

@@ -232,13 +232,6 @@ bool PeerSimControl::reset(bool modes, bool relay) {
     return post("/_sim/reset", body);
 }
 
-bool PeerSimControl::setShape(const std::string& server, const std::string& shape) {
-    Json::Value body;
-    body["server"] = server;
-    body["shape"] = shape;
-    return post("/_sim/shape", body);
-}
-
 Json::Value PeerSimControl::fetches() {
     Json::Value data;
     return post("/_sim/fetches", Json::objectValue, &data) ? data : Json::Value();

@@ -60,10 +60,6 @@ public:
      * ({state: "sleeping"|"booting"|"ready", interfaces, configured,
      * packet_type, serial, garbage}) and gives {index: state with "macs"}. */
     Json::Value scout(const std::string& server, const Json::Value& set = Json::objectValue);
-    /* Answers of a wrong shape from a server (index, serial or "all"):
-     * "no_hostname" (end_join without data.hostname), "no_success" (no
-     * "success" member), "" back to normal. */
-    bool setShape(const std::string& server, const std::string& shape);
     /* Fetches answered with success since the last reset:
      * {"count": N, "servers": {"<serial>": n}}; null when unreachable. */
     Json::Value fetches();

@@ -94,6 +94,10 @@ struct Reaped {
 Reaped reapChildren(int n, int ms, pid_t keep);
 std::set<pid_t> childrenNow();
 
+/* The JSON of a text written in a test; a failed expectation when it is
+ * no JSON. */
+Json::Value parse(const std::string& text);
+
 /* One row of a query: column name -> text ("" for NULL). */
 using Row = std::map<std::string, std::string>;
 

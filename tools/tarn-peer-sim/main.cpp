@@ -62,13 +62,13 @@ const char kUsage[] =
     "  record [--server I] [--kind K] [--since SEQ]   the record as JSON\n"
     "  mode SERVER [--clear] [KEY=VALUE]...   SERVER: index, serial or \"all\";\n"
     "      keys refuse_https refuse_http foreign_cert fail_discovery\n"
-    "      close_after_discovery hang not_json tamper no_success (true|false), delay_ms N,\n"
+    "      close_after_discovery hang not_json tamper no_success no_hostname garbled\n"
+    "      (true|false), delay_ms N,\n"
     "      fail_code N, drop_api form_api (JSON arrays of API names)\n"
     "  scout SERVER [KEY=VALUE]...   state=sleeping|booting|ready interfaces=N\n"
     "      configured=N packet_type=N serial=TEXT garbage=true|false\n"
     "  relay ID HOST PROTOCOL PORT | relay ID --remove | relay ID --answer JSON\n"
     "  reset [--keep-modes] [--keep-relay]\n"
-    "  shape SERVER no_hostname|no_success|garbled|normal   answers of a wrong shape\n"
     "  fetches                                the fetches answered, per serial\n"
     "  stop\n";
 
@@ -215,10 +215,6 @@ int ctlMain(int argc, char** argv) {
         }
         Json::Value now = ctl.scout(server, set);
         return ctlPrint(!now.isNull(), ctl, now);
-    }
-    if (verb == "shape" && argc - i == 2) {
-        std::string shape = strcmp(argv[i + 1], "normal") == 0 ? "" : argv[i + 1];
-        return ctlPrint(ctl.setShape(argv[i], shape), ctl, Json::objectValue);
     }
     if (verb == "fetches" && i == argc) {
         Json::Value data = ctl.fetches();

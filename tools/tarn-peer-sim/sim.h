@@ -37,7 +37,9 @@ struct Modes {
     bool hang = false;                 // calls are never answered
     bool notJson = false;
     bool tamper = false;  // one byte of a sealed answer changed
-    bool noSuccess = false;  // a JSON answer without its success member
+    bool noSuccess = false;   // a JSON answer without its success member
+    bool noHostname = false;  // end_join confirmed without data.hostname
+    bool garbled = false;     // a text that is no JSON, sealed when the call was
     long long delayMs = 0;
     int failCode = 0;  // answer success false with this code
     std::set<std::string> dropApi;
@@ -186,13 +188,11 @@ bool scoutStart(bool scout, bool wol, std::string* pWhy);
 void scoutDescribe(Json::Value& ready);
 void scoutFleetEntry(const Server& sv, Json::Value& e);
 void scoutControlInstall(httplib::Server& control);
-/* sim_join.cpp: answers of a wrong shape set per server, and the count of
- * fetches answered. The call handler passes each answer through it. */
+/* sim_join.cpp: the count of fetches answered, cheap to poll while a
+ * notice fans out. The call handler passes each answer through it. */
 void joinControlInstall(httplib::Server& control);
-void joinAnswerShape(const Server& sv, const std::string& api, Json::Value* pAnswer);
-/* The answer's text before it is sealed, for answers that open to no JSON. */
-void joinAnswerText(const Server& sv, std::string* pText);
-void joinReset(bool modes);
+void joinFetchCount(const Server& sv, const std::string& api, const Json::Value& answer);
+void joinReset();
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }

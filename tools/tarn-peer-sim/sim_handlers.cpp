@@ -279,9 +279,9 @@ void call(const httplib::Request& req, httplib::Response& res) {
         record.update(seq, "conn_info", kept);
     }
     if (m.noSuccess) answer.removeMember("success");
-    joinAnswerShape(sv, call.api, &answer);
-    std::string text = jsonText(answer);
-    joinAnswerText(sv, &text);
+    if (m.noHostname && call.api == "VURO.Core.TARN") answer["data"].removeMember("hostname");
+    joinFetchCount(sv, call.api, answer);
+    std::string text = m.garbled ? "<html>busy</html>" : jsonText(answer);
     if (call.format == "sealed") {
         Json::Value sealed;
         if (!vurocred::Seal(sv.token, req.path, text, sealed)) {
@@ -423,7 +423,7 @@ void controlReset(const httplib::Request& req, httplib::Response& res) {
     if (!bodyRead(req, &body)) return controlAnswer(res, false, "body is no JSON object");
     Sim& s = sim();
     s.record.clear();
-    joinReset(body.get("modes", true).asBool());
+    joinReset();
     if (body.get("modes", true).asBool()) {
         for (auto& sv : s.servers) {
             std::lock_guard<std::mutex> lock(sv->mu);

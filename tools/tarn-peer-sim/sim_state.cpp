@@ -55,6 +55,8 @@ Json::Value Modes::toJson() const {
     v["not_json"] = notJson;
     v["tamper"] = tamper;
     v["no_success"] = noSuccess;
+    v["no_hostname"] = noHostname;
+    v["garbled"] = garbled;
     v["delay_ms"] = (Json::Int64)delayMs;
     v["fail_code"] = failCode;
     v["drop_api"] = setJson(dropApi);
@@ -78,6 +80,8 @@ bool Modes::merge(const Json::Value& js, std::string* pWhy) {
         {"not_json", &next.notJson},
         {"tamper", &next.tamper},
         {"no_success", &next.noSuccess},
+        {"no_hostname", &next.noHostname},
+        {"garbled", &next.garbled},
     };
     for (const std::string& key : js.getMemberNames()) {
         const Json::Value& v = js[key];

@@ -40,6 +40,14 @@ enum : unsigned {
     kJsonBoolSet = 1u << 8,    // shown as true when not 0
 };
 
+/* How a field is stored: the statements are built from the table. */
+enum : unsigned {
+    kColKey = 1u << 9,        // picks the row of a keyed upsert
+    kColNoMatch = 1u << 10,   // a change of it alone is no reason to write
+    kColJoined = 1u << 11,    // read through the join, stored elsewhere
+    kColUnsigned = 1u << 12,  // written as its unsigned 64-bit value
+};
+
 template <class Rec>
 struct VurotarnField {
     const char* szColumn;  // column name in the table
@@ -48,7 +56,7 @@ struct VurotarnField {
     void (*fromColumn)(Rec& rec, const char* szValue);
     std::string (*toText)(const Rec& rec);
     const char* szJson;  // key in the JSON forms; NULL: not shown
-    unsigned jsonFlags;
+    unsigned flags;      // kJson... and kCol...
     Json::Value (*toJson)(const Rec& rec);
     void (*fromJson)(Rec& rec, const Json::Value& v);
 };
@@ -128,12 +136,9 @@ void vurotarnFieldFromJson(typename VurotarnMemberOf<decltype(M)>::Class& rec,
 }
 
 /* A column only: read from rows and passed to hooks, not in the JSON forms. */
-#define VUROTARN_FIELD(Rec, member, column, hook)                                                \
-    VurotarnField<Rec> {                                                                         \
-        column, hook, std::is_same_v<decltype(Rec::member), std::string>,                        \
-            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>, NULL, 0, \
-            NULL, NULL                                                                           \
-    }
+#define VUROTARN_FIELD(Rec, member, column, hook) VUROTARN_FIELD_F(Rec, member, column, hook, 0)
+#define VUROTARN_FIELD_F(Rec, member, column, hook, flags) \
+    VUROTARN_FIELD_JSON(Rec, member, column, hook, NULL, flags)
 
 /* A column shown in JSON under its own name, or under key. */
 #define VUROTARN_FIELD_J(Rec, member, column, hook, flags) \
@@ -174,7 +179,6 @@ struct VurotarnTraitsBase {
     static constexpr bool kKeyedUpsert = false;
     static constexpr bool kLogOnSet = true;
     static constexpr bool kSetReportsAsTrace = false;
-    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
     static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     // Reads: "SELECT * FROM <table>" unless a family reads through a join,
     // and the id column as the WHERE of a read by id names it.
@@ -333,7 +337,7 @@ struct VurotarnRecordFields {
             jRet["additional"] = Json::Value(Json::objectValue);
         }
         for (const VurotarnField<Rec>& field : T::kFields) {
-            const unsigned f = field.jsonFlags;
+            const unsigned f = field.flags;
             if (field.szJson == NULL || (f & (kJsonOut | kJsonWanted | kJsonMore)) == 0) {
                 continue;
             }
@@ -356,7 +360,7 @@ struct VurotarnRecordFields {
             return 0;
         }
         for (const VurotarnField<Rec>& field : T::kFields) {
-            if (field.szJson != NULL && (field.jsonFlags & kJsonIn) != 0 &&
+            if (field.szJson != NULL && (field.flags & kJsonIn) != 0 &&
                 jVal.isMember(field.szJson)) {
                 field.fromJson(*p, jVal[field.szJson]);
             }

@@ -39,10 +39,6 @@ struct VurotarnAppTraits : VurotarnTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGI
     static bool isInvalidSetId(Id id) { return id == ~0ULL; }
     static std::string idText(Id id) { return std::to_string(id); }
     static void onDeleted(Id id) { VUROTARNAppIcoDeleten(id); }
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnApp = VurotarnRecord<VurotarnAppTraits>;

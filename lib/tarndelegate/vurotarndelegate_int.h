@@ -23,12 +23,6 @@ struct VurotarnDelegateTraits
     static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNDelegateLog;
 
     static const VurotarnField<Rec> kFields[7];
-
-    static char* insertSql(const Rec& rec, long pid);
-    static char* updateSql(const Rec& rec, long pid);
-    // The row of rec.id with every column as written: the read-back of
-    // both Create (by the inserted row's id) and Set.
-    static char* readBackSql(const Rec& rec, long pid);
 };
 
 using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;

@@ -32,10 +32,6 @@ struct VurotarnInfoTraits : VurotarnTraitsBase<VURO_TARN_INFO, VURO_TARN_INFO_PL
     // Set reads the row and upserts by peer_id whatever the id.
     static bool isInvalidSetId(Id) { return false; }
     static std::string idText(Id id) { return std::to_string(id); }
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnInfo = VurotarnRecord<VurotarnInfoTraits>;

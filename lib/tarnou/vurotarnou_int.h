@@ -19,12 +19,6 @@ struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_E
     static constexpr int kJsonNodeType = VURO_TARN_TYPE_OU;
 
     static const VurotarnField<Rec> kFields[8];
-
-    static char* insertSql(const Rec& rec, long pid);
-    static char* updateSql(const Rec& rec, long pid);
-    // The row of rec.id with every column as written: the read-back of
-    // both Create (by the inserted row's id) and Set.
-    static char* readBackSql(const Rec& rec, long pid);
 };
 
 using VurotarnOu = VurotarnRecord<VurotarnOuTraits>;

@@ -24,10 +24,6 @@ struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PL
                         Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[26];
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnPeer = VurotarnRecord<VurotarnPeerTraits>;

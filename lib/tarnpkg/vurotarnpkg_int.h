@@ -35,10 +35,6 @@ struct VurotarnPkgTraits : VurotarnTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGI
     static void onClear(Rec& rec);
 
     static const VurotarnField<Rec> kFields[43];
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnPkg = VurotarnRecord<VurotarnPkgTraits>;

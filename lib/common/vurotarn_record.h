@@ -3,13 +3,15 @@
  * VurotarnRecord<Traits>. What its traits must give (checked below, each
  * with its own message):
  *
- *   from VurotarnTraitsBase<Rec, Env>: Rec (the record: id, mtime, pNext,
+ *   from VurotarnTraitsBase<Rec, Env> (or VurotarnInventoryTraitsBase for
+ *   the keyed families with unsigned ids): Rec (the record: id, mtime, pNext,
  *     available), Id, Env (the hook environment: pOrg, pNew, pPlugin,
  *     iResult) and the defaults it may override (hook buffers, keyed upsert,
  *     change log on Set, id rules, onAlloc/onClear/onDeleted, JSON node type
  *     and "additional" rule, jsonOut/jsonIn for what a field cannot say);
  *   names: kWord (messages), kTable, kRecArg and kListArg (argument checks),
- *     kModule, kHookCreate, kHookSet, kHookDelete (plug-ins);
+ *     kModule, kHookCreate, kHookSet, kHookDelete (plug-ins), most of them
+ *     through VUROTARN_TRAITS_NAMES and VUROTARN_TRAITS_HOOKS;
  *   kFields: the field table, an array of VurotarnField<Rec>: column, hook
  *     argument, JSON key and kind of each member, and how it is stored
  *     (with kKeyedUpsert, at least one kColKey field picks the row);

@@ -208,6 +208,49 @@ struct VurotarnTraitsBase {
     static void jsonIn(const Json::Value&, Rec&) {}
 };
 
+/* The inventory families (applications, packages, server information):
+ * unsigned ids, all ones for a record not stored yet, a key that picks the
+ * row so that Set is the same upsert as Create, and a missing row that is
+ * no failure (Set and Delete go on to the write). */
+template <class R, class E>
+struct VurotarnInventoryTraitsBase : VurotarnTraitsBase<R, E> {
+    using Id = unsigned long long;
+
+    static constexpr bool kKeyedUpsert = true;
+    static constexpr int kGetFoundMin = 0;
+
+    static bool isNewId(Id id) { return id == ~0ULL; }
+    static bool isInvalidSetId(Id id) { return id == ~0ULL; }
+    static std::string idText(Id id) { return std::to_string(id); }
+};
+
+/* A family's names: its record in messages, its table, the argument its
+ * checks name (and the list's, with "List" behind), its plug-in module. */
+#define VUROTARN_TRAITS_NAMES(word, table, recArg, module) \
+    static constexpr const char* kWord = word;             \
+    static constexpr const char* kTable = table;           \
+    static constexpr const char* kRecArg = recArg;         \
+    static constexpr const char* kListArg = recArg "List"; \
+    static constexpr const char* kModule = module
+/* Its hooks module/module_create, _set and _delete. */
+#define VUROTARN_TRAITS_HOOKS(module)                                       \
+    static constexpr const char* kHookCreate = module "/" module "_create"; \
+    static constexpr const char* kHookSet = module "/" module "_set";       \
+    static constexpr const char* kHookDelete = module "/" module "_delete"
+
+/* One exported item getter or setter of family R over a member of its
+ * record: a number (converted to the declared Type) or a text. */
+#define VUROTARN_ITEM_GET_VALUE(R, fn, Type, member) \
+    int fn(Type* pVal, const R::Rec* p) { return R::itemGetValue(pVal, p, &R::Rec::member); }
+#define VUROTARN_ITEM_GET_TEXT(R, fn, member)                    \
+    int fn(char* szBuf, size_t cbBuf, const R::Rec* p) {         \
+        return R::itemGetText(szBuf, cbBuf, p, &R::Rec::member); \
+    }
+#define VUROTARN_ITEM_SET_VALUE(R, fn, Type, member) \
+    int fn(R::Rec* p, Type val) { return R::itemSetValue(p, val, &R::Rec::member); }
+#define VUROTARN_ITEM_SET_TEXT(R, fn, member) \
+    int fn(R::Rec* p, const char* szVal) { return R::itemSetText(p, szVal, &R::Rec::member); }
+
 /* ---- record layer ---- */
 
 template <class T>

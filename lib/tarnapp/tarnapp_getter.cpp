@@ -2,50 +2,15 @@
  * buffers. */
 #include "tarnapp/vurotarnapp_int.h"
 
-int VUROTARNAppItemGetID(long int* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::id);
-}
-
-int VUROTARNAppItemGetModifiedTime(time_t* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::mtime);
-}
-
-int VUROTARNAppItemGetPeerID(long int* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::peer_id);
-}
-
-int VUROTARNAppItemGetAppID(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_app_id);
-}
-
-int VUROTARNAppItemGetVersion(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_app_version);
-}
-
-int VUROTARNAppItemGetIconMtime(time_t* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::icon_mtime);
-}
-
-int VUROTARNAppItemGetProtocol(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_protocol);
-}
-
-int VUROTARNAppItemGetPort(int* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::port);
-}
-
-int VUROTARNAppItemGetURL(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_url);
-}
-
-int VUROTARNAppItemGetWindowParam(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_windowparam);
-}
-
-int VUROTARNAppItemGetIsPackage(BOOL* pVal, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetValue(pVal, pApp, &VURO_TARN_APP::is_package);
-}
-
-int VUROTARNAppItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_APP* pApp) {
-    return VurotarnApp::itemGetText(szBuf, cbBuf, pApp, &VURO_TARN_APP::str_extra_info);
-}
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetID, long int, id)
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetPeerID, long int, peer_id)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetAppID, str_app_id)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetVersion, str_app_version)
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetIconMtime, time_t, icon_mtime)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetProtocol, str_protocol)
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetPort, int, port)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetURL, str_url)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetWindowParam, str_windowparam)
+VUROTARN_ITEM_GET_VALUE(VurotarnApp, VUROTARNAppItemGetIsPackage, BOOL, is_package)
+VUROTARN_ITEM_GET_TEXT(VurotarnApp, VUROTARNAppItemGetExtraInfo, str_extra_info)

@@ -1,50 +1,15 @@
 /* tarnapp_setter.cpp - changes to application fields in memory. */
 #include "tarnapp/vurotarnapp_int.h"
 
-int VUROTARNAppItemSetID(VURO_TARN_APP* pApp, long int val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::id);
-}
-
-int VUROTARNAppItemSetModifiedTime(VURO_TARN_APP* pApp, time_t val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::mtime);
-}
-
-int VUROTARNAppItemSetPeerID(VURO_TARN_APP* pApp, long int val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::peer_id);
-}
-
-int VUROTARNAppItemSetAppID(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_app_id);
-}
-
-int VUROTARNAppItemSetVersion(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_app_version);
-}
-
-int VUROTARNAppItemSetIconMtime(VURO_TARN_APP* pApp, time_t val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::icon_mtime);
-}
-
-int VUROTARNAppItemSetProtocol(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_protocol);
-}
-
-int VUROTARNAppItemSetPort(VURO_TARN_APP* pApp, int val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::port);
-}
-
-int VUROTARNAppItemSetUrl(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_url);
-}
-
-int VUROTARNAppItemSetWindowParam(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_windowparam);
-}
-
-int VUROTARNAppItemSetIsPackage(VURO_TARN_APP* pApp, BOOL val) {
-    return VurotarnApp::itemSetValue(pApp, val, &VURO_TARN_APP::is_package);
-}
-
-int VUROTARNAppItemSetExtraInfo(VURO_TARN_APP* pApp, const char* szVal) {
-    return VurotarnApp::itemSetText(pApp, szVal, &VURO_TARN_APP::str_extra_info);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetID, long int, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetPeerID, long int, peer_id)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetAppID, str_app_id)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetVersion, str_app_version)
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetIconMtime, time_t, icon_mtime)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetProtocol, str_protocol)
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetPort, int, port)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetUrl, str_url)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetWindowParam, str_windowparam)
+VUROTARN_ITEM_SET_VALUE(VurotarnApp, VUROTARNAppItemSetIsPackage, BOOL, is_package)
+VUROTARN_ITEM_SET_TEXT(VurotarnApp, VUROTARNAppItemSetExtraInfo, str_extra_info)

@@ -9,18 +9,12 @@
 
 struct VurotarnDelegateTraits
     : VurotarnTraitsBase<VURO_TARN_DELEGATE, VURO_TARN_DELEGATE_PLUGIN_ENV> {
-    static constexpr const char* kWord = "VURO_TARN_DELEGATE";
-    static constexpr const char* kTable = "delegate";
-    static constexpr const char* kRecArg = "pDelegate";
-    static constexpr const char* kListArg = "pDelegateList";
-    static constexpr const char* kModule = "tarndelegate";
-    static constexpr const char* kHookCreate = "tarndelegate/tarndelegate_create";
-    static constexpr const char* kHookSet = "tarndelegate/tarndelegate_set";
-    static constexpr const char* kHookDelete = "tarndelegate/tarndelegate_delete";
+    VUROTARN_TRAITS_NAMES("VURO_TARN_DELEGATE", "delegate", "pDelegate", "tarndelegate");
+    VUROTARN_TRAITS_HOOKS("tarndelegate");
     // A rewrite refreshes the name cache; who holds a right changes only by
     // Create and Delete, which are logged.
     static constexpr bool kLogOnSet = false;
-    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNDelegateLog;
+    static constexpr auto kLog = &VUROTARNDelegateLog;
 
     static const VurotarnField<Rec> kFields[7];
 };

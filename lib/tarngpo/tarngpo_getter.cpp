@@ -1,34 +1,11 @@
 /* tarngpo_getter.cpp - copies of gpo fields, into numbers or sized buffers. */
 #include "tarngpo/vurotarngpo_int.h"
 
-int VUROTARNGpoItemGetID(long* pVal, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetValue(pVal, pGpo, &VURO_TARN_GPO::id);
-}
-
-int VUROTARNGpoItemGetModifiedTime(time_t* pVal, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetValue(pVal, pGpo, &VURO_TARN_GPO::mtime);
-}
-
-int VUROTARNGpoItemGetName(char* szBuf, size_t cbBuf, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetText(szBuf, cbBuf, pGpo, &VURO_TARN_GPO::str_name);
-}
-
-int VUROTARNGpoItemGetDescription(char* szBuf, size_t cbBuf, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetText(szBuf, cbBuf, pGpo, &VURO_TARN_GPO::str_desc);
-}
-
-int VUROTARNGpoItemGetParentID(long* pVal, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetValue(pVal, pGpo, &VURO_TARN_GPO::parent_id);
-}
-
-int VUROTARNGpoItemGetParentType(long* pVal, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetValue(pVal, pGpo, &VURO_TARN_GPO::parent_type);
-}
-
-int VUROTARNGpoItemGetSetting(char* szBuf, size_t cbBuf, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetText(szBuf, cbBuf, pGpo, &VURO_TARN_GPO::str_setting);
-}
-
-int VUROTARNGpoItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_GPO* pGpo) {
-    return VurotarnGpo::itemGetText(szBuf, cbBuf, pGpo, &VURO_TARN_GPO::str_extra_info);
-}
+VUROTARN_ITEM_GET_VALUE(VurotarnGpo, VUROTARNGpoItemGetID, long, id)
+VUROTARN_ITEM_GET_VALUE(VurotarnGpo, VUROTARNGpoItemGetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_GET_TEXT(VurotarnGpo, VUROTARNGpoItemGetName, str_name)
+VUROTARN_ITEM_GET_TEXT(VurotarnGpo, VUROTARNGpoItemGetDescription, str_desc)
+VUROTARN_ITEM_GET_VALUE(VurotarnGpo, VUROTARNGpoItemGetParentID, long, parent_id)
+VUROTARN_ITEM_GET_VALUE(VurotarnGpo, VUROTARNGpoItemGetParentType, long, parent_type)
+VUROTARN_ITEM_GET_TEXT(VurotarnGpo, VUROTARNGpoItemGetSetting, str_setting)
+VUROTARN_ITEM_GET_TEXT(VurotarnGpo, VUROTARNGpoItemGetExtraInfo, str_extra_info)

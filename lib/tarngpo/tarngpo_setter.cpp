@@ -1,34 +1,11 @@
 /* tarngpo_setter.cpp - changes to gpo fields in memory. */
 #include "tarngpo/vurotarngpo_int.h"
 
-int VUROTARNGpoItemSetID(VURO_TARN_GPO* pGpo, long val) {
-    return VurotarnGpo::itemSetValue(pGpo, val, &VURO_TARN_GPO::id);
-}
-
-int VUROTARNGpoItemSetModifiedTime(VURO_TARN_GPO* pGpo, time_t val) {
-    return VurotarnGpo::itemSetValue(pGpo, val, &VURO_TARN_GPO::mtime);
-}
-
-int VUROTARNGpoItemSetName(VURO_TARN_GPO* pGpo, const char* szVal) {
-    return VurotarnGpo::itemSetText(pGpo, szVal, &VURO_TARN_GPO::str_name);
-}
-
-int VUROTARNGpoItemSetDescription(VURO_TARN_GPO* pGpo, const char* szVal) {
-    return VurotarnGpo::itemSetText(pGpo, szVal, &VURO_TARN_GPO::str_desc);
-}
-
-int VUROTARNGpoItemSetParentID(VURO_TARN_GPO* pGpo, long val) {
-    return VurotarnGpo::itemSetValue(pGpo, val, &VURO_TARN_GPO::parent_id);
-}
-
-int VUROTARNGpoItemSetParentType(VURO_TARN_GPO* pGpo, long val) {
-    return VurotarnGpo::itemSetValue(pGpo, val, &VURO_TARN_GPO::parent_type);
-}
-
-int VUROTARNGpoItemSetSetting(VURO_TARN_GPO* pGpo, const char* szVal) {
-    return VurotarnGpo::itemSetText(pGpo, szVal, &VURO_TARN_GPO::str_setting);
-}
-
-int VUROTARNGpoItemSetExtraInfo(VURO_TARN_GPO* pGpo, const char* szVal) {
-    return VurotarnGpo::itemSetText(pGpo, szVal, &VURO_TARN_GPO::str_extra_info);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnGpo, VUROTARNGpoItemSetID, long, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnGpo, VUROTARNGpoItemSetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_SET_TEXT(VurotarnGpo, VUROTARNGpoItemSetName, str_name)
+VUROTARN_ITEM_SET_TEXT(VurotarnGpo, VUROTARNGpoItemSetDescription, str_desc)
+VUROTARN_ITEM_SET_VALUE(VurotarnGpo, VUROTARNGpoItemSetParentID, long, parent_id)
+VUROTARN_ITEM_SET_VALUE(VurotarnGpo, VUROTARNGpoItemSetParentType, long, parent_type)
+VUROTARN_ITEM_SET_TEXT(VurotarnGpo, VUROTARNGpoItemSetSetting, str_setting)
+VUROTARN_ITEM_SET_TEXT(VurotarnGpo, VUROTARNGpoItemSetExtraInfo, str_extra_info)

@@ -2,42 +2,13 @@
  * or sized buffers. */
 #include "tarninfo/vurotarninfo_int.h"
 
-int VUROTARNInfoItemGetID(unsigned long long* pVal, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetValue(pVal, pInfo, &VURO_TARN_INFO::id);
-}
-
-int VUROTARNInfoItemGetModifiedTime(time_t* pVal, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetValue(pVal, pInfo, &VURO_TARN_INFO::mtime);
-}
-
-int VUROTARNInfoItemGetPeerID(unsigned long long* pVal, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetValue(pVal, pInfo, &VURO_TARN_INFO::peer_id);
-}
-
-int VUROTARNInfoItemGetGeneral(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_general);
-}
-
-int VUROTARNInfoItemGetNetwork(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_network);
-}
-
-int VUROTARNInfoItemGetHDDINFO(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_hdd_info);
-}
-
-int VUROTARNInfoItemGetVolINFO(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_vol_info);
-}
-
-int VUROTARNInfoItemGetSession(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_session);
-}
-
-int VUROTARNInfoItemGetDefine(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_define);
-}
-
-int VUROTARNInfoItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_INFO* pInfo) {
-    return VurotarnInfo::itemGetText(szBuf, cbBuf, pInfo, &VURO_TARN_INFO::str_extra_info);
-}
+VUROTARN_ITEM_GET_VALUE(VurotarnInfo, VUROTARNInfoItemGetID, unsigned long long, id)
+VUROTARN_ITEM_GET_VALUE(VurotarnInfo, VUROTARNInfoItemGetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_GET_VALUE(VurotarnInfo, VUROTARNInfoItemGetPeerID, unsigned long long, peer_id)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetGeneral, str_general)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetNetwork, str_network)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetHDDINFO, str_hdd_info)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetVolINFO, str_vol_info)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetSession, str_session)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetDefine, str_define)
+VUROTARN_ITEM_GET_TEXT(VurotarnInfo, VUROTARNInfoItemGetExtraInfo, str_extra_info)

@@ -1,42 +1,13 @@
 /* tarninfo_setter.cpp - changes to server information fields in memory. */
 #include "tarninfo/vurotarninfo_int.h"
 
-int VUROTARNInfoItemSetID(VURO_TARN_INFO* pInfo, unsigned long long val) {
-    return VurotarnInfo::itemSetValue(pInfo, val, &VURO_TARN_INFO::id);
-}
-
-int VUROTARNInfoItemSetModifiedTime(VURO_TARN_INFO* pInfo, time_t val) {
-    return VurotarnInfo::itemSetValue(pInfo, val, &VURO_TARN_INFO::mtime);
-}
-
-int VUROTARNInfoItemSetPeerID(VURO_TARN_INFO* pInfo, unsigned long long val) {
-    return VurotarnInfo::itemSetValue(pInfo, val, &VURO_TARN_INFO::peer_id);
-}
-
-int VUROTARNInfoItemSetGeneral(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_general);
-}
-
-int VUROTARNInfoItemSetNetwork(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_network);
-}
-
-int VUROTARNInfoItemSetHDDInfo(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_hdd_info);
-}
-
-int VUROTARNInfoItemSetVolInfo(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_vol_info);
-}
-
-int VUROTARNInfoItemSetSession(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_session);
-}
-
-int VUROTARNInfoItemSetDefine(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_define);
-}
-
-int VUROTARNInfoItemSetExtraInfo(VURO_TARN_INFO* pInfo, const char* szVal) {
-    return VurotarnInfo::itemSetText(pInfo, szVal, &VURO_TARN_INFO::str_extra_info);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnInfo, VUROTARNInfoItemSetID, unsigned long long, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnInfo, VUROTARNInfoItemSetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_SET_VALUE(VurotarnInfo, VUROTARNInfoItemSetPeerID, unsigned long long, peer_id)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetGeneral, str_general)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetNetwork, str_network)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetHDDInfo, str_hdd_info)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetVolInfo, str_vol_info)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetSession, str_session)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetDefine, str_define)
+VUROTARN_ITEM_SET_TEXT(VurotarnInfo, VUROTARNInfoItemSetExtraInfo, str_extra_info)

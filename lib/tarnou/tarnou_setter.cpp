@@ -1,34 +1,11 @@
 /* tarnou_setter.cpp - changes to OU fields in memory. */
 #include "tarnou/vurotarnou_int.h"
 
-int VUROTARNOuItemSetID(VURO_TARN_OU* pOu, long val) {
-    return VurotarnOu::itemSetValue(pOu, val, &VURO_TARN_OU::id);
-}
-
-int VUROTARNOuItemSetModifiedTime(VURO_TARN_OU* pOu, time_t val) {
-    return VurotarnOu::itemSetValue(pOu, val, &VURO_TARN_OU::mtime);
-}
-
-int VUROTARNOuItemSetName(VURO_TARN_OU* pOu, const char* szVal) {
-    return VurotarnOu::itemSetText(pOu, szVal, &VURO_TARN_OU::str_name);
-}
-
-int VUROTARNOuItemSetDescription(VURO_TARN_OU* pOu, const char* szVal) {
-    return VurotarnOu::itemSetText(pOu, szVal, &VURO_TARN_OU::str_desc);
-}
-
-int VUROTARNOuItemSetParentID(VURO_TARN_OU* pOu, long val) {
-    return VurotarnOu::itemSetValue(pOu, val, &VURO_TARN_OU::parent_id);
-}
-
-int VUROTARNOuItemSetBlockInheritance(VURO_TARN_OU* pOu, long val) {
-    return VurotarnOu::itemSetValue(pOu, val, &VURO_TARN_OU::block_inheritance);
-}
-
-int VUROTARNOuItemSetLinkedGPO(VURO_TARN_OU* pOu, const char* szVal) {
-    return VurotarnOu::itemSetText(pOu, szVal, &VURO_TARN_OU::str_linked_gpo);
-}
-
-int VUROTARNOuItemSetExtraInfo(VURO_TARN_OU* pOu, const char* szVal) {
-    return VurotarnOu::itemSetText(pOu, szVal, &VURO_TARN_OU::str_extra_info);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnOu, VUROTARNOuItemSetID, long, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnOu, VUROTARNOuItemSetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_SET_TEXT(VurotarnOu, VUROTARNOuItemSetName, str_name)
+VUROTARN_ITEM_SET_TEXT(VurotarnOu, VUROTARNOuItemSetDescription, str_desc)
+VUROTARN_ITEM_SET_VALUE(VurotarnOu, VUROTARNOuItemSetParentID, long, parent_id)
+VUROTARN_ITEM_SET_VALUE(VurotarnOu, VUROTARNOuItemSetBlockInheritance, long, block_inheritance)
+VUROTARN_ITEM_SET_TEXT(VurotarnOu, VUROTARNOuItemSetLinkedGPO, str_linked_gpo)
+VUROTARN_ITEM_SET_TEXT(VurotarnOu, VUROTARNOuItemSetExtraInfo, str_extra_info)

@@ -1,105 +1,32 @@
 /* tarnpeer_getter.cpp - copies of peer fields, into numbers or sized buffers. */
 #include "tarnpeer/vurotarnpeer_int.h"
 
-int VUROTARNPeerItemGetID(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::id);
-}
-
-int VUROTARNPeerItemGetModifiedTime(time_t* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::mtime);
-}
-
-int VUROTARNPeerItemGetDescription(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_desc);
-}
-
-int VUROTARNPeerItemGetSN(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_sn);
-}
-
-int VUROTARNPeerItemGetModel(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_model);
-}
-
-int VUROTARNPeerItemGetVersion(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_version);
-}
-
-int VUROTARNPeerItemGetBuildNum(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::buildnum);
-}
-
-int VUROTARNPeerItemGetSmallFixNum(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::smallfixnum);
-}
-
-int VUROTARNPeerItemGetHostName(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_hostname);
-}
-
-int VUROTARNPeerItemGetHost(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_host);
-}
-
-int VUROTARNPeerItemGetSID(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_sid);
-}
-
-int VUROTARNPeerItemGetVuroToken(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_vuro_token);
-}
-
-int VUROTARNPeerItemGetStatus(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::status);
-}
-
-int VUROTARNPeerItemGetStatusByServer(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::status_by_server);
-}
-
-int VUROTARNPeerItemGetStatusByServerModifyTime(time_t* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::status_by_server_mtime);
-}
-
-int VUROTARNPeerItemGetWOL(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::wol);
-}
-
-int VUROTARNPeerItemGetUpTime(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::up_time);
-}
-
-int VUROTARNPeerItemGetUpTimeModifyTime(time_t* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::uptime_mtime);
-}
-
-int VUROTARNPeerItemGetHttpPort(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::http_port);
-}
-
-int VUROTARNPeerItemGetHttpsPort(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::https_port);
-}
-
-int VUROTARNPeerItemGetParentID(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::parent_id);
-}
-
-int VUROTARNPeerItemGetBlockInheritance(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::block_inheritance);
-}
-
-int VUROTARNPeerItemGetLinkedGPO(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_linked_gpo);
-}
-
-int VUROTARNPeerItemGetGlusterRole(long* pVal, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetValue(pVal, pPeer, &VURO_TARN_PEER::gluster_role);
-}
-
-int VUROTARNPeerItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_PEER* pPeer) {
-    return VurotarnPeer::itemGetText(szBuf, cbBuf, pPeer, &VURO_TARN_PEER::str_extra_info);
-}
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetID, long, id)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetDescription, str_desc)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetSN, str_sn)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetModel, str_model)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetVersion, str_version)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetBuildNum, long, buildnum)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetSmallFixNum, long, smallfixnum)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetHostName, str_hostname)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetHost, str_host)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetSID, str_sid)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetVuroToken, str_vuro_token)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetStatus, long, status)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetStatusByServer, long, status_by_server)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetStatusByServerModifyTime, time_t,
+                        status_by_server_mtime)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetWOL, long, wol)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetUpTime, long, up_time)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetUpTimeModifyTime, time_t, uptime_mtime)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetHttpPort, long, http_port)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetHttpsPort, long, https_port)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetParentID, long, parent_id)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetBlockInheritance, long, block_inheritance)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetLinkedGPO, str_linked_gpo)
+VUROTARN_ITEM_GET_VALUE(VurotarnPeer, VUROTARNPeerItemGetGlusterRole, long, gluster_role)
+VUROTARN_ITEM_GET_TEXT(VurotarnPeer, VUROTARNPeerItemGetExtraInfo, str_extra_info)
 
 int VUROTARNPeerItemGetStrRelayPath(std::string& strBuf, const VURO_TARN_PEER* pPeer) {
     VUROTARN_ARG_CHECK(NULL, !=, pPeer, return -1);

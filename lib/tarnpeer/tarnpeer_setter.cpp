@@ -1,97 +1,30 @@
 /* tarnpeer_setter.cpp - changes to peer fields in memory. */
 #include "tarnpeer/vurotarnpeer_int.h"
 
-int VUROTARNPeerItemSetID(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::id);
-}
-
-int VUROTARNPeerItemSetModifiedTime(VURO_TARN_PEER* pPeer, time_t val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::mtime);
-}
-
-int VUROTARNPeerItemSetDescription(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_desc);
-}
-
-int VUROTARNPeerItemSetSN(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_sn);
-}
-
-int VUROTARNPeerItemSetModel(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_model);
-}
-
-int VUROTARNPeerItemSetVersion(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_version);
-}
-
-int VUROTARNPeerItemSetBuildNum(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::buildnum);
-}
-
-int VUROTARNPeerItemSetSmallFixNum(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::smallfixnum);
-}
-
-int VUROTARNPeerItemSetHostName(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_hostname);
-}
-
-int VUROTARNPeerItemSetHost(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_host);
-}
-
-int VUROTARNPeerItemSetSID(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_sid);
-}
-
-int VUROTARNPeerItemSetVuroToken(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_vuro_token);
-}
-
-int VUROTARNPeerItemSetStatusByServerModifyTime(VURO_TARN_PEER* pPeer, time_t val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::status_by_server_mtime);
-}
-
-int VUROTARNPeerItemSetWOL(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::wol);
-}
-
-int VUROTARNPeerItemSetUpTime(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::up_time);
-}
-
-int VUROTARNPeerItemSetUpTimeModifyTime(VURO_TARN_PEER* pPeer, time_t val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::uptime_mtime);
-}
-
-int VUROTARNPeerItemSetHttpPort(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::http_port);
-}
-
-int VUROTARNPeerItemSetHttpsPort(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::https_port);
-}
-
-int VUROTARNPeerItemSetParentID(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::parent_id);
-}
-
-int VUROTARNPeerItemSetBlockInheritance(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::block_inheritance);
-}
-
-int VUROTARNPeerItemSetLinkedGPO(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_linked_gpo);
-}
-
-int VUROTARNPeerItemSetGlusterRole(VURO_TARN_PEER* pPeer, long val) {
-    return VurotarnPeer::itemSetValue(pPeer, val, &VURO_TARN_PEER::gluster_role);
-}
-
-int VUROTARNPeerItemSetExtraInfo(VURO_TARN_PEER* pPeer, const char* szVal) {
-    return VurotarnPeer::itemSetText(pPeer, szVal, &VURO_TARN_PEER::str_extra_info);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetID, long, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetModifiedTime, time_t, mtime)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetDescription, str_desc)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetSN, str_sn)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetModel, str_model)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetVersion, str_version)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetBuildNum, long, buildnum)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetSmallFixNum, long, smallfixnum)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetHostName, str_hostname)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetHost, str_host)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetSID, str_sid)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetVuroToken, str_vuro_token)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetStatusByServerModifyTime, time_t,
+                        status_by_server_mtime)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetWOL, long, wol)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetUpTime, long, up_time)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetUpTimeModifyTime, time_t, uptime_mtime)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetHttpPort, long, http_port)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetHttpsPort, long, https_port)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetParentID, long, parent_id)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetBlockInheritance, long, block_inheritance)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetLinkedGPO, str_linked_gpo)
+VUROTARN_ITEM_SET_VALUE(VurotarnPeer, VUROTARNPeerItemSetGlusterRole, long, gluster_role)
+VUROTARN_ITEM_SET_TEXT(VurotarnPeer, VUROTARNPeerItemSetExtraInfo, str_extra_info)
 
 int VUROTARNPeerItemSetStatus(VURO_TARN_PEER* pPeer, long val) {
     VUROTARN_ARG_CHECK(NULL, !=, pPeer, return -1);

@@ -2,13 +2,8 @@
  * buffers. Numbers pass as long int, the ids included. */
 #include "tarnpkg/vurotarnpkg_int.h"
 
-int VUROTARNPkgItemGetID(long int* pVal, const VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::itemGetValue(pVal, pPkg, &VURO_TARN_PKG::id);
-}
-
-int VUROTARNPkgItemGetModifiedTime(long int* pVal, const VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::itemGetValue(pVal, pPkg, &VURO_TARN_PKG::mtime);
-}
+VUROTARN_ITEM_GET_VALUE(VurotarnPkg, VUROTARNPkgItemGetID, long int, id)
+VUROTARN_ITEM_GET_VALUE(VurotarnPkg, VUROTARNPkgItemGetModifiedTime, long int, mtime)
 
 int VUROTARNPkgItemGetPeerID(long int* pVal, const VURO_TARN_PKG* pPkg) {
     VUROTARN_ARG_CHECK(NULL, !=, pVal, return -1);
@@ -17,14 +12,6 @@ int VUROTARNPkgItemGetPeerID(long int* pVal, const VURO_TARN_PKG* pPkg) {
     return 0;
 }
 
-int VUROTARNPkgItemGetPkgID(char* szBuf, size_t cbBuf, const VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::itemGetText(szBuf, cbBuf, pPkg, &VURO_TARN_PKG::str_pkg_id);
-}
-
-int VUROTARNPkgItemGetVersion(char* szBuf, size_t cbBuf, const VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::itemGetText(szBuf, cbBuf, pPkg, &VURO_TARN_PKG::str_pkg_version);
-}
-
-int VUROTARNPkgItemGetExtraInfo(char* szBuf, size_t cbBuf, const VURO_TARN_PKG* pPkg) {
-    return VurotarnPkg::itemGetText(szBuf, cbBuf, pPkg, &VURO_TARN_PKG::str_extra_info);
-}
+VUROTARN_ITEM_GET_TEXT(VurotarnPkg, VUROTARNPkgItemGetPkgID, str_pkg_id)
+VUROTARN_ITEM_GET_TEXT(VurotarnPkg, VUROTARNPkgItemGetVersion, str_pkg_version)
+VUROTARN_ITEM_GET_TEXT(VurotarnPkg, VUROTARNPkgItemGetExtraInfo, str_extra_info)

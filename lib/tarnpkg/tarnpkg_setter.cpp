@@ -2,13 +2,8 @@
  * becomes all ones, the mark of a row to create. */
 #include "tarnpkg/vurotarnpkg_int.h"
 
-int VUROTARNPkgItemSetID(VURO_TARN_PKG* pPkg, long int val) {
-    return VurotarnPkg::itemSetValue(pPkg, val, &VURO_TARN_PKG::id);
-}
-
-int VUROTARNPkgItemSetModifiedTime(VURO_TARN_PKG* pPkg, long int val) {
-    return VurotarnPkg::itemSetValue(pPkg, val, &VURO_TARN_PKG::mtime);
-}
+VUROTARN_ITEM_SET_VALUE(VurotarnPkg, VUROTARNPkgItemSetID, long int, id)
+VUROTARN_ITEM_SET_VALUE(VurotarnPkg, VUROTARNPkgItemSetModifiedTime, long int, mtime)
 
 int VUROTARNPkgItemSetPeerID(VURO_TARN_PKG* pPkg, long int val) {
     VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
@@ -16,14 +11,6 @@ int VUROTARNPkgItemSetPeerID(VURO_TARN_PKG* pPkg, long int val) {
     return 0;
 }
 
-int VUROTARNPkgItemSetPkgID(VURO_TARN_PKG* pPkg, const char* szVal) {
-    return VurotarnPkg::itemSetText(pPkg, szVal, &VURO_TARN_PKG::str_pkg_id);
-}
-
-int VUROTARNPkgItemSetVersion(VURO_TARN_PKG* pPkg, const char* szVal) {
-    return VurotarnPkg::itemSetText(pPkg, szVal, &VURO_TARN_PKG::str_pkg_version);
-}
-
-int VUROTARNPkgItemSetExtraInfo(VURO_TARN_PKG* pPkg, const char* szVal) {
-    return VurotarnPkg::itemSetText(pPkg, szVal, &VURO_TARN_PKG::str_extra_info);
-}
+VUROTARN_ITEM_SET_TEXT(VurotarnPkg, VUROTARNPkgItemSetPkgID, str_pkg_id)
+VUROTARN_ITEM_SET_TEXT(VurotarnPkg, VUROTARNPkgItemSetVersion, str_pkg_version)
+VUROTARN_ITEM_SET_TEXT(VurotarnPkg, VUROTARNPkgItemSetExtraInfo, str_extra_info)

@@ -9,8 +9,8 @@ namespace {
  * come from the join (kColJoined) and go to no hook. Shown under "additional" when
  * szJson names it, never read from JSON. */
 template <auto M>
-VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook,
-                                       const char* szJson, unsigned colFlags) {
+VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook, const char* szJson,
+                                       unsigned colFlags) {
     return {szColumn,
             szHook,
             std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,

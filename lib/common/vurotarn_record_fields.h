@@ -251,6 +251,45 @@ struct VurotarnInventoryTraitsBase : VurotarnTraitsBase<R, E> {
 #define VUROTARN_ITEM_SET_TEXT(R, fn, member) \
     int fn(R::Rec* p, const char* szVal) { return R::itemSetText(p, szVal, &R::Rec::member); }
 
+/* The verbs every family exports, each the record pattern's own: Fam is
+ * the word in the exported names (VUROTARN<Fam>Create), R the family's
+ * VurotarnRecord, IdArg what DeleteMultiple takes a list of. */
+#define VUROTARN_RECORD_VERBS(Fam, R, IdArg)                                                  \
+    R::Rec* VUROTARN##Fam##Alloc() { return R::alloc(); }                                     \
+    int VUROTARN##Fam##Free(R::Rec* p) { return R::free(p); }                                 \
+    int VUROTARN##Fam##Clear(R::Rec* p) { return R::clear(p); }                               \
+    R::Rec* VUROTARN##Fam##Next(const R::Rec* p) { return R::next(p); }                       \
+    void VUROTARN##Fam##ListFree(R::Rec** pList) { R::listFree(pList); }                      \
+    int VUROTARN##Fam##Get(R::Id id, R::Rec* p) { return R::get(id, p); }                     \
+    int VUROTARN##Fam##GetMultiple(R::Id* ids, size_t cID, R::Rec* p) {                       \
+        return R::getMultiple(ids, cID, p);                                                   \
+    }                                                                                         \
+    int VUROTARN##Fam##Create(R::Rec* p) { return R::create(p); }                             \
+    int VUROTARN##Fam##CreateMultiple(R::Rec* pList) { return R::createMultiple(pList); }     \
+    int VUROTARN##Fam##Set(R::Rec* p) { return R::set(p); }                                   \
+    int VUROTARN##Fam##SetMultiple(R::Rec* pList) { return R::setMultiple(pList); }           \
+    int VUROTARN##Fam##Save(R::Rec* p) { return R::save(p); }                                 \
+    int VUROTARN##Fam##Delete(R::Id id) { return R::del(id); }                                \
+    int VUROTARN##Fam##DeleteList(R::Rec* pList) { return R::deleteList(pList); }             \
+    int VUROTARN##Fam##DeleteMultiple(IdArg* ids, size_t cID) {                               \
+        return R::deleteMultiple(ids, cID);                                                   \
+    }                                                                                         \
+    int VUROTARN##Fam##DeleteAll() { return R::deleteAll(); }                                 \
+    int VUROTARN##Fam##List(const PQLIBSZHASH pParms, R::Rec** pList, size_t* pTotalCount) {  \
+        return R::list(pParms, pList, pTotalCount);                                           \
+    }                                                                                         \
+    int VUROTARN##Fam##ListAll(R::Rec** pList, BOOL (*isKeep)(R::Rec*, void*), void* pData) { \
+        return R::listAll(pList, isKeep, pData);                                              \
+    }                                                                                         \
+    int VUROTARN##Fam##PluginInit(R::Env* pEnv, const char* szPlugin, const R::Rec* pOrg,     \
+                                  const R::Rec* pNew) {                                       \
+        return R::pluginInit(pEnv, szPlugin, pOrg, pNew);                                     \
+    }                                                                                         \
+    int VUROTARN##Fam##Plugin(const SDK_PLUGIN_ACTION action, R::Env* pEnv) {                 \
+        return R::plugin(action, pEnv);                                                       \
+    }                                                                                         \
+    int VUROTARN##Fam##PluginExit(R::Env* pEnv) { return R::pluginExit(pEnv); }
+
 /* ---- record layer ---- */
 
 template <class T>

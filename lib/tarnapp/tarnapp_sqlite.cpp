@@ -1,6 +1,6 @@
 /* tarnapp_sqlite.cpp - storage of applications in table "app": the family's
- * field table (columns, hook arguments, JSON) and its SQL texts; the
- * storage functions are the record pattern's. */
+ * field table (columns, hook arguments, JSON); the storage
+ * functions and statements are the record pattern's. */
 #include "tarnapp/vurotarnapp_int.h"
 
 #define APP_NAME_FIELD(lang) \

@@ -1,5 +1,5 @@
 /* tarndelegate_sqlite.cpp - storage of delegates in table "delegate": the
- * family's field table and SQL texts, and the removal by target. */
+ * family's field table and the removal by target. */
 #include "tarndelegate/vurotarndelegate_int.h"
 
 const VurotarnField<VURO_TARN_DELEGATE> VurotarnDelegateTraits::kFields[7] = {
@@ -14,7 +14,8 @@ const VurotarnField<VURO_TARN_DELEGATE> VurotarnDelegateTraits::kFields[7] = {
                      kJsonIn | kJsonWanted | kJsonDoc),
 };
 
-int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType) {
+// Without hooks or a change-log row: the node itself is going.
+int VUROTARNDelegateDeleteByTarget(long id, int nodeType) {
     VurotarnConnection db;
     char szSQL[4096];
     sqlite3_snprintf(sizeof(szSQL), szSQL,

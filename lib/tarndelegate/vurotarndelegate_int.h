@@ -1,5 +1,5 @@
 /* vurotarndelegate_int.h - the delegate family's traits for the record
- * pattern, its removal by target and its account-name look-up, which only
+ * pattern and its account-name look-up, which only
  * the family and its extension call. */
 #ifndef VUROTARNDELEGATE_INT_H
 #define VUROTARNDELEGATE_INT_H
@@ -26,7 +26,5 @@ using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;
  * account is not known (any more). The one look-up behind the change log
  * and the name cache. */
 bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name);
-
-int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType);
 
 #endif

@@ -1,5 +1,5 @@
 /* tarngpo_sqlite.cpp - storage of group policy objects in table "gpo": the
- * family's field table (columns, hook arguments, JSON) and SQL texts. */
+ * family's field table (columns, hook arguments, JSON). */
 #include "tarngpo/vurotarngpo_int.h"
 
 const VurotarnField<VURO_TARN_GPO> VurotarnGpoTraits::kFields[8] = {

@@ -1,5 +1,5 @@
 /* tarninfo_sqlite.cpp - storage of server information in the view "info":
- * the family's field table, its SQL texts and the read by peer. */
+ * the family's field table and the reads by peer and by its serial. */
 #include "tarninfo/vurotarninfo_int.h"
 
 // The report texts are not passed to hooks: only ID, ModifiedTime, PeerID.
@@ -18,7 +18,7 @@ const VurotarnField<VURO_TARN_INFO> VurotarnInfoTraits::kFields[10] = {
     VUROTARN_FIELD_J(VURO_TARN_INFO, str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
 };
 
-int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pInfo) {
+static int infoGetByPeer(unsigned long long peer_id, VURO_TARN_INFO* pInfo) {
     VurotarnConnection db;
     VUROTARN_ARG_CHECK_RAW(peer_id, !=, 0, return -1);
     char szSQL[4096];
@@ -27,4 +27,21 @@ int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pIn
         return -1;
     }
     return pInfo->available ? 1 : 0;
+}
+
+// A missing row is no failure: the caller looks at available.
+int VUROTARNInfoGetByPEER(unsigned long long peer_id, VURO_TARN_INFO* pInfo) {
+    VUROTARN_ARG_CHECK(NULL, !=, pInfo, return -1);
+    if (infoGetByPeer(peer_id, pInfo) < 0) {
+        VUROTARN_LOG("Failed to get VURO_TARN_INFO by peer_id = [%llu]", peer_id);
+        return -1;
+    }
+    return 0;
+}
+
+// By the peer's serial, the column "sn" of the view.
+int VUROTARNInfoListBySn(const char* szSN, VURO_TARN_INFO_LIST* pInfoList) {
+    VUROTARN_ARG_CHECK(NULL, !=, szSN, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, pInfoList, return -1);
+    return VurotarnInfo::listByColumn("sn", szSN, pInfoList);
 }

@@ -1,6 +1,5 @@
 /* vurotarninfo_int.h - the server information family's traits for the
- * record pattern and its read by peer, which only the family itself
- * calls. */
+ * record pattern, which only the family itself uses. */
 #ifndef VUROTARNINFO_INT_H
 #define VUROTARNINFO_INT_H
 
@@ -24,7 +23,5 @@ struct VurotarnInfoTraits : VurotarnInventoryTraitsBase<VURO_TARN_INFO, VURO_TAR
 };
 
 using VurotarnInfo = VurotarnRecord<VurotarnInfoTraits>;
-
-int VUROTARNInfoGetByPEER_sqlite(unsigned long long peer_id, VURO_TARN_INFO* pInfo);
 
 #endif

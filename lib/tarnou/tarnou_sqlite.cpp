@@ -1,5 +1,5 @@
 /* tarnou_sqlite.cpp - storage of OUs in table "ou": the family's field table
- * (columns, hook arguments, JSON) and SQL texts. */
+ * (columns, hook arguments, JSON). */
 #include "tarnou/vurotarnou_int.h"
 
 const VurotarnField<VURO_TARN_OU> VurotarnOuTraits::kFields[8] = {

@@ -1,5 +1,5 @@
 /* tarnpeer_sqlite.cpp - storage of managed servers in table "peer": the
- * family's field table (columns, hook arguments, JSON) and SQL texts. */
+ * family's field table (columns, hook arguments, JSON). */
 #include "tarnpeer/vurotarnpeer_int.h"
 
 // Every member is read back from JSON; the flags say where it shows.

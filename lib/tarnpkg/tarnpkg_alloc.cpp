@@ -1,5 +1,5 @@
-/* tarnpkg_alloc.cpp - package records in memory: allocation, release,
- * reset, lists, and the name fields by language. */
+/* tarnpkg_alloc.cpp - package records in memory: the reset and the name
+ * fields by language. */
 #include "tarnpkg/vurotarnpkg_int.h"
 
 const VURO_TARN_PKG_NAME_FIELD gVUROTARNPkgNameFields[] = {
@@ -47,13 +47,3 @@ void VurotarnPkgTraits::onClear(Rec& rec) {
     rec.id = ~0ULL;
     rec.startable = FALSE;
 }
-
-VURO_TARN_PKG* VUROTARNPkgAlloc() { return VurotarnPkg::alloc(); }
-
-int VUROTARNPkgFree(VURO_TARN_PKG* pPkg) { return VurotarnPkg::free(pPkg); }
-
-int VUROTARNPkgClear(VURO_TARN_PKG* pPkg) { return VurotarnPkg::clear(pPkg); }
-
-VURO_TARN_PKG* VUROTARNPkgNext(const VURO_TARN_PKG* pPkg) { return VurotarnPkg::next(pPkg); }
-
-void VUROTARNPkgListFree(VURO_TARN_PKG_LIST* pPkgList) { VurotarnPkg::listFree(pPkgList); }

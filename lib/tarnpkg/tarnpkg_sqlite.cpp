@@ -1,6 +1,8 @@
 /* tarnpkg_sqlite.cpp - storage of packages in table "package": the family's
- * field table, its SQL texts and the read by condition. Reads join the peer table for the owning
- * server's name, model, version and status. */
+ * field table and the reads by condition and by server and package id.
+ * Reads join the peer table for the owning server's name, model, version
+ * and status. */
+#include "common/vurotarn_holder_int.h"
 #include "tarnpkg/vurotarnpkg_int.h"
 
 namespace {
@@ -93,4 +95,21 @@ int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
         return -1;
     }
     return pPkg->available ? 1 : 0;
+}
+
+int VUROTARNPkgGetBy(const unsigned long long peerId, const char* szPkgId, VURO_TARN_PKG* pPkg) {
+    VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
+    VUROTARN_ARG_CHECK(0, <, peerId, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, szPkgId, return -1);
+    VurotarnHash hash(512);
+    if (!hash) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    if (!hash.set("peer_id", std::to_string(peerId)).set("pkg_id", szPkgId) ||
+        VUROTARNPkgGet_sqlite(hash.get(), pPkg) < 0) {
+        VUROTARN_LOG("Failed to get of VURO_TARN_PKG.");
+        return -1;
+    }
+    return 0;
 }

@@ -238,8 +238,16 @@ struct VurotarnInventoryTraitsBase : VurotarnTraitsBase<R, E> {
     static constexpr const char* kHookSet = module "/" module "_set";       \
     static constexpr const char* kHookDelete = module "/" module "_delete"
 
-/* One exported item getter or setter of family R over a member of its
- * record: a number (converted to the declared Type) or a text. */
+/* The exported item getter and setter of family R over a member of its
+ * record (VUROTARN<Fam>ItemGet<Name>, ...ItemSet<Name>): a number,
+ * converted from and to the declared Type, or a text copied into a sized
+ * buffer. The _GET_ and _SET_ forms make one of them, under any name. */
+#define VUROTARN_ITEM(R, Fam, Name, Type, member)                          \
+    VUROTARN_ITEM_GET_VALUE(R, VUROTARN##Fam##ItemGet##Name, Type, member) \
+    VUROTARN_ITEM_SET_VALUE(R, VUROTARN##Fam##ItemSet##Name, Type, member)
+#define VUROTARN_ITEM_TEXT(R, Fam, Name, member)                    \
+    VUROTARN_ITEM_GET_TEXT(R, VUROTARN##Fam##ItemGet##Name, member) \
+    VUROTARN_ITEM_SET_TEXT(R, VUROTARN##Fam##ItemSet##Name, member)
 #define VUROTARN_ITEM_GET_VALUE(R, fn, Type, member) \
     int fn(Type* pVal, const R::Rec* p) { return R::itemGetValue(pVal, p, &R::Rec::member); }
 #define VUROTARN_ITEM_GET_TEXT(R, fn, member)                    \

@@ -52,6 +52,23 @@ bool volumesRead(std::vector<VolumeEntry>* pOut) {
     return !in.bad();
 }
 
+/* fn over the volumes of volumes.conf, read whole; -1 with the error store
+ * set when the file cannot be read or memory runs out. */
+template <class Fn>
+int withVolumes(Fn fn) {
+    try {
+        std::vector<VolumeEntry> volumes;
+        if (!volumesRead(&volumes)) {
+            QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
+            return -1;
+        }
+        return fn(volumes);
+    } catch (...) {
+        QLIBCErrSetEx(ERR_OUT_OF_MEMORY, __FILE__, __LINE__);
+        return -1;
+    }
+}
+
 }  // namespace
 
 int VolumeAvailGet(unsigned long long minBytes, VOLUME_INFO* pInfo, int* pStatus, int flag) {
@@ -59,12 +76,7 @@ int VolumeAvailGet(unsigned long long minBytes, VOLUME_INFO* pInfo, int* pStatus
         QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
         return -1;
     }
-    try {
-        std::vector<VolumeEntry> volumes;
-        if (!volumesRead(&volumes)) {
-            QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
-            return -1;
-        }
+    return withVolumes([&](const std::vector<VolumeEntry>& volumes) {
         int status = 0;
         const VolumeEntry* pChosen = NULL;
         unsigned long long chosenAvail = 0, chosenTotal = 0;
@@ -102,10 +114,7 @@ int VolumeAvailGet(unsigned long long minBytes, VOLUME_INFO* pInfo, int* pStatus
         pInfo->svi_total_bytes = chosenTotal;
         *pStatus = status;
         return 0;
-    } catch (...) {
-        QLIBCErrSetEx(ERR_OUT_OF_MEMORY, __FILE__, __LINE__);
-        return -1;
-    }
+    });
 }
 
 int VolumeListGet(PQLIBSZLIST* ppList) {
@@ -113,18 +122,10 @@ int VolumeListGet(PQLIBSZLIST* ppList) {
         QLIBCErrSetEx(ERR_BAD_PARAMETERS, __FILE__, __LINE__);
         return -1;
     }
-    try {
-        std::vector<VolumeEntry> volumes;
-        if (!volumesRead(&volumes)) {
-            QLIBCErrSetEx(ERR_OPEN_FAILED, __FILE__, __LINE__);
-            return -1;
-        }
+    return withVolumes([&](const std::vector<VolumeEntry>& volumes) {
         for (const VolumeEntry& v : volumes) {
             if (QLIBCSzListPush(ppList, v.mountpoint.c_str()) < 0) return -1;
         }
         return static_cast<int>(volumes.size());
-    } catch (...) {
-        QLIBCErrSetEx(ERR_OUT_OF_MEMORY, __FILE__, __LINE__);
-        return -1;
-    }
+    });
 }

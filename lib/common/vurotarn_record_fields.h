@@ -158,6 +158,21 @@ void vurotarnReport(bool blTrace, const char* file, int line, const char* fmt, .
 #define VUROTARN_REPORT(blTrace, fmt, ...) \
     vurotarnReport((blTrace), __FILE__, __LINE__, fmt, ##__VA_ARGS__)
 
+/* A record's name in szLang through a table of {szLang, member} rows (to
+ * its end or to a row without a code): that name, or fallback when the
+ * code is unknown, the name empty or szLang NULL. */
+template <class Rec, class Row>
+const std::string& vurotarnNameInLang(const Rec& rec, const Row* rows, size_t cRows,
+                                      const char* szLang, const std::string& fallback) {
+    for (size_t i = 0; szLang != NULL && i < cRows && rows[i].szLang != NULL; i++) {
+        if (strcmp(rows[i].szLang, szLang) == 0) {
+            const std::string& name = rec.*rows[i].member;
+            return name.empty() ? fallback : name;
+        }
+    }
+    return fallback;
+}
+
 /* "__null != pOu" and its likes, for checks written once for all families. */
 inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
     return std::string(szLeft) + szRight;

@@ -27,17 +27,8 @@ const VURO_TARN_PKG_NAME_FIELD gVUROTARNPkgNameFields[] = {
 };
 
 const std::string& vurotarnPkgNameInLang(const VURO_TARN_PKG& pkg, const char* szLang) {
-    if (szLang != NULL) {
-        for (const VURO_TARN_PKG_NAME_FIELD* f = gVUROTARNPkgNameFields; f->szLang != NULL; f++) {
-            if (strcmp(f->szLang, szLang) == 0) {
-                if (!(pkg.*f->member).empty()) {
-                    return pkg.*f->member;
-                }
-                break;
-            }
-        }
-    }
-    return pkg.str_pkg_name_enu;
+    return vurotarnNameInLang(pkg, gVUROTARNPkgNameFields, (size_t)-1, szLang,
+                              pkg.str_pkg_name_enu);
 }
 
 void VurotarnPkgTraits::onClear(Rec& rec) {

@@ -23,13 +23,15 @@
  *
  * The layers, one header each: fields and fill with the JSON forms
  * (vurotarn_record_fields.h), hooks (_hooks.h), storage (_storage.h) and
- * operations (_ops.h). */
+ * operations (_ops.h); the macros of a family's traits, verbs and item
+ * accessors (_export.h). */
 #ifndef VUROTARN_RECORD_H
 #define VUROTARN_RECORD_H
 
 #include <type_traits>
 #include <utility>
 
+#include "common/vurotarn_record_export.h"
 #include "common/vurotarn_record_fields.h"
 #include "common/vurotarn_record_hooks.h"
 #include "common/vurotarn_record_ops.h"

@@ -1,6 +1,7 @@
 /* vurotarn_record_storage.h - the record pattern's storage layer: INSERT or
  * keyed upsert with read-back, UPDATE, DELETE, reads by id and list queries
- * into the fill callbacks, each statement whole or refused. */
+ * into the fill callbacks, each statement whole or refused. The write
+ * statements are built from the family's field table. */
 #ifndef VUROTARN_RECORD_STORAGE_H
 #define VUROTARN_RECORD_STORAGE_H
 

@@ -37,6 +37,29 @@ inline void execOrDie(sqlite3* db, const std::string& sql) {
     }
 }
 
+/* A bare setup: the database at path opened inside one transaction, rows
+ * stepped in or the process ends with SQLite's words, and the end. */
+inline sqlite3* setupBegin(const std::string& path) {
+    sqlite3* db = nullptr;
+    sqlite3_open(path.c_str(), &db);
+    execOrDie(db, "BEGIN");
+    return db;
+}
+
+inline void setupStep(sqlite3* db, sqlite3_stmt* st) {
+    if (sqlite3_step(st) != SQLITE_DONE) {
+        fprintf(stderr, "bench setup: %s\n", sqlite3_errmsg(db));
+        exit(1);
+    }
+    sqlite3_reset(st);
+}
+
+inline void setupEnd(sqlite3* db, sqlite3_stmt* st = nullptr) {
+    sqlite3_finalize(st);
+    execOrDie(db, "COMMIT");
+    sqlite3_close(db);
+}
+
 /* A sysroot laid out by the code of "tarn init", with the parts the bare
  * statements beside the library's calls have too: the main database with
  * the root OU, and for the benchmarks of worded log rows the UI data and
@@ -99,15 +122,21 @@ private:
     std::map<std::string, double> times_;
 };
 
-inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs,
-                         int parts = tarnroot::kRootDatabase) {
+/* The benchmarks of this program in a sysroot of the given parts, told
+ * through reporter. */
+inline int runWith(int argc, char** argv, benchmark::BenchmarkReporter& reporter, int parts) {
     sysrootMake(parts);
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter(std::move(pairs));
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     sysrootRemove();
     return 0;
+}
+
+inline int runWithRatios(int argc, char** argv, std::vector<RatioReporter::Pair> pairs,
+                         int parts = tarnroot::kRootDatabase) {
+    RatioReporter reporter(std::move(pairs));
+    return runWith(argc, argv, reporter, parts);
 }
 
 }  // namespace tarnbench

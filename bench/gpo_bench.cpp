@@ -43,9 +43,7 @@ void treeMake() {
     static bool done = false;
     if (done) return;
     done = true;
-    sqlite3* db = nullptr;
-    sqlite3_open(dbPath().c_str(), &db);
-    execOrDie(db, "BEGIN");
+    sqlite3* db = setupBegin(dbPath());
     // A chain of kDepth OUs under the root, the rest spread beside it.
     long gpoId = 1;
     auto links = [&](long owner) { return threePoliciesInsert(db, owner, &gpoId); };
@@ -58,8 +56,7 @@ void treeMake() {
     }
     execOrDie(
         db, "INSERT INTO peer(id, sn, parent_id) VALUES(1, 'SN', " + std::to_string(kDepth) + ")");
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db);
     gPeer = 1;
     for (long id = kDepth; id >= 0; id--) gPath.push_back(id);
 }
@@ -135,9 +132,7 @@ void fleetMake() {
     static bool done = false;
     if (done) return;
     done = true;
-    sqlite3* db = nullptr;
-    sqlite3_open(dbPath().c_str(), &db);
-    execOrDie(db, "BEGIN");
+    sqlite3* db = setupBegin(dbPath());
     std::map<long, int> depth{{kFleetTop, 1}};
     long gpoId = 10001;
     long peerId = 10001;
@@ -159,8 +154,7 @@ void fleetMake() {
             gFleetPeers.push_back(peerId);
         }
     }
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db);
     gFleetOus.push_back(0);
 }
 

@@ -163,15 +163,9 @@ void logPrefill(long n) {
         }
         sqlite3_bind_text(st, 27, "", -1, SQLITE_STATIC);
         sqlite3_bind_int64(st, 28, 1000 + i % 50);
-        if (sqlite3_step(st) != SQLITE_DONE) {
-            fprintf(stderr, "bench setup: %s\n", sqlite3_errmsg(db));
-            exit(1);
-        }
-        sqlite3_reset(st);
+        setupStep(db, st);
     }
-    sqlite3_finalize(st);
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db, st);
 }
 
 /* The log at n rows, log_limit n. Sizes only grow: each tops up the rows
@@ -470,11 +464,7 @@ int main(int argc, char** argv) {
     pairs.push_back({"BM_LogExpand", slow("BM_LogWrite/100000"), 0.10});
     pairs.push_back({slow("BM_LogList"), slow("BM_BareLogList"), 1.3});
 
-    sysrootMake(tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
-    benchmark::Initialize(&argc, argv);
     GrowthReporter reporter(std::move(pairs));
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    sysrootRemove();
-    return 0;
+    return runWith(argc, argv, reporter,
+                   tarnroot::kRootDatabase | tarnroot::kRootData | tarnroot::kRootDefaults);
 }

@@ -110,14 +110,11 @@ void seedRows(int n) {
     static bool done = false;
     if (done) return;
     done = true;
-    sqlite3* db = nullptr;
-    sqlite3_open(dbPath().c_str(), &db);
-    execOrDie(db, "BEGIN");
+    sqlite3* db = setupBegin(dbPath());
     for (int i = 0; i < n; i++) {
         execOrDie(db, "INSERT INTO ou(name, parent_id) VALUES('row " + std::to_string(i) + "', 0)");
     }
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db);
 }
 
 void BM_OuList(benchmark::State& state) {

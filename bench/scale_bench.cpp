@@ -65,9 +65,7 @@ Tree treeLoad(long peers) {
         for (long i = 0; i < n; i++) level.push_back(nextId++);
         t.levels.push_back(level);
     }
-    sqlite3* db = nullptr;
-    sqlite3_open(dbPath().c_str(), &db);
-    execOrDie(db, "BEGIN");
+    sqlite3* db = setupBegin(dbPath());
     sqlite3_stmt* ou = nullptr;
     sqlite3_stmt* gpo = nullptr;
     sqlite3_stmt* peer = nullptr;
@@ -80,13 +78,7 @@ Tree treeLoad(long peers) {
     sqlite3_prepare_v2(db, "INSERT INTO peer(id, sn, hostname, parent_id) VALUES(?,?,?,?)", -1,
                        &peer, nullptr);
     long gpoId = 1;
-    auto step = [&](sqlite3_stmt* st) {
-        if (sqlite3_step(st) != SQLITE_DONE) {
-            fprintf(stderr, "bench setup: %s\n", sqlite3_errmsg(db));
-            exit(1);
-        }
-        sqlite3_reset(st);
-    };
+    auto step = [&](sqlite3_stmt* st) { setupStep(db, st); };
     // n policies on an owner; the link text of the owner.
     auto policies = [&](long owner, int n) {
         std::string order = "{\"order\":[";
@@ -138,8 +130,7 @@ Tree treeLoad(long peers) {
     sqlite3_finalize(ou);
     sqlite3_finalize(gpo);
     sqlite3_finalize(peer);
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db);
     t.leafOu = t.levels[0][t.levels[0].size() / 2];
     return t;
 }
@@ -155,9 +146,7 @@ void logLoad(long rows) {
         fprintf(stderr, "bench setup: cannot lay out the log database\n");
         exit(1);
     }
-    sqlite3* db = nullptr;
-    sqlite3_open((sysroot() + VUROTARNLOG_DB_PATH).c_str(), &db);
-    execOrDie(db, "BEGIN");
+    sqlite3* db = setupBegin(sysroot() + VUROTARNLOG_DB_PATH);
     sqlite3_stmt* st = nullptr;
     std::string sql =
         "INSERT INTO log (happen_time, level, user_id, obj_id, parent_obj_id, username, chs, cht, "
@@ -178,15 +167,9 @@ void logLoad(long rows) {
         for (int l = 0; l < VUROTARNLOG_LANG_COUNT; l++) {
             sqlite3_bind_text(st, 5 + l, text.c_str(), -1, SQLITE_TRANSIENT);
         }
-        if (sqlite3_step(st) != SQLITE_DONE) {
-            fprintf(stderr, "bench setup: %s\n", sqlite3_errmsg(db));
-            exit(1);
-        }
-        sqlite3_reset(st);
+        setupStep(db, st);
     }
-    sqlite3_finalize(st);
-    execOrDie(db, "COMMIT");
-    sqlite3_close(db);
+    setupEnd(db, st);
 }
 
 using Clock = std::chrono::steady_clock;

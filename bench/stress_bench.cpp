@@ -71,24 +71,33 @@ void writesPerSecond(benchmark::State& state, double totalSecs) {
     }
 }
 
-std::string ouName(int w, int n) { return "w" + std::to_string(w) + "-" + std::to_string(n); }
-
-void BM_ConcurrentWrites(benchmark::State& state) {
+/* Rounds of kProcesses writers, each writing its OUs through write(name);
+ * the names carry the prefix, the round, the writer and the step, so that
+ * no two rows of any run share one. */
+template <class Write>
+void concurrentRounds(benchmark::State& state, const std::string& prefix, Write write) {
     static int round = 0;
     double total = 0;
     setupOnce();
     for (auto _ : state) {
         int r = round++;
-        double secs = runProcesses([r](int w, int n) {
-            VURO_TARN_OU ou;
-            ou.str_name = "r" + std::to_string(r) + ouName(w, n);
-            if (VUROTARNOuCreate(&ou) != 0) return -1;
-            ou.str_name += " renamed";
-            return VUROTARNOuSet(&ou);
+        double secs = runProcesses([&](int w, int n) {
+            return write(prefix + "r" + std::to_string(r) + "w" + std::to_string(w) + "-" +
+                         std::to_string(n));
         });
         report(state, secs, total);  // two writes per step
     }
     writesPerSecond(state, total);
+}
+
+void BM_ConcurrentWrites(benchmark::State& state) {
+    concurrentRounds(state, "", [](const std::string& name) {
+        VURO_TARN_OU ou;
+        ou.str_name = name;
+        if (VUROTARNOuCreate(&ou) != 0) return -1;
+        ou.str_name += " renamed";
+        return VUROTARNOuSet(&ou);
+    });
 }
 
 /* What one logged write must issue at least: the row with its read-back on
@@ -127,18 +136,9 @@ int bareWrite(const std::string& name) {
 }
 
 void BM_BareConcurrentWrites(benchmark::State& state) {
-    static int round = 0;
-    double total = 0;
-    setupOnce();
-    for (auto _ : state) {
-        int r = round++;
-        double secs = runProcesses([r](int w, int n) {
-            std::string name = "bare r" + std::to_string(r) + ouName(w, n);
-            return bareWrite(name) == 0 && bareWrite(name + " renamed") == 0 ? 0 : -1;
-        });
-        report(state, secs, total);
-    }
-    writesPerSecond(state, total);
+    concurrentRounds(state, "bare ", [](const std::string& name) {
+        return bareWrite(name) == 0 && bareWrite(name + " renamed") == 0 ? 0 : -1;
+    });
 }
 
 BENCHMARK(BM_ConcurrentWrites)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);

@@ -191,8 +191,7 @@ int main(int argc, char** argv) {
     setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
     // The directories and defaults hold credential.conf and the CA file the
     // simulator adds its CA to.
-    tarnbench::sysrootMake(tarnroot::kRootDirs | tarnroot::kRootDatabase |
-                           tarnroot::kRootDefaults);
+    tarnbench::sysrootMake(tarnroot::kRootDirs | tarnroot::kRootDatabase | tarnroot::kRootDefaults);
     std::string root = tarnbench::sysroot();
     tarntest::PeerSimOptions o;
     o.root = root;

@@ -49,9 +49,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> parts = inputSplit(data, size, 2);
-    sqlite3_bind_text(gCacheSet, 1, parts[0].data(), (int)parts[0].size(), SQLITE_TRANSIENT);
-    sqlite3_step(gCacheSet);
-    sqlite3_reset(gCacheSet);
+    stmtRunWith(gCacheSet, parts[0]);
 
     // The delegates set reads the stored caches as they are.
     Json::Value jSet(Json::objectValue);

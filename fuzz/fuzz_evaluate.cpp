@@ -43,9 +43,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> parts = inputSplit(data, size, 2);
-    sqlite3_bind_text(gSettingSet, 1, parts[1].data(), (int)parts[1].size(), SQLITE_TRANSIENT);
-    sqlite3_step(gSettingSet);
-    sqlite3_reset(gSettingSet);
+    stmtRunWith(gSettingSet, parts[1]);
 
     // The caller's order text, in a buffer of exactly its size.
     std::vector<char> order(parts[0].begin(), parts[0].end());

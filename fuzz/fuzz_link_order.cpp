@@ -19,12 +19,6 @@ sqlite3* gDb = nullptr;
 sqlite3_stmt* gOuSet = nullptr;
 sqlite3_stmt* gPeerSet = nullptr;
 
-void linkStore(sqlite3_stmt* stmt, const std::string& text) {
-    sqlite3_bind_text(stmt, 1, text.data(), (int)text.size(), SQLITE_TRANSIENT);
-    sqlite3_step(stmt);
-    sqlite3_reset(stmt);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -53,8 +47,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> parts = inputSplit(data, size, 2);
-    linkStore(gOuSet, parts[0]);
-    linkStore(gPeerSet, parts[1]);
+    stmtRunWith(gOuSet, parts[0]);
+    stmtRunWith(gPeerSet, parts[1]);
 
     Json::Value jOrder(Json::arrayValue);
     VUROTARNGpoGetOrder(7, VURO_TARN_TYPE_PEER, jOrder);

@@ -105,6 +105,12 @@ std::vector<std::string> inputSplit(const uint8_t* data, size_t size, size_t n) 
     return parts;
 }
 
+void stmtRunWith(sqlite3_stmt* stmt, const std::string& text) {
+    sqlite3_bind_text(stmt, 1, text.data(), (int)text.size(), SQLITE_TRANSIENT);
+    sqlite3_step(stmt);
+    sqlite3_reset(stmt);
+}
+
 }  // namespace tarnfuzz
 
 extern "C" {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+typedef struct sqlite3_stmt sqlite3_stmt;
+
 namespace tarnfuzz {
 
 /* Makes the root below a fresh temp directory and points VURO_SYSROOT at
@@ -23,6 +25,10 @@ void rootSql(const std::string& text);
 /* Writes data to the file of a system path; setting the mtime to a fresh
  * second each time keeps readers with a parsed cache from mixing inputs. */
 void rootFileWrite(const std::string& sysPath, const std::string& data);
+
+/* Runs a prepared statement once with text as its one parameter, and
+ * leaves it ready for the next; its result does not matter to a target. */
+void stmtRunWith(sqlite3_stmt* stmt, const std::string& text);
 
 /* The input cut at NUL bytes into at most n texts (the last keeps the
  * rest, NULs included, so that it still ends at the first of them). */

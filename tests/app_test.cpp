@@ -77,6 +77,15 @@ TEST_F(AppTest, UpsertWritesOnlyWhatItCompares) {
     EXPECT_EQ("Akten", col("name_ger", id));
     EXPECT_NE("1000", col("mtime", id));
 
+    // A negative number is compared as it is stored: the second Set of the
+    // same record writes nothing.
+    VUROTARNAppItemSetPort(&same, -1);
+    ASSERT_OK(VUROTARNAppSet(&same));
+    EXPECT_EQ("-1", col("port", id));
+    execCountReset("INSERT OR REPLACE INTO app");
+    ASSERT_OK(VUROTARNAppSet(&same));
+    EXPECT_EQ(0, execCount());
+
     // The key is (peer, app id): another peer's "files" is a row of its own.
     VURO_TARN_APP other = makeApp(2, "files");
     ASSERT_OK(VUROTARNAppCreate(&other));

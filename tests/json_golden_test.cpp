@@ -210,61 +210,41 @@ VURO_TARN_PKG makePkg(const std::string& extra, unsigned int status, unsigned in
     return pkg;
 }
 
+/* Both forms of a family whose StructToJson takes no language. */
+template <class Rec>
+void emitBoth(std::map<std::string, std::string>& out, const std::string& name, const Rec& rec,
+              int (*toJson)(const Rec*, const Json::Value&, Json::Value&),
+              int (*fromJson)(Json::Value&, Rec*)) {
+    emitOut(out, name, [&](const Json::Value& a, Json::Value& j) { return toJson(&rec, a, j); });
+    emitIn(out, name, rec, fromJson,
+           [&](const Rec& r, Json::Value& j) { toJson(&r, Json::Value(), j); });
+}
+
 std::map<std::string, std::string> currentOutput() {
     std::map<std::string, std::string> out;
     const VURO_TARN_OU ou = makeOu();
-    auto ouOut = [](const VURO_TARN_OU& r, Json::Value& j) {
-        VUROTARNOuStructToJson(&r, Json::Value(), j);
-    };
-    emitOut(out, "ou", [&](const Json::Value& a, Json::Value& j) {
-        return VUROTARNOuStructToJson(&ou, a, j);
-    });
-    emitIn(out, "ou", ou, VUROTARNOuJsonToStruct, ouOut);
+    emitBoth(out, "ou", ou, VUROTARNOuStructToJson, VUROTARNOuJsonToStruct);
 
     const VURO_TARN_PEER peer = makePeer();
-    auto peerOut = [](const VURO_TARN_PEER& r, Json::Value& j) {
-        VUROTARNPeerStructToJson(&r, Json::Value(), j);
-    };
-    emitOut(out, "peer", [&](const Json::Value& a, Json::Value& j) {
-        return VUROTARNPeerStructToJson(&peer, a, j);
-    });
-    emitIn(out, "peer", peer, VUROTARNPeerJsonToStruct, peerOut);
+    emitBoth(out, "peer", peer, VUROTARNPeerStructToJson, VUROTARNPeerJsonToStruct);
 
     const VURO_TARN_GPO gpo = makeGpo();
-    auto gpoOut = [](const VURO_TARN_GPO& r, Json::Value& j) {
-        VUROTARNGpoStructToJson(&r, Json::Value(), j);
-    };
-    emitOut(out, "gpo", [&](const Json::Value& a, Json::Value& j) {
-        return VUROTARNGpoStructToJson(&gpo, a, j);
-    });
-    emitIn(out, "gpo", gpo, VUROTARNGpoJsonToStruct, gpoOut);
+    emitBoth(out, "gpo", gpo, VUROTARNGpoStructToJson, VUROTARNGpoJsonToStruct);
     {
         // The id as a decimal text with a tail, and an empty setting kept.
         VURO_TARN_GPO g = gpo;
         Json::Value jIn = parse("{\"id\":\"  -31abc\",\"setting\":[]}");
         VUROTARNGpoJsonToStruct(jIn, &g);
         Json::Value j;
-        gpoOut(g, j);
+        VUROTARNGpoStructToJson(&g, Json::Value(), j);
         out["gpo/in-id-text"] = vurojson::toString(j);
     }
 
     const VURO_TARN_DELEGATE d = makeDelegate();
-    auto delegateOut = [](const VURO_TARN_DELEGATE& r, Json::Value& j) {
-        VUROTARNDelegateStructToJson(&r, Json::Value(), j);
-    };
-    emitOut(out, "delegate", [&](const Json::Value& a, Json::Value& j) {
-        return VUROTARNDelegateStructToJson(&d, a, j);
-    });
-    emitIn(out, "delegate", d, VUROTARNDelegateJsonToStruct, delegateOut);
+    emitBoth(out, "delegate", d, VUROTARNDelegateStructToJson, VUROTARNDelegateJsonToStruct);
 
     const VURO_TARN_INFO info = makeInfo();
-    auto infoOut = [](const VURO_TARN_INFO& r, Json::Value& j) {
-        VUROTARNInfoStructToJson(&r, Json::Value(), j);
-    };
-    emitOut(out, "info", [&](const Json::Value& a, Json::Value& j) {
-        return VUROTARNInfoStructToJson(&info, a, j);
-    });
-    emitIn(out, "info", info, VUROTARNInfoJsonToStruct, infoOut);
+    emitBoth(out, "info", info, VUROTARNInfoStructToJson, VUROTARNInfoJsonToStruct);
 
     const VURO_TARN_APP app = makeApp();
     for (const char* szLang : {"ger", "jpn", "xyz"}) {

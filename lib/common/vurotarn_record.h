@@ -3,31 +3,35 @@
  * VurotarnRecord<Traits>. What its traits must give (checked below, each
  * with its own message):
  *
- *   from VurotarnTraitsBase<Rec, Env>: Rec (the record: id, mtime, pNext,
+ *   from VurotarnTraitsBase<Rec, Env> (or VurotarnInventoryTraitsBase for
+ *   the keyed families with unsigned ids): Rec (the record: id, mtime, pNext,
  *     available), Id, Env (the hook environment: pOrg, pNew, pPlugin,
  *     iResult) and the defaults it may override (hook buffers, keyed upsert,
  *     change log on Set, id rules, onAlloc/onClear/onDeleted, JSON node type
  *     and "additional" rule, jsonOut/jsonIn for what a field cannot say);
  *   names: kWord (messages), kTable, kRecArg and kListArg (argument checks),
- *     kModule, kHookCreate, kHookSet, kHookDelete (plug-ins);
+ *     kModule, kHookCreate, kHookSet, kHookDelete (plug-ins), most of them
+ *     through VUROTARN_TRAITS_NAMES and VUROTARN_TRAITS_HOOKS;
  *   kFields: the field table, an array of VurotarnField<Rec>: column, hook
- *     argument, JSON key and kind of each member;
- *   kLog: its change-log writer, or the base's nullptr;
- *   SQL texts: insertSql, updateSql and readBackSql, or with kKeyedUpsert
- *     fullMatchSql, keyQuerySql and upsertSql.
+ *     argument, JSON key and kind of each member, and how it is stored
+ *     (with kKeyedUpsert, at least one kColKey field picks the row);
+ *   kLog: its change-log writer, or the base's nullptr.
  *
- * A family keeps no storage functions of its own beyond these texts: its
- * verbs call VurotarnRecord<Traits>::createSqlite and the rest directly.
+ * A family keeps no storage functions or SQL texts of its own: the
+ * statements are built from the field table, and its verbs call
+ * VurotarnRecord<Traits>::createSqlite and the rest directly.
  *
  * The layers, one header each: fields and fill with the JSON forms
  * (vurotarn_record_fields.h), hooks (_hooks.h), storage (_storage.h) and
- * operations (_ops.h). */
+ * operations (_ops.h); the macros of a family's traits, verbs and item
+ * accessors (_export.h). */
 #ifndef VUROTARN_RECORD_H
 #define VUROTARN_RECORD_H
 
 #include <type_traits>
 #include <utility>
 
+#include "common/vurotarn_record_export.h"
 #include "common/vurotarn_record_fields.h"
 #include "common/vurotarn_record_hooks.h"
 #include "common/vurotarn_record_ops.h"
@@ -44,7 +48,6 @@
 #define VUROTARN_R_ std::declval<typename T::Rec&>()
 #define VUROTARN_E_ std::declval<typename T::Env&>()
 #define VUROTARN_TEXT_(name) std::declval<const char*&>() = T::name
-#define VUROTARN_SQL_(fn, ...) std::declval<char*&>() = T::fn(VUROTARN_R_, ##__VA_ARGS__)
 
 VUROTARN_TRAITS_DETECTOR(VurotarnHasTypes,
                          (std::declval<typename T::Id&>(), VUROTARN_R_, VUROTARN_E_));
@@ -58,16 +61,9 @@ VUROTARN_TRAITS_DETECTOR(VurotarnHasNames, (VUROTARN_TEXT_(kWord), VUROTARN_TEXT
                                             VUROTARN_TEXT_(kHookSet), VUROTARN_TEXT_(kHookDelete)));
 VUROTARN_TRAITS_DETECTOR(VurotarnHasFields,
                          static_cast<const VurotarnField<typename T::Rec>&>(T::kFields[0]));
-VUROTARN_TRAITS_DETECTOR(VurotarnHasInsertSql,
-                         (VUROTARN_SQL_(insertSql, 0L), VUROTARN_SQL_(updateSql, 0L),
-                          VUROTARN_SQL_(readBackSql, 0L)));
-VUROTARN_TRAITS_DETECTOR(VurotarnHasUpsertSql,
-                         (VUROTARN_SQL_(fullMatchSql), VUROTARN_SQL_(keyQuerySql),
-                          VUROTARN_SQL_(upsertSql, "")));
 #undef VUROTARN_R_
 #undef VUROTARN_E_
 #undef VUROTARN_TEXT_
-#undef VUROTARN_SQL_
 
 template <class T>
 struct VurotarnTraitsCheck {
@@ -82,10 +78,6 @@ struct VurotarnTraitsCheck {
                   "kHookSet and kHookDelete as texts");
     static_assert(VurotarnHasFields<T>::value,
                   "traits: give kFields, an array of VurotarnField<Rec>");
-    static_assert(T::kKeyedUpsert || VurotarnHasInsertSql<T>::value,
-                  "traits: give insertSql, updateSql and readBackSql (Rec, pid)");
-    static_assert(!T::kKeyedUpsert || VurotarnHasUpsertSql<T>::value,
-                  "traits with kKeyedUpsert: give fullMatchSql, keyQuerySql and upsertSql");
 };
 
 /* ---- the pattern: the layers over one family's traits ---- */

@@ -2,7 +2,8 @@
  * is read from a row, passed to a hook and shown in JSON (the field table),
  * the traits every family starts from, and the record layer over the table:
  * allocation, item getters and setters, fill callbacks and both JSON forms.
- * vurotarn_record.h puts the layers together. */
+ * vurotarn_record.h puts the layers together; the macros a family writes
+ * its traits and exported functions with are in vurotarn_record_export.h. */
 #ifndef VUROTARN_RECORD_FIELDS_H
 #define VUROTARN_RECORD_FIELDS_H
 
@@ -40,6 +41,14 @@ enum : unsigned {
     kJsonBoolSet = 1u << 8,    // shown as true when not 0
 };
 
+/* How a field is stored: the statements are built from the table. */
+enum : unsigned {
+    kColKey = 1u << 9,        // picks the row of a keyed upsert
+    kColNoMatch = 1u << 10,   // a change of it alone is no reason to write
+    kColJoined = 1u << 11,    // read through the join, stored elsewhere
+    kColUnsigned = 1u << 12,  // written as its unsigned 64-bit value
+};
+
 template <class Rec>
 struct VurotarnField {
     const char* szColumn;  // column name in the table
@@ -48,7 +57,7 @@ struct VurotarnField {
     void (*fromColumn)(Rec& rec, const char* szValue);
     std::string (*toText)(const Rec& rec);
     const char* szJson;  // key in the JSON forms; NULL: not shown
-    unsigned jsonFlags;
+    unsigned flags;      // kJson... and kCol...
     Json::Value (*toJson)(const Rec& rec);
     void (*fromJson)(Rec& rec, const Json::Value& v);
 };
@@ -128,12 +137,9 @@ void vurotarnFieldFromJson(typename VurotarnMemberOf<decltype(M)>::Class& rec,
 }
 
 /* A column only: read from rows and passed to hooks, not in the JSON forms. */
-#define VUROTARN_FIELD(Rec, member, column, hook)                                                \
-    VurotarnField<Rec> {                                                                         \
-        column, hook, std::is_same_v<decltype(Rec::member), std::string>,                        \
-            &vurotarnFieldFromColumn<&Rec::member>, &vurotarnFieldToText<&Rec::member>, NULL, 0, \
-            NULL, NULL                                                                           \
-    }
+#define VUROTARN_FIELD(Rec, member, column, hook) VUROTARN_FIELD_F(Rec, member, column, hook, 0)
+#define VUROTARN_FIELD_F(Rec, member, column, hook, flags) \
+    VUROTARN_FIELD_JSON(Rec, member, column, hook, NULL, flags)
 
 /* A column shown in JSON under its own name, or under key. */
 #define VUROTARN_FIELD_J(Rec, member, column, hook, flags) \
@@ -152,6 +158,21 @@ void vurotarnReport(bool blTrace, const char* file, int line, const char* fmt, .
     __attribute__((format(printf, 4, 5)));
 #define VUROTARN_REPORT(blTrace, fmt, ...) \
     vurotarnReport((blTrace), __FILE__, __LINE__, fmt, ##__VA_ARGS__)
+
+/* A record's name in szLang through a table of {szLang, member} rows (to
+ * its end or to a row without a code): that name, or fallback when the
+ * code is unknown, the name empty or szLang NULL. */
+template <class Rec, class Row>
+const std::string& vurotarnNameInLang(const Rec& rec, const Row* rows, size_t cRows,
+                                      const char* szLang, const std::string& fallback) {
+    for (size_t i = 0; szLang != NULL && i < cRows && rows[i].szLang != NULL; i++) {
+        if (strcmp(rows[i].szLang, szLang) == 0) {
+            const std::string& name = rec.*rows[i].member;
+            return name.empty() ? fallback : name;
+        }
+    }
+    return fallback;
+}
 
 /* "__null != pOu" and its likes, for checks written once for all families. */
 inline std::string vurotarnArgText(const char* szLeft, const char* szRight) {
@@ -174,7 +195,6 @@ struct VurotarnTraitsBase {
     static constexpr bool kKeyedUpsert = false;
     static constexpr bool kLogOnSet = true;
     static constexpr bool kSetReportsAsTrace = false;
-    static constexpr const char* kSqlAllocFailText = "Failed to malloc SQL";
     static constexpr int kGetFoundMin = 1;  // no row is a failed Get
     // Reads: "SELECT * FROM <table>" unless a family reads through a join,
     // and the id column as the WHERE of a read by id names it.
@@ -202,6 +222,22 @@ struct VurotarnTraitsBase {
     static void jsonOut(const Rec&, const char* /*szLang*/, const Json::Value& /*jAdditional*/,
                         Json::Value& /*jRet*/) {}
     static void jsonIn(const Json::Value&, Rec&) {}
+};
+
+/* The inventory families (applications, packages, server information):
+ * unsigned ids, all ones for a record not stored yet, a key that picks the
+ * row so that Set is the same upsert as Create, and a missing row that is
+ * no failure (Set and Delete go on to the write). */
+template <class R, class E>
+struct VurotarnInventoryTraitsBase : VurotarnTraitsBase<R, E> {
+    using Id = unsigned long long;
+
+    static constexpr bool kKeyedUpsert = true;
+    static constexpr int kGetFoundMin = 0;
+
+    static bool isNewId(Id id) { return id == ~0ULL; }
+    static bool isInvalidSetId(Id id) { return id == ~0ULL; }
+    static std::string idText(Id id) { return std::to_string(id); }
 };
 
 /* ---- record layer ---- */
@@ -333,7 +369,7 @@ struct VurotarnRecordFields {
             jRet["additional"] = Json::Value(Json::objectValue);
         }
         for (const VurotarnField<Rec>& field : T::kFields) {
-            const unsigned f = field.jsonFlags;
+            const unsigned f = field.flags;
             if (field.szJson == NULL || (f & (kJsonOut | kJsonWanted | kJsonMore)) == 0) {
                 continue;
             }
@@ -356,7 +392,7 @@ struct VurotarnRecordFields {
             return 0;
         }
         for (const VurotarnField<Rec>& field : T::kFields) {
-            if (field.szJson != NULL && (field.jsonFlags & kJsonIn) != 0 &&
+            if (field.szJson != NULL && (field.flags & kJsonIn) != 0 &&
                 jVal.isMember(field.szJson)) {
                 field.fromJson(*p, jVal[field.szJson]);
             }

@@ -120,35 +120,31 @@ struct VurotarnRecordOps {
         return 0;
     }
 
-    static int createMultiple(Rec* pList) {
-        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
-                                0, return -1);
+    /* fn on each record of the list in turn, up to the first that fails. */
+    template <class Fn>
+    static int eachOf(Rec* pList, Fn fn) {
         for (Rec* p = pList; p != NULL; p = p->pNext) {
-            if (create(p) < 0) {
+            if (fn(p) < 0) {
                 return -1;
             }
         }
         return 0;
+    }
+
+    static int createMultiple(Rec* pList) {
+        VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
+                                0, return -1);
+        return eachOf(pList, create);
     }
 
     static int setMultiple(Rec* pList) {
         VUROTARN_ARG_CHECK_TEXT(pList != NULL, vurotarnArgText("__null != ", T::kListArg).c_str(),
                                 0, return -1);
-        for (Rec* p = pList; p != NULL; p = p->pNext) {
-            if (set(p) < 0) {
-                return -1;
-            }
-        }
-        return 0;
+        return eachOf(pList, set);
     }
 
     static int deleteList(Rec* pList) {
-        for (Rec* p = pList; p != NULL; p = p->pNext) {
-            if (del(p->id) < 0) {
-                return -1;
-            }
-        }
-        return 0;
+        return eachOf(pList, [](Rec* p) { return del(p->id); });
     }
 
     template <class IdArg>

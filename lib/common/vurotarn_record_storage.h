@@ -1,9 +1,12 @@
 /* vurotarn_record_storage.h - the record pattern's storage layer: INSERT or
  * keyed upsert with read-back, UPDATE, DELETE, reads by id and list queries
- * into the fill callbacks, each statement whole or refused. */
+ * into the fill callbacks, each statement whole or refused. The write
+ * statements are built from the family's field table. */
 #ifndef VUROTARN_RECORD_STORAGE_H
 #define VUROTARN_RECORD_STORAGE_H
 
+#include <stdlib.h>
+#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -30,6 +33,116 @@ struct VurotarnRecordStorage {
         return 0;
     }
 
+    /* -- statements from the field table: values as their text, strings
+     * quoted, so that caller text never becomes SQL -- */
+
+    static bool stored(const VurotarnField<Rec>& field) { return (field.flags & kColJoined) == 0; }
+
+    static void appendValue(std::string& sql, const VurotarnField<Rec>& field, const Rec& rec) {
+        const std::string text = field.toText(rec);
+        if ((field.flags & kColUnsigned) != 0) {
+            sql += std::to_string((unsigned long long)strtoll(text.c_str(), NULL, 10));
+        } else if (!field.blText) {
+            sql += text;
+        } else {
+            // Up to the first NUL, as C text: what %q quoted.
+            sql += '\'';
+            for (const char* s = text.c_str(); *s != '\0'; s++) {
+                sql += *s;
+                if (*s == '\'') {
+                    sql += '\'';
+                }
+            }
+            sql += '\'';
+        }
+    }
+
+    /* "c1=v1<sep>c2=v2..." over the stored fields that pass keep. */
+    template <class Keep>
+    static void appendPairs(std::string& sql, const Rec& rec, const char* szSep, Keep keep) {
+        bool first = true;
+        for (const VurotarnField<Rec>& field : T::kFields) {
+            if (!stored(field) || !keep(field)) {
+                continue;
+            }
+            if (!first) {
+                sql += szSep;
+            }
+            first = false;
+            sql += field.szColumn;
+            sql += '=';
+            appendValue(sql, field, rec);
+        }
+    }
+
+    static bool isIdField(const VurotarnField<Rec>& field) {
+        return strcmp(field.szColumn, "id") == 0;
+    }
+
+    static std::string insertText(const Rec& rec, long pid) {
+        std::string cols, vals;
+        for (const VurotarnField<Rec>& field : T::kFields) {
+            if (stored(field) && !isIdField(field)) {
+                cols += std::string(field.szColumn) + ", ";
+                appendValue(vals, field, rec);
+                vals += ", ";
+            }
+        }
+        return std::string("INSERT INTO ") + T::kTable + " ( " + cols + "pid) VALUES ( " + vals +
+               std::to_string(pid) + ");";
+    }
+
+    static std::string updateText(const Rec& rec, long pid) {
+        std::string sql = std::string("UPDATE ") + T::kTable + " SET ";
+        appendPairs(sql, rec, ", ", [](const VurotarnField<Rec>&) { return true; });
+        return sql + ", pid=" + std::to_string(pid) + " WHERE id=" + T::idText(rec.id) + ";";
+    }
+
+    // The row of rec.id with every column as written: the read-back of
+    // both Create (by the inserted row's id) and Set.
+    static std::string readBackText(const Rec& rec, long pid) {
+        std::string sql = std::string("SELECT id FROM ") + T::kTable + " WHERE ";
+        appendPairs(sql, rec, " AND ", [](const VurotarnField<Rec>&) { return true; });
+        return sql + " AND pid=" + std::to_string(pid) + ";";
+    }
+
+    // The row as it would be written, but for its id, mtime and the columns
+    // whose change alone is not written.
+    static std::string fullMatchText(const Rec& rec) {
+        std::string sql = std::string("SELECT id FROM ") + T::kTable + " WHERE ";
+        appendPairs(sql, rec, " AND ", [](const VurotarnField<Rec>& field) {
+            return !isIdField(field) && strcmp(field.szColumn, "mtime") != 0 &&
+                   (field.flags & kColNoMatch) == 0;
+        });
+        return sql + ";";
+    }
+
+    static std::string keyQueryText(const Rec& rec) {
+        std::string sql = std::string("SELECT id FROM ") + T::kTable + " WHERE ";
+        appendPairs(sql, rec, " AND ",
+                    [](const VurotarnField<Rec>& field) { return (field.flags & kColKey) != 0; });
+        return sql;
+    }
+
+    // Under the key's id when the key has a row, a new one otherwise.
+    static std::string upsertText(const Rec& rec, const std::string& keyQuery) {
+        std::string cols, vals;
+        for (const VurotarnField<Rec>& field : T::kFields) {
+            if (!stored(field)) {
+                continue;
+            }
+            cols += std::string(cols.empty() ? "" : ", ") + field.szColumn;
+            vals += vals.empty() ? "" : ", ";
+            if (isIdField(field)) {
+                vals += "(" + keyQuery + ")";
+            } else {
+                appendValue(vals, field, rec);
+            }
+        }
+        return std::string("INSERT OR REPLACE INTO ") + T::kTable + " ( " + cols + ") VALUES ( " +
+               vals + ");";
+    }
+
     /* INSERT (or, for keyed families, the upsert by key) and read-back. */
     static int createSqlite(Rec* p) {
         long pid = (long)getpid();
@@ -40,12 +153,7 @@ struct VurotarnRecordStorage {
             return upsertSqlite(db, p);
         } else {
             p->mtime = time(NULL);
-            VurotarnSqlText sql(T::insertSql(*p, pid));
-            if (!sql) {
-                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-                return -1;
-            }
-            if (db.exec(sql.get()) != 0) {
+            if (db.exec(insertText(*p, pid).c_str()) != 0) {
                 return -1;
             }
             // The row this insert made, by its own id, with every column
@@ -53,14 +161,8 @@ struct VurotarnRecordStorage {
             // theirs, and a row changed on the way still fails the write.
             const Id idBefore = p->id;
             p->id = (Id)db.lastInsertRowid();
-            VurotarnSqlText check(T::readBackSql(*p, pid));
-            if (!check) {
-                p->id = idBefore;
-                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-                return -1;
-            }
             Rec tmpCreate;
-            if (readBack(db, check.get(), &tmpCreate) < 0) {
+            if (readBack(db, readBackText(*p, pid).c_str(), &tmpCreate) < 0) {
                 p->id = idBefore;
                 return -1;
             }
@@ -77,56 +179,32 @@ struct VurotarnRecordStorage {
             VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                     return -1);
             p->mtime = time(NULL);
-            VurotarnSqlText sql(T::updateSql(*p, pid));
-            if (!sql) {
-                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-                return -1;
-            }
-            if (db.exec(sql.get()) != 0) {
-                return -1;
-            }
-            VurotarnSqlText check(T::readBackSql(*p, pid));
-            if (!check) {
-                VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
+            if (db.exec(updateText(*p, pid).c_str()) != 0) {
                 return -1;
             }
             Rec tmpUpdate;
-            return readBack(db, check.get(), &tmpUpdate);
+            return readBack(db, readBackText(*p, pid).c_str(), &tmpUpdate);
         }
     }
 
     /* Keyed upsert: an unchanged row is left alone (its mtime too); a
      * changed or new one is written under the key's id. */
     static int upsertSqlite(VurotarnConnection& db, Rec* p) {
-        VurotarnSqlText match(T::fullMatchSql(*p));
-        if (!match) {
-            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-            return -1;
-        }
+        const std::string match = fullMatchText(*p);
         Rec tmpMatch;
-        if (db.exec(match.get(), R::fillOne, &tmpMatch) != 0) {
+        if (db.exec(match.c_str(), R::fillOne, &tmpMatch) != 0) {
             return -1;
         }
         if (tmpMatch.available) {
             p->id = tmpMatch.id;
             return 0;
         }
-        VurotarnSqlText key(T::keyQuerySql(*p));
-        if (!key) {
-            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-            return -1;
-        }
         p->mtime = time(NULL);
-        VurotarnSqlText sql(T::upsertSql(*p, key.get()));
-        if (!sql) {
-            VUROTARN_REPORT(false, "%s", T::kSqlAllocFailText);
-            return -1;
-        }
-        if (db.exec(sql.get()) != 0) {
+        if (db.exec(upsertText(*p, keyQueryText(*p)).c_str()) != 0) {
             return -1;
         }
         Rec tmpCheck;
-        if (readBack(db, match.get(), &tmpCheck) < 0) {
+        if (readBack(db, match.c_str(), &tmpCheck) < 0) {
             return -1;
         }
         p->id = tmpCheck.id;

@@ -15,34 +15,16 @@
  * peer's icons. 0, or -1 with a condition trace when rm cannot run. */
 int VUROTARNAppIcoDeleten(unsigned long long id);
 
-struct VurotarnAppTraits : VurotarnTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGIN_ENV> {
-    using Id = unsigned long long;
-
-    static constexpr const char* kWord = "VURO_TARN_APP";
-    static constexpr const char* kTable = "app";
-    static constexpr const char* kRecArg = "pApp";
-    static constexpr const char* kListArg = "pAppList";
-    static constexpr const char* kModule = "tarnapp";
-    static constexpr const char* kHookCreate = "tarnapp/tarnapp_create";
-    static constexpr const char* kHookSet = "tarnapp/tarnapp_set";
-    static constexpr const char* kHookDelete = "tarnapp/tarnapp_delete";
-    // (peer_id, app_id) picks the row: Set is the same upsert as Create.
-    static constexpr bool kKeyedUpsert = true;
-    static constexpr int kGetFoundMin = 0;  // a missing row is no failure
+struct VurotarnAppTraits : VurotarnInventoryTraitsBase<VURO_TARN_APP, VURO_TARN_APP_PLUGIN_ENV> {
+    VUROTARN_TRAITS_NAMES("VURO_TARN_APP", "app", "pApp", "tarnapp");
+    VUROTARN_TRAITS_HOOKS("tarnapp");
     static constexpr bool kJsonMoreAlways = true;
     static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
                         Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[32];
 
-    static bool isNewId(Id id) { return id == ~0ULL; }
-    static bool isInvalidSetId(Id id) { return id == ~0ULL; }
-    static std::string idText(Id id) { return std::to_string(id); }
     static void onDeleted(Id id) { VUROTARNAppIcoDeleten(id); }
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnApp = VurotarnRecord<VurotarnAppTraits>;

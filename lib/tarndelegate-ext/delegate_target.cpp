@@ -171,9 +171,9 @@ int replaceRowsOfTarget(long nodeId, int nodeType, std::vector<VURO_TARN_DELEGAT
     long pid = (long)getpid();
     for (size_t i = 0; i < rows.size() && !blFailed; i++) {
         rows[i].mtime = time(NULL);
-        VurotarnSqlText sql(VurotarnDelegateTraits::insertSql(rows[i], pid));
+        const std::string sql = VurotarnDelegate::insertText(rows[i], pid);
         long id = -1;
-        blFailed = !sql || VUROTARN_STEP_FAILED(db.exec(sql.get())) ||
+        blFailed = VUROTARN_STEP_FAILED(db.exec(sql.c_str())) ||
                    VUROTARN_STEP_FAILED(db.exec("SELECT last_insert_rowid();", lastRowId, &id)) ||
                    id < 0;
         rows[i].id = id;

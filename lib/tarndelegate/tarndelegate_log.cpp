@@ -8,40 +8,33 @@
 
 namespace {
 
-struct DelegateLogMap {
-    int status_no;
-    int action;
-    long user_type;
-    long target_type;
-    const char* szSection;
-    const char* szKey;
-};
-
-const DelegateLogMap VUROTARNDELEGATE_LOG_STRING_MAP[] = {
-    {0, 0, 8, 2, "log", "delegate_create_by_user_under_ou"},
-    {0, 1, 8, 2, "log", "delegate_edit_by_user_under_ou"},
-    {0, 2, 8, 2, "log", "delegate_delete_by_user_under_ou"},
-    {0, 0, 8, 1, "log", "delegate_create_by_user_under_peer"},
-    {0, 1, 8, 1, "log", "delegate_edit_by_user_under_peer"},
-    {0, 2, 8, 1, "log", "delegate_delete_by_user_under_peer"},
-    {0, 0, 9, 2, "log", "delegate_create_by_group_under_ou"},
-    {0, 1, 9, 2, "log", "delegate_edit_by_group_under_ou"},
-    {0, 2, 9, 2, "log", "delegate_delete_by_group_under_ou"},
-    {0, 0, 9, 1, "log", "delegate_create_by_group_under_peer"},
-    {0, 1, 9, 1, "log", "delegate_edit_by_group_under_peer"},
-    {0, 2, 9, 1, "log", "delegate_delete_by_group_under_peer"},
-    {-1, 0, 8, 2, "log", "delegate_create_by_user_under_ou_faield"},
-    {-1, 1, 8, 2, "log", "delegate_edit_by_user_under_ou_faield"},
-    {-1, 2, 8, 2, "log", "delegate_delete_by_user_under_ou_faield"},
-    {-1, 0, 8, 1, "log", "delegate_create_by_user_under_peer_faield"},
-    {-1, 1, 8, 1, "log", "delegate_edit_by_user_under_peer_faield"},
-    {-1, 2, 8, 1, "log", "delegate_delete_by_user_under_peer_faield"},
-    {-1, 0, 9, 2, "log", "delegate_create_by_group_under_ou_faield"},
-    {-1, 1, 9, 2, "log", "delegate_edit_by_group_under_ou_faield"},
-    {-1, 2, 9, 2, "log", "delegate_delete_by_group_under_ou_faield"},
-    {-1, 0, 9, 1, "log", "delegate_create_by_group_under_peer_faield"},
-    {-1, 1, 9, 1, "log", "delegate_edit_by_group_under_peer_faield"},
-    {-1, 2, 9, 1, "log", "delegate_delete_by_group_under_peer_faield"},
+// Told apart by the user type (user 8, group 9) and the target's (peer 1,
+// OU 2).
+const VurotarnLogKey VUROTARNDELEGATE_LOG_STRING_MAP[] = {
+    {0, 0, "log", "delegate_create_by_user_under_ou", 8, 2},
+    {0, 1, "log", "delegate_edit_by_user_under_ou", 8, 2},
+    {0, 2, "log", "delegate_delete_by_user_under_ou", 8, 2},
+    {0, 0, "log", "delegate_create_by_user_under_peer", 8, 1},
+    {0, 1, "log", "delegate_edit_by_user_under_peer", 8, 1},
+    {0, 2, "log", "delegate_delete_by_user_under_peer", 8, 1},
+    {0, 0, "log", "delegate_create_by_group_under_ou", 9, 2},
+    {0, 1, "log", "delegate_edit_by_group_under_ou", 9, 2},
+    {0, 2, "log", "delegate_delete_by_group_under_ou", 9, 2},
+    {0, 0, "log", "delegate_create_by_group_under_peer", 9, 1},
+    {0, 1, "log", "delegate_edit_by_group_under_peer", 9, 1},
+    {0, 2, "log", "delegate_delete_by_group_under_peer", 9, 1},
+    {-1, 0, "log", "delegate_create_by_user_under_ou_faield", 8, 2},
+    {-1, 1, "log", "delegate_edit_by_user_under_ou_faield", 8, 2},
+    {-1, 2, "log", "delegate_delete_by_user_under_ou_faield", 8, 2},
+    {-1, 0, "log", "delegate_create_by_user_under_peer_faield", 8, 1},
+    {-1, 1, "log", "delegate_edit_by_user_under_peer_faield", 8, 1},
+    {-1, 2, "log", "delegate_delete_by_user_under_peer_faield", 8, 1},
+    {-1, 0, "log", "delegate_create_by_group_under_ou_faield", 9, 2},
+    {-1, 1, "log", "delegate_edit_by_group_under_ou_faield", 9, 2},
+    {-1, 2, "log", "delegate_delete_by_group_under_ou_faield", 9, 2},
+    {-1, 0, "log", "delegate_create_by_group_under_peer_faield", 9, 1},
+    {-1, 1, "log", "delegate_edit_by_group_under_peer_faield", 9, 1},
+    {-1, 2, "log", "delegate_delete_by_group_under_peer_faield", 9, 1},
 };
 
 /* The name of one user or group entry, read and freed the platform's way. */
@@ -110,18 +103,9 @@ int VUROTARNDelegateLog(int status_no, int action, VURO_TARN_DELEGATE* pDelegate
         }
         params.push(vurojson::toString(jDiff));
     }
-    for (const DelegateLogMap& m : VUROTARNDELEGATE_LOG_STRING_MAP) {
-        if (m.status_no == status_no && m.action == action &&
-            m.user_type == pDelegate1->user_type && m.target_type == pDelegate1->target_type) {
-            std::string parent = (pDelegate1->target_type == VURO_TARN_TYPE_OU ? "ou_" : "peer_") +
-                                 std::to_string(pDelegate1->target_id);
-            return vurotarnLogWrite(status_no, "delegate_" + std::to_string(pDelegate1->id), parent,
-                                    m.szSection, m.szKey, params, "VURO_TARN_DELEGATE");
-        }
-    }
-    VUROTARN_LOG(
-        "Failed to find proper log string of VURO_TARN_DELEGATE for status=[%d], "
-        "action=[%d]",
-        status_no, action);
-    return -1;
+    return vurotarnLogWriteKey(VUROTARNDELEGATE_LOG_STRING_MAP, status_no, action,
+                               pDelegate1->user_type, pDelegate1->target_type,
+                               "delegate_" + std::to_string(pDelegate1->id),
+                               vurotarnLogNodeObjId(pDelegate1->target_type, pDelegate1->target_id),
+                               params, "VURO_TARN_DELEGATE");
 }

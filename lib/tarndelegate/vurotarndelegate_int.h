@@ -1,5 +1,5 @@
 /* vurotarndelegate_int.h - the delegate family's traits for the record
- * pattern, its removal by target and its account-name look-up, which only
+ * pattern and its account-name look-up, which only
  * the family and its extension call. */
 #ifndef VUROTARNDELEGATE_INT_H
 #define VUROTARNDELEGATE_INT_H
@@ -9,26 +9,14 @@
 
 struct VurotarnDelegateTraits
     : VurotarnTraitsBase<VURO_TARN_DELEGATE, VURO_TARN_DELEGATE_PLUGIN_ENV> {
-    static constexpr const char* kWord = "VURO_TARN_DELEGATE";
-    static constexpr const char* kTable = "delegate";
-    static constexpr const char* kRecArg = "pDelegate";
-    static constexpr const char* kListArg = "pDelegateList";
-    static constexpr const char* kModule = "tarndelegate";
-    static constexpr const char* kHookCreate = "tarndelegate/tarndelegate_create";
-    static constexpr const char* kHookSet = "tarndelegate/tarndelegate_set";
-    static constexpr const char* kHookDelete = "tarndelegate/tarndelegate_delete";
+    VUROTARN_TRAITS_NAMES("VURO_TARN_DELEGATE", "delegate", "pDelegate", "tarndelegate");
+    VUROTARN_TRAITS_HOOKS("tarndelegate");
     // A rewrite refreshes the name cache; who holds a right changes only by
     // Create and Delete, which are logged.
     static constexpr bool kLogOnSet = false;
-    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNDelegateLog;
+    static constexpr auto kLog = &VUROTARNDelegateLog;
 
     static const VurotarnField<Rec> kFields[7];
-
-    static char* insertSql(const Rec& rec, long pid);
-    static char* updateSql(const Rec& rec, long pid);
-    // The row of rec.id with every column as written: the read-back of
-    // both Create (by the inserted row's id) and Set.
-    static char* readBackSql(const Rec& rec, long pid);
 };
 
 using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;
@@ -38,7 +26,5 @@ using VurotarnDelegate = VurotarnRecord<VurotarnDelegateTraits>;
  * account is not known (any more). The one look-up behind the change log
  * and the name cache. */
 bool vurotarnDelegateUgName(long user_type, unsigned long ugid, std::string& name);
-
-int VUROTARNDelegateDeleteByTarget_sqlite(long id, int nodeType);
 
 #endif

@@ -5,27 +5,20 @@
 
 namespace {
 
-struct GpoLogMap {
-    int status_no;
-    int action;
-    long parent_type;
-    const char* szSection;
-    const char* szKey;
-};
-
-const GpoLogMap VUROTARNGPO_LOG_STRING_MAP[] = {
-    {0, 0, VURO_TARN_TYPE_OU, "log", "gpo_create_under_ou"},
-    {0, 1, VURO_TARN_TYPE_OU, "log", "gpo_edit_under_ou"},
-    {0, 2, VURO_TARN_TYPE_OU, "log", "gpo_delete_under_ou"},
-    {-1, 0, VURO_TARN_TYPE_OU, "log", "gpo_create_under_ou_failed"},
-    {-1, 1, VURO_TARN_TYPE_OU, "log", "gpo_edit_under_ou_failed"},
-    {-1, 2, VURO_TARN_TYPE_OU, "log", "gpo_delete_under_ou_failed"},
-    {0, 0, VURO_TARN_TYPE_PEER, "log", "gpo_create_under_peer"},
-    {0, 1, VURO_TARN_TYPE_PEER, "log", "gpo_edit_under_peer"},
-    {0, 2, VURO_TARN_TYPE_PEER, "log", "gpo_delete_under_peer"},
-    {-1, 0, VURO_TARN_TYPE_PEER, "log", "gpo_create_under_peer_failed"},
-    {-1, 1, VURO_TARN_TYPE_PEER, "log", "gpo_edit_under_peer_failed"},
-    {-1, 2, VURO_TARN_TYPE_PEER, "log", "gpo_delete_under_peer_failed"},
+// Told apart by the kind of parent.
+const VurotarnLogKey VUROTARNGPO_LOG_STRING_MAP[] = {
+    {0, 0, "log", "gpo_create_under_ou", VURO_TARN_TYPE_OU},
+    {0, 1, "log", "gpo_edit_under_ou", VURO_TARN_TYPE_OU},
+    {0, 2, "log", "gpo_delete_under_ou", VURO_TARN_TYPE_OU},
+    {-1, 0, "log", "gpo_create_under_ou_failed", VURO_TARN_TYPE_OU},
+    {-1, 1, "log", "gpo_edit_under_ou_failed", VURO_TARN_TYPE_OU},
+    {-1, 2, "log", "gpo_delete_under_ou_failed", VURO_TARN_TYPE_OU},
+    {0, 0, "log", "gpo_create_under_peer", VURO_TARN_TYPE_PEER},
+    {0, 1, "log", "gpo_edit_under_peer", VURO_TARN_TYPE_PEER},
+    {0, 2, "log", "gpo_delete_under_peer", VURO_TARN_TYPE_PEER},
+    {-1, 0, "log", "gpo_create_under_peer_failed", VURO_TARN_TYPE_PEER},
+    {-1, 1, "log", "gpo_edit_under_peer_failed", VURO_TARN_TYPE_PEER},
+    {-1, 2, "log", "gpo_delete_under_peer_failed", VURO_TARN_TYPE_PEER},
 };
 
 std::string place(const VURO_TARN_GPO* p) {
@@ -77,23 +70,8 @@ int VUROTARNGpoLog(int status_no, int action, VURO_TARN_GPO* pGpo1, VURO_TARN_GP
     if (change <= 0) {
         return change;  // 0: nothing a reader of the log would see changed
     }
-    const GpoLogMap* row = NULL;
-    for (const GpoLogMap& m : VUROTARNGPO_LOG_STRING_MAP) {
-        if (m.status_no == status_no && m.action == action && m.parent_type == pGpo1->parent_type) {
-            row = &m;
-            break;
-        }
-    }
-    if (row == NULL) {
-        VUROTARN_LOG(
-            "Failed to find proper log string of VURO_TARN_GPO for status=[%d], "
-            "action=[%d]",
-            status_no, action);
-        return -1;
-    }
-    std::string objId = "gpo_" + std::to_string(pGpo1->id);
-    std::string parentObjId = (pGpo1->parent_type == VURO_TARN_TYPE_OU ? "ou_" : "peer_") +
-                              std::to_string(pGpo1->parent_id);
-    return vurotarnLogWrite(status_no, objId, parentObjId, row->szSection, row->szKey, params,
-                            "VURO_TARN_GPO");
+    return vurotarnLogWriteKey(VUROTARNGPO_LOG_STRING_MAP, status_no, action, pGpo1->parent_type, 0,
+                               "gpo_" + std::to_string(pGpo1->id),
+                               vurotarnLogNodeObjId(pGpo1->parent_type, pGpo1->parent_id), params,
+                               "VURO_TARN_GPO");
 }

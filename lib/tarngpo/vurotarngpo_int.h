@@ -7,19 +7,12 @@
 #include "vurotarngpo.h"
 
 struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGIN_ENV> {
-    static constexpr const char* kWord = "VURO_TARN_GPO";
-    static constexpr const char* kTable = "gpo";
-    static constexpr const char* kRecArg = "pGpo";
-    static constexpr const char* kListArg = "pGpoList";
-    static constexpr const char* kModule = "tarngpo";
-    static constexpr const char* kHookCreate = "tarngpo/tarngpo_create";
-    static constexpr const char* kHookSet = "tarngpo/tarngpo_set";
-    static constexpr const char* kHookDelete = "tarngpo/tarngpo_delete";
+    VUROTARN_TRAITS_NAMES("VURO_TARN_GPO", "gpo", "pGpo", "tarngpo");
+    VUROTARN_TRAITS_HOOKS("tarngpo");
     // Plug-ins see the whole policy text; numbers pass a 1024-byte buffer.
     static constexpr size_t kHookTextBuf = 0;
     static constexpr size_t kHookNumBuf = 1024;
-    static constexpr const char* kSqlAllocFailText = "Failed to mprintf";
-    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNGpoLog;
+    static constexpr auto kLog = &VUROTARNGpoLog;
     // A leaf of the tree view, whose id may come as a decimal text.
     static constexpr int kJsonNodeType = VURO_TARN_TYPE_GPO;
     static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
@@ -27,12 +20,6 @@ struct VurotarnGpoTraits : VurotarnTraitsBase<VURO_TARN_GPO, VURO_TARN_GPO_PLUGI
     static void jsonIn(const Json::Value& jVal, Rec& rec);
 
     static const VurotarnField<Rec> kFields[8];
-
-    static char* insertSql(const Rec& rec, long pid);
-    static char* updateSql(const Rec& rec, long pid);
-    // The row of rec.id with every column as written: the read-back of
-    // both Create (by the inserted row's id) and Set.
-    static char* readBackSql(const Rec& rec, long pid);
 };
 
 using VurotarnGpo = VurotarnRecord<VurotarnGpoTraits>;

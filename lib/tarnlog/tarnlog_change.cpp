@@ -109,3 +109,17 @@ int vurotarnLogWrite(int status_no, const std::string& objId, const std::string&
     }
     return 0;
 }
+
+const VurotarnLogKey* vurotarnLogKeyFind(const VurotarnLogKey* rows, size_t cRows, int status_no,
+                                         int action, long kind1, long kind2, const char* szWord) {
+    for (size_t i = 0; i < cRows; i++) {
+        const VurotarnLogKey& m = rows[i];
+        if (m.status_no == status_no && m.action == action && m.kind1 == kind1 &&
+            m.kind2 == kind2) {
+            return &m;
+        }
+    }
+    VUROTARN_LOG("Failed to find proper log string of %s for status=[%d], action=[%d]", szWord,
+                 status_no, action);
+    return NULL;
+}

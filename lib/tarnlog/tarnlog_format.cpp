@@ -34,22 +34,29 @@ std::string VUROTARNLogFormat_CheckValue(int iEnable) {
     return iEnable != 0 ? "{log:enable}" : "{log:disable}";
 }
 
-std::string VUROTARNLogFormat_OUValue(long int ID) {
-    VURO_TARN_OU ou;
-    if (VUROTARNOuGet(ID, &ou) < 0) {
-        VUROTARN_LOG("Failed to get OU id=[%ld]", ID);
+namespace {
+
+/* A node's name as a row shows it; empty, and a log line, when the node
+ * cannot be read. */
+template <class Rec>
+std::string nodeName(int (*get)(long, Rec*), long id, std::string Rec::*member,
+                     const char* szWord) {
+    Rec rec;
+    if (get(id, &rec) < 0) {
+        VUROTARN_LOG("Failed to get %s id=[%ld]", szWord, id);
         return std::string();
     }
-    return ou.str_name;
+    return rec.*member;
+}
+
+}  // namespace
+
+std::string VUROTARNLogFormat_OUValue(long int ID) {
+    return nodeName(VUROTARNOuGet, ID, &VURO_TARN_OU::str_name, "OU");
 }
 
 std::string VUROTARNLogFormat_PEERValue(long int ID) {
-    VURO_TARN_PEER peer;
-    if (VUROTARNPeerGet(ID, &peer) < 0) {
-        VUROTARN_LOG("Failed to get PEER id=[%ld]", ID);
-        return std::string();
-    }
-    return peer.str_hostname;
+    return nodeName(VUROTARNPeerGet, ID, &VURO_TARN_PEER::str_hostname, "PEER");
 }
 
 std::string VUROTARNLogFormat_LinkedGPOValue(const Json::Value& jLinkedGPO) {

@@ -94,4 +94,46 @@ int vurotarnLogWrite(int status_no, const std::string& objId, const std::string&
                      const char* szSection, const char* szKey, const VurotarnLogParams& params,
                      const char* szWord);
 
+/* The object id of a node a row hangs under: "ou_<id>" for an OU,
+ * "peer_<id>" for anything else. */
+inline std::string vurotarnLogNodeObjId(long nodeType, long id) {
+    return (nodeType == VURO_TARN_TYPE_OU ? "ou_" : "peer_") + std::to_string(id);
+}
+
+/* One row of a writer's key table: the result (0 or -1), the action, the
+ * message key, and up to two kinds the family tells its rows apart by
+ * (parent or target type, user type; 0 where it has none). */
+struct VurotarnLogKey {
+    int status_no;
+    int action;
+    const char* szSection;
+    const char* szKey;
+    long kind1 = 0;
+    long kind2 = 0;
+};
+
+/* The row of the table that fits one write, or NULL with a log line that
+ * names szWord when none does. */
+const VurotarnLogKey* vurotarnLogKeyFind(const VurotarnLogKey* rows, size_t cRows, int status_no,
+                                         int action, long kind1, long kind2, const char* szWord);
+template <size_t N>
+const VurotarnLogKey* vurotarnLogKeyFind(const VurotarnLogKey (&rows)[N], int status_no, int action,
+                                         long kind1, long kind2, const char* szWord) {
+    return vurotarnLogKeyFind(rows, N, status_no, action, kind1, kind2, szWord);
+}
+
+/* The row of the table that fits, written; -1 when none fits or the write
+ * fails. */
+template <size_t N>
+int vurotarnLogWriteKey(const VurotarnLogKey (&rows)[N], int status_no, int action, long kind1,
+                        long kind2, const std::string& objId, const std::string& parentObjId,
+                        const VurotarnLogParams& params, const char* szWord) {
+    const VurotarnLogKey* row = vurotarnLogKeyFind(rows, status_no, action, kind1, kind2, szWord);
+    if (row == NULL) {
+        return -1;
+    }
+    return vurotarnLogWrite(status_no, objId, parentObjId, row->szSection, row->szKey, params,
+                            szWord);
+}
+
 #endif

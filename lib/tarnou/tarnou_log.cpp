@@ -5,21 +5,14 @@
 
 namespace {
 
-struct OuLogMap {
-    int status_no;
-    int action;
-    const char* szSection;
-    const char* szKey;
-};
-
-const OuLogMap VUROTARNOU_LOG_STRING_MAP[] = {
+const VurotarnLogKey VUROTARNOU_LOG_STRING_MAP[] = {
     {0, 0, "log", "ou_create"},       {0, 1, "log", "ou_edit"},
     {0, 2, "log", "ou_delete"},       {-1, 0, "log", "ou_create_failed"},
     {-1, 1, "log", "ou_edit_failed"}, {-1, 2, "log", "ou_delete_failed"},
 };
 
 /* The root has no parent to name: one parameter fewer. */
-const OuLogMap VUROTARNOU_ROOT_LOG_STRING_MAP[] = {
+const VurotarnLogKey VUROTARNOU_ROOT_LOG_STRING_MAP[] = {
     {0, 1, "log", "ou_edit_simple"},
     {-1, 1, "log", "ou_edit_failed_simple"},
 };
@@ -68,18 +61,11 @@ int VUROTARNOuLog(int status_no, int action, VURO_TARN_OU* pOu1, VURO_TARN_OU* p
             VUROTARN_LOG("Can't create/delete ROOT. act=%d", action);
             return -1;
         }
-        const OuLogMap& m = VUROTARNOU_ROOT_LOG_STRING_MAP[status_no != 0 ? 1 : 0];
+        const VurotarnLogKey& m = VUROTARNOU_ROOT_LOG_STRING_MAP[status_no != 0 ? 1 : 0];
         return vurotarnLogWrite(status_no, VUROTARNOuGetObjID(pOu1), "", m.szSection, m.szKey,
                                 params, "VURO_TARN_OU");
     }
-    for (const OuLogMap& m : VUROTARNOU_LOG_STRING_MAP) {
-        if (m.status_no == status_no && m.action == action) {
-            return vurotarnLogWrite(status_no, VUROTARNOuGetObjID(pOu1),
-                                    "ou_" + std::to_string(pOu1->parent_id), m.szSection, m.szKey,
-                                    params, "VURO_TARN_OU");
-        }
-    }
-    VUROTARN_LOG("Failed to find proper log string of VURO_TARN_OU for status=[%d], action=[%d]",
-                 status_no, action);
-    return -1;
+    return vurotarnLogWriteKey(VUROTARNOU_LOG_STRING_MAP, status_no, action, 0, 0,
+                               VUROTARNOuGetObjID(pOu1), "ou_" + std::to_string(pOu1->parent_id),
+                               params, "VURO_TARN_OU");
 }

@@ -7,24 +7,12 @@
 #include "vurotarnou.h"
 
 struct VurotarnOuTraits : VurotarnTraitsBase<VURO_TARN_OU, VURO_TARN_OU_PLUGIN_ENV> {
-    static constexpr const char* kWord = "VURO_TARN_OU";
-    static constexpr const char* kTable = "ou";
-    static constexpr const char* kRecArg = "pOu";
-    static constexpr const char* kListArg = "pOuList";
-    static constexpr const char* kModule = "tarnou";
-    static constexpr const char* kHookCreate = "tarnou/tarnou_create";
-    static constexpr const char* kHookSet = "tarnou/tarnou_set";
-    static constexpr const char* kHookDelete = "tarnou/tarnou_delete";
-    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNOuLog;
+    VUROTARN_TRAITS_NAMES("VURO_TARN_OU", "ou", "pOu", "tarnou");
+    VUROTARN_TRAITS_HOOKS("tarnou");
+    static constexpr auto kLog = &VUROTARNOuLog;
     static constexpr int kJsonNodeType = VURO_TARN_TYPE_OU;
 
     static const VurotarnField<Rec> kFields[8];
-
-    static char* insertSql(const Rec& rec, long pid);
-    static char* updateSql(const Rec& rec, long pid);
-    // The row of rec.id with every column as written: the read-back of
-    // both Create (by the inserted row's id) and Set.
-    static char* readBackSql(const Rec& rec, long pid);
 };
 
 using VurotarnOu = VurotarnRecord<VurotarnOuTraits>;

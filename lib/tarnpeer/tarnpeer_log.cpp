@@ -6,14 +6,7 @@
 
 namespace {
 
-struct PeerLogMap {
-    int status_no;
-    int action;
-    const char* szSection;
-    const char* szKey;
-};
-
-const PeerLogMap VUROTARNPEER_LOG_STRING_MAP[] = {
+const VurotarnLogKey VUROTARNPEER_LOG_STRING_MAP[] = {
     {0, 0, "log", "peer_join"},         {0, 1, "log", "peer_edit"},
     {0, 2, "log", "peer_disjoin"},      {-1, 0, "log", "peer_join_failed"},
     {-1, 1, "log", "peer_edit_failed"}, {-1, 2, "log", "peer_disjoin_failed"},
@@ -66,16 +59,7 @@ int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1, VURO_TARN
     if (change <= 0) {
         return change;  // 0: nothing a reader of the log would see changed
     }
-    for (const PeerLogMap& m : VUROTARNPEER_LOG_STRING_MAP) {
-        if (m.status_no == status_no && m.action == action) {
-            return vurotarnLogWrite(status_no, VUROTARNPeerGetObjID(pPeer1),
-                                    VUROTARNPeerGetParentObjID(pPeer1), m.szSection, m.szKey,
-                                    params, "VURO_TARN_PEER");
-        }
-    }
-    VUROTARN_LOG(
-        "Failed to find proper log string of VURO_TARN_PEER for status=[%d], "
-        "action=[%d]",
-        status_no, action);
-    return -1;
+    return vurotarnLogWriteKey(VUROTARNPEER_LOG_STRING_MAP, status_no, action, 0, 0,
+                               VUROTARNPeerGetObjID(pPeer1), VUROTARNPeerGetParentObjID(pPeer1),
+                               params, "VURO_TARN_PEER");
 }

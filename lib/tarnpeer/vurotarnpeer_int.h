@@ -7,27 +7,17 @@
 #include "vurotarnpeer.h"
 
 struct VurotarnPeerTraits : VurotarnTraitsBase<VURO_TARN_PEER, VURO_TARN_PEER_PLUGIN_ENV> {
-    static constexpr const char* kWord = "VURO_TARN_PEER";
-    static constexpr const char* kTable = "peer";
-    static constexpr const char* kRecArg = "pPeer";
-    static constexpr const char* kListArg = "pPeerList";
-    static constexpr const char* kModule = "tarnpeer";
-    static constexpr const char* kHookCreate = "tarnpeer/tarnpeer_create";
-    static constexpr const char* kHookSet = "tarnpeer/tarnpeer_set";
-    static constexpr const char* kHookDelete = "tarnpeer/tarnpeer_delete";
+    VUROTARN_TRAITS_NAMES("VURO_TARN_PEER", "peer", "pPeer", "tarnpeer");
+    VUROTARN_TRAITS_HOOKS("tarnpeer");
     // The serial picks the row: Set is the same upsert as Create.
     static constexpr bool kKeyedUpsert = true;
     static constexpr bool kSetReportsAsTrace = true;
-    static constexpr int (*kLog)(int, int, Rec*, Rec*) = VUROTARNPeerLog;
+    static constexpr auto kLog = &VUROTARNPeerLog;
     static constexpr int kJsonNodeType = VURO_TARN_TYPE_PEER;
     static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
                         Json::Value& jRet);
 
     static const VurotarnField<Rec> kFields[26];
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnPeer = VurotarnRecord<VurotarnPeerTraits>;

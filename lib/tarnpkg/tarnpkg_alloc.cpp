@@ -1,5 +1,5 @@
-/* tarnpkg_alloc.cpp - package records in memory: allocation, release,
- * reset, lists, and the name fields by language. */
+/* tarnpkg_alloc.cpp - package records in memory: the reset and the name
+ * fields by language. */
 #include "tarnpkg/vurotarnpkg_int.h"
 
 const VURO_TARN_PKG_NAME_FIELD gVUROTARNPkgNameFields[] = {
@@ -27,17 +27,8 @@ const VURO_TARN_PKG_NAME_FIELD gVUROTARNPkgNameFields[] = {
 };
 
 const std::string& vurotarnPkgNameInLang(const VURO_TARN_PKG& pkg, const char* szLang) {
-    if (szLang != NULL) {
-        for (const VURO_TARN_PKG_NAME_FIELD* f = gVUROTARNPkgNameFields; f->szLang != NULL; f++) {
-            if (strcmp(f->szLang, szLang) == 0) {
-                if (!(pkg.*f->member).empty()) {
-                    return pkg.*f->member;
-                }
-                break;
-            }
-        }
-    }
-    return pkg.str_pkg_name_enu;
+    return vurotarnNameInLang(pkg, gVUROTARNPkgNameFields, (size_t)-1, szLang,
+                              pkg.str_pkg_name_enu);
 }
 
 void VurotarnPkgTraits::onClear(Rec& rec) {
@@ -47,13 +38,3 @@ void VurotarnPkgTraits::onClear(Rec& rec) {
     rec.id = ~0ULL;
     rec.startable = FALSE;
 }
-
-VURO_TARN_PKG* VUROTARNPkgAlloc() { return VurotarnPkg::alloc(); }
-
-int VUROTARNPkgFree(VURO_TARN_PKG* pPkg) { return VurotarnPkg::free(pPkg); }
-
-int VUROTARNPkgClear(VURO_TARN_PKG* pPkg) { return VurotarnPkg::clear(pPkg); }
-
-VURO_TARN_PKG* VUROTARNPkgNext(const VURO_TARN_PKG* pPkg) { return VurotarnPkg::next(pPkg); }
-
-void VUROTARNPkgListFree(VURO_TARN_PKG_LIST* pPkgList) { VurotarnPkg::listFree(pPkgList); }

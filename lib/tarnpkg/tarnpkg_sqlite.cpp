@@ -1,23 +1,25 @@
 /* tarnpkg_sqlite.cpp - storage of packages in table "package": the family's
- * field table, its SQL texts and the read by condition. Reads join the peer table for the owning
- * server's name, model, version and status. */
+ * field table and the reads by condition and by server and package id.
+ * Reads join the peer table for the owning server's name, model, version
+ * and status. */
+#include "common/vurotarn_holder_int.h"
 #include "tarnpkg/vurotarnpkg_int.h"
 
 namespace {
 
 /* A member of the embedded peer: its id is the owner column, the others
- * come from the join and go to no hook. Shown under "additional" when
+ * come from the join (kColJoined) and go to no hook. Shown under "additional" when
  * szJson names it, never read from JSON. */
 template <auto M>
-VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook,
-                                       const char* szJson) {
+VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook, const char* szJson,
+                                       unsigned colFlags) {
     return {szColumn,
             szHook,
             std::is_same_v<typename VurotarnMemberOf<decltype(M)>::Value, std::string>,
             [](VURO_TARN_PKG& r, const char* v) { vurotarnFieldFromColumn<M>(r.peer, v); },
             [](const VURO_TARN_PKG& r) { return vurotarnFieldToText<M>(r.peer); },
             szJson,
-            kJsonMore,
+            kJsonMore | colFlags,
             [](const VURO_TARN_PKG& r) { return vurotarnFieldToJson<M, kJsonMore>(r.peer); },
             NULL};
 }
@@ -27,94 +29,58 @@ VurotarnField<VURO_TARN_PKG> peerField(const char* szColumn, const char* szHook,
 #define PKG_FIELD(member, column, hook) VUROTARN_FIELD(VURO_TARN_PKG, member, column, hook)
 #define PKG_FIELD_J(member, column, hook, flags) \
     VUROTARN_FIELD_J(VURO_TARN_PKG, member, column, hook, flags)
+// The names but the English and the traditional Chinese one follow them:
+// a change of them alone is not written, nor one of the install options.
+#define PKG_NAME(lang) \
+    VUROTARN_FIELD_F(VURO_TARN_PKG, str_pkg_name_##lang, "pkg_name_" #lang, NULL, kColNoMatch)
 
 const VurotarnField<VURO_TARN_PKG> VurotarnPkgTraits::kFields[43] = {
     PKG_FIELD_J(id, "id", "ID", kJsonOut),
     PKG_FIELD_J(mtime, "mtime", "ModifiedTime", kJsonWanted),
-    peerField<&VURO_TARN_PEER::id>("peer_id", "PeerID", "peer_id"),
-    PKG_FIELD_J(str_pkg_id, "pkg_id", "PkgID", kJsonMore),
+    peerField<&VURO_TARN_PEER::id>("peer_id", "PeerID", "peer_id", kColKey | kColUnsigned),
+    PKG_FIELD_J(str_pkg_id, "pkg_id", "PkgID", kJsonMore | kColKey),
     PKG_FIELD(str_pkg_name_enu, "pkg_name_enu", "PkgName"),
     PKG_FIELD(str_pkg_name_cht, "pkg_name_cht", NULL),
-    PKG_FIELD(str_pkg_name_chs, "pkg_name_chs", NULL),
-    PKG_FIELD(str_pkg_name_krn, "pkg_name_krn", NULL),
-    PKG_FIELD(str_pkg_name_ger, "pkg_name_ger", NULL),
-    PKG_FIELD(str_pkg_name_fre, "pkg_name_fre", NULL),
-    PKG_FIELD(str_pkg_name_ita, "pkg_name_ita", NULL),
-    PKG_FIELD(str_pkg_name_spn, "pkg_name_spn", NULL),
-    PKG_FIELD(str_pkg_name_jpn, "pkg_name_jpn", NULL),
-    PKG_FIELD(str_pkg_name_dan, "pkg_name_dan", NULL),
-    PKG_FIELD(str_pkg_name_nor, "pkg_name_nor", NULL),
-    PKG_FIELD(str_pkg_name_sve, "pkg_name_sve", NULL),
-    PKG_FIELD(str_pkg_name_nld, "pkg_name_nld", NULL),
-    PKG_FIELD(str_pkg_name_rus, "pkg_name_rus", NULL),
-    PKG_FIELD(str_pkg_name_plk, "pkg_name_plk", NULL),
-    PKG_FIELD(str_pkg_name_ptb, "pkg_name_ptb", NULL),
-    PKG_FIELD(str_pkg_name_ptg, "pkg_name_ptg", NULL),
-    PKG_FIELD(str_pkg_name_hun, "pkg_name_hun", NULL),
-    PKG_FIELD(str_pkg_name_trk, "pkg_name_trk", NULL),
-    PKG_FIELD(str_pkg_name_csy, "pkg_name_csy", NULL),
+    PKG_NAME(chs),
+    PKG_NAME(krn),
+    PKG_NAME(ger),
+    PKG_NAME(fre),
+    PKG_NAME(ita),
+    PKG_NAME(spn),
+    PKG_NAME(jpn),
+    PKG_NAME(dan),
+    PKG_NAME(nor),
+    PKG_NAME(sve),
+    PKG_NAME(nld),
+    PKG_NAME(rus),
+    PKG_NAME(plk),
+    PKG_NAME(ptb),
+    PKG_NAME(ptg),
+    PKG_NAME(hun),
+    PKG_NAME(trk),
+    PKG_NAME(csy),
     PKG_FIELD_J(str_pkg_version, "pkg_version", "Version", kJsonOut),
     PKG_FIELD_J(str_pkg_new_version, "pkg_new_version", NULL, kJsonMore),
     PKG_FIELD(pkg_status, "pkg_status", NULL),
     PKG_FIELD(pkg_install_status, "pkg_install_status", NULL),
-    PKG_FIELD_J(beta, "beta", NULL, kJsonMore | kJsonBoolOne),
-    PKG_FIELD_J(str_install_dependent_packages, "install_dependent_packages", NULL, kJsonMore),
-    PKG_FIELD_J(str_install_conflict_packages, "install_conflict_packages", NULL, kJsonMore),
-    PKG_FIELD_J(startable, "startable", NULL, kJsonMore | kJsonBoolOne),
-    PKG_FIELD_J(silent_install, "silent_install", NULL, kJsonMore | kJsonBoolSet),
-    PKG_FIELD_J(silent_upgrade, "silent_upgrade", NULL, kJsonMore | kJsonBoolSet),
-    PKG_FIELD_J(silent_uninstall, "silent_uninstall", NULL, kJsonMore | kJsonBoolSet),
+    PKG_FIELD_J(beta, "beta", NULL, kJsonMore | kJsonBoolOne | kColNoMatch),
+    PKG_FIELD_J(str_install_dependent_packages, "install_dependent_packages", NULL,
+                kJsonMore | kColNoMatch),
+    PKG_FIELD_J(str_install_conflict_packages, "install_conflict_packages", NULL,
+                kJsonMore | kColNoMatch),
+    PKG_FIELD_J(startable, "startable", NULL, kJsonMore | kJsonBoolOne | kColNoMatch),
+    PKG_FIELD_J(silent_install, "silent_install", NULL, kJsonMore | kJsonBoolSet | kColNoMatch),
+    PKG_FIELD_J(silent_upgrade, "silent_upgrade", NULL, kJsonMore | kJsonBoolSet | kColNoMatch),
+    PKG_FIELD_J(silent_uninstall, "silent_uninstall", NULL, kJsonMore | kJsonBoolSet | kColNoMatch),
     PKG_FIELD_J(upgradable, "upgradable", NULL, kJsonMore | kJsonBoolSet),
     PKG_FIELD(upgradable_mtime, "upgradable_mtime", NULL),
-    PKG_FIELD(str_filter, "filter", NULL),
+    VUROTARN_FIELD_F(VURO_TARN_PKG, str_filter, "filter", NULL, kColNoMatch),
     PKG_FIELD_J(str_extra_info, "extra_info", NULL, kJsonMore | kJsonDoc),
-    peerField<&VURO_TARN_PEER::str_hostname>("hostname", NULL, "peer_hostname"),
-    peerField<&VURO_TARN_PEER::str_model>("model", NULL, "peer_model"),
-    peerField<&VURO_TARN_PEER::str_version>("version", NULL, "peer_version"),
-    peerField<&VURO_TARN_PEER::status>("status", NULL, NULL),
+    peerField<&VURO_TARN_PEER::str_hostname>("hostname", NULL, "peer_hostname", kColJoined),
+    peerField<&VURO_TARN_PEER::str_model>("model", NULL, "peer_model", kColJoined),
+    peerField<&VURO_TARN_PEER::str_version>("version", NULL, "peer_version", kColJoined),
+    peerField<&VURO_TARN_PEER::status>("status", NULL, NULL, kColJoined),
 };
-
-char* VurotarnPkgTraits::fullMatchSql(const Rec& r) {
-    return sqlite3_mprintf(
-        "SELECT id FROM package WHERE peer_id=%llu AND pkg_id='%q' AND pkg_name_enu='%q' AND "
-        "pkg_name_cht='%q' AND pkg_version='%q' AND pkg_new_version='%q' AND pkg_status=%u AND "
-        "pkg_install_status=%u AND upgradable=%d AND upgradable_mtime=%ld AND extra_info='%q';",
-        (unsigned long long)r.peer.id, r.str_pkg_id.c_str(), r.str_pkg_name_enu.c_str(),
-        r.str_pkg_name_cht.c_str(), r.str_pkg_version.c_str(), r.str_pkg_new_version.c_str(),
-        r.pkg_status, r.pkg_install_status, r.upgradable, (long)r.upgradable_mtime,
-        r.str_extra_info.c_str());
-}
-
-char* VurotarnPkgTraits::keyQuerySql(const Rec& r) {
-    return sqlite3_mprintf("SELECT id FROM package WHERE peer_id=%llu AND pkg_id='%q'",
-                           (unsigned long long)r.peer.id, r.str_pkg_id.c_str());
-}
-
-char* VurotarnPkgTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
-    return sqlite3_mprintf(
-        "INSERT OR REPLACE INTO package ( id, mtime, peer_id, pkg_id, pkg_name_enu, pkg_name_cht, "
-        "pkg_name_chs, pkg_name_krn, pkg_name_ger, pkg_name_fre, pkg_name_ita, pkg_name_spn, "
-        "pkg_name_jpn, pkg_name_dan, pkg_name_nor, pkg_name_sve, pkg_name_nld, pkg_name_rus, "
-        "pkg_name_plk, pkg_name_ptb, pkg_name_ptg, pkg_name_hun, pkg_name_trk, pkg_name_csy, "
-        "pkg_version, pkg_new_version, pkg_status, pkg_install_status, beta, "
-        "install_dependent_packages, install_conflict_packages, startable, silent_install, "
-        "silent_upgrade, silent_uninstall, upgradable, upgradable_mtime, filter, extra_info) "
-        "VALUES ( (%s), %ld, %llu, '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', "
-        "'%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', '%q', %u, %u, "
-        "%d, '%q', '%q', %d, %d, %d, %d, %d, %ld, '%q', '%q');",
-        szKeyQuery, (long)r.mtime, (unsigned long long)r.peer.id, r.str_pkg_id.c_str(),
-        r.str_pkg_name_enu.c_str(), r.str_pkg_name_cht.c_str(), r.str_pkg_name_chs.c_str(),
-        r.str_pkg_name_krn.c_str(), r.str_pkg_name_ger.c_str(), r.str_pkg_name_fre.c_str(),
-        r.str_pkg_name_ita.c_str(), r.str_pkg_name_spn.c_str(), r.str_pkg_name_jpn.c_str(),
-        r.str_pkg_name_dan.c_str(), r.str_pkg_name_nor.c_str(), r.str_pkg_name_sve.c_str(),
-        r.str_pkg_name_nld.c_str(), r.str_pkg_name_rus.c_str(), r.str_pkg_name_plk.c_str(),
-        r.str_pkg_name_ptb.c_str(), r.str_pkg_name_ptg.c_str(), r.str_pkg_name_hun.c_str(),
-        r.str_pkg_name_trk.c_str(), r.str_pkg_name_csy.c_str(), r.str_pkg_version.c_str(),
-        r.str_pkg_new_version.c_str(), r.pkg_status, r.pkg_install_status, r.beta,
-        r.str_install_dependent_packages.c_str(), r.str_install_conflict_packages.c_str(),
-        r.startable, r.silent_install, r.silent_upgrade, r.silent_uninstall, r.upgradable,
-        (long)r.upgradable_mtime, r.str_filter.c_str(), r.str_extra_info.c_str());
-}
 
 int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
     VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
@@ -129,4 +95,21 @@ int VUROTARNPkgGet_sqlite(const PQLIBSZHASH pParms, VURO_TARN_PKG* pPkg) {
         return -1;
     }
     return pPkg->available ? 1 : 0;
+}
+
+int VUROTARNPkgGetBy(const unsigned long long peerId, const char* szPkgId, VURO_TARN_PKG* pPkg) {
+    VUROTARN_ARG_CHECK(NULL, !=, pPkg, return -1);
+    VUROTARN_ARG_CHECK(0, <, peerId, return -1);
+    VUROTARN_ARG_CHECK_RAW(NULL, !=, szPkgId, return -1);
+    VurotarnHash hash(512);
+    if (!hash) {
+        VUROTARN_TRACE_LOCATED("malloc hash failed");
+        return -1;
+    }
+    if (!hash.set("peer_id", std::to_string(peerId)).set("pkg_id", szPkgId) ||
+        VUROTARNPkgGet_sqlite(hash.get(), pPkg) < 0) {
+        VUROTARN_LOG("Failed to get of VURO_TARN_PKG.");
+        return -1;
+    }
+    return 0;
 }

@@ -6,21 +6,9 @@
 #include "common/vurotarn_record.h"
 #include "vurotarnpkg.h"
 
-struct VurotarnPkgTraits : VurotarnTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGIN_ENV> {
-    using Id = unsigned long long;
-
-    static constexpr const char* kWord = "VURO_TARN_PKG";
-    static constexpr const char* kTable = "package";
-    static constexpr const char* kRecArg = "pPkg";
-    static constexpr const char* kListArg = "pPkgList";
-    static constexpr const char* kModule = "tarnpkg";
-    static constexpr const char* kHookCreate = "tarnpkg/tarnpkg_create";
-    static constexpr const char* kHookSet = "tarnpkg/tarnpkg_set";
-    static constexpr const char* kHookDelete = "tarnpkg/tarnpkg_delete";
-    // (peer, package id) picks the row: Set is the same upsert as Create.
-    static constexpr bool kKeyedUpsert = true;
-    // An inventory row may be absent; Set and Delete go on to the write.
-    static constexpr int kGetFoundMin = 0;
+struct VurotarnPkgTraits : VurotarnInventoryTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGIN_ENV> {
+    VUROTARN_TRAITS_NAMES("VURO_TARN_PKG", "package", "pPkg", "tarnpkg");
+    VUROTARN_TRAITS_HOOKS("tarnpkg");
     static constexpr const char* kSelectFrom =
         "SELECT package.*,peer.hostname,peer.model,peer.version,peer.status  FROM package INNER "
         "JOIN peer ON package.peer_id = peer.id";
@@ -29,16 +17,9 @@ struct VurotarnPkgTraits : VurotarnTraitsBase<VURO_TARN_PKG, VURO_TARN_PKG_PLUGI
     static void jsonOut(const Rec& rec, const char* szLang, const Json::Value& jAdditional,
                         Json::Value& jRet);
 
-    static bool isNewId(Id id) { return id == ~0ULL; }
-    static bool isInvalidSetId(Id id) { return id == ~0ULL; }
-    static std::string idText(Id id) { return std::to_string(id); }
     static void onClear(Rec& rec);
 
     static const VurotarnField<Rec> kFields[43];
-
-    static char* fullMatchSql(const Rec& rec);
-    static char* keyQuerySql(const Rec& rec);
-    static char* upsertSql(const Rec& rec, const char* szKeyQuery);
 };
 
 using VurotarnPkg = VurotarnRecord<VurotarnPkgTraits>;

@@ -10,11 +10,31 @@
 
 namespace {
 
-int textCopyOut(const std::string& value, char* szBuf, size_t cbBuf) {
+/* A text member copied out whole, or -1 when it is unset or does not fit. */
+template <class Obj>
+int textItemOut(const Obj* p, std::string Obj::*member, char* szBuf, size_t cbBuf) {
+    if (p == NULL || (p->*member).empty()) {
+        return -1;
+    }
+    const std::string& value = p->*member;
     if (szBuf == NULL || cbBuf == 0 || value.size() + 1 > cbBuf) {
         return -1;
     }
     memcpy(szBuf, value.c_str(), value.size() + 1);
+    return 0;
+}
+
+/* A token kept as given, or refused when a line break could split the
+ * header it goes into; a refused or failed copy keeps the old one. */
+int tokenItemSet(VURO_CRED_SESS* pSess, const char* szToken, std::string VURO_CRED_SESS::*member) {
+    if (pSess == NULL || szToken == NULL || strpbrk(szToken, "\r\n") != NULL) {
+        return -1;
+    }
+    try {
+        pSess->*member = szToken;
+    } catch (...) {
+        return -1;
+    }
     return 0;
 }
 
@@ -98,55 +118,27 @@ int VUROCredItemGetPort(const VURO_CRED* pCred, long* pPort) {
 }
 
 int VUROCredItemGetHost(const VURO_CRED* pCred, char* szBuf, size_t cbBuf) {
-    if (pCred == NULL || pCred->host.empty()) {
-        return -1;
-    }
-    return textCopyOut(pCred->host, szBuf, cbBuf);
+    return textItemOut(pCred, &VURO_CRED::host, szBuf, cbBuf);
 }
 
 int VUROCredItemGetProtocol(const VURO_CRED* pCred, char* szBuf, size_t cbBuf) {
-    if (pCred == NULL || pCred->protocol.empty()) {
-        return -1;
-    }
-    return textCopyOut(pCred->protocol, szBuf, cbBuf);
+    return textItemOut(pCred, &VURO_CRED::protocol, szBuf, cbBuf);
 }
 
 int VUROCredSessItemSetAccessToken(VURO_CRED_SESS* pSess, const char* szToken) {
-    if (pSess == NULL || szToken == NULL || strpbrk(szToken, "\r\n") != NULL) {
-        return -1;
-    }
-    try {
-        pSess->accessToken = szToken;
-    } catch (...) {
-        return -1;
-    }
-    return 0;
+    return tokenItemSet(pSess, szToken, &VURO_CRED_SESS::accessToken);
 }
 
 int VUROCredSessItemSetCsrfToken(VURO_CRED_SESS* pSess, const char* szToken) {
-    if (pSess == NULL || szToken == NULL || strpbrk(szToken, "\r\n") != NULL) {
-        return -1;
-    }
-    try {
-        pSess->csrfToken = szToken;
-    } catch (...) {
-        return -1;
-    }
-    return 0;
+    return tokenItemSet(pSess, szToken, &VURO_CRED_SESS::csrfToken);
 }
 
 int VUROCredSessItemGetAccessToken(const VURO_CRED_SESS* pSess, char* szBuf, size_t cbBuf) {
-    if (pSess == NULL || pSess->accessToken.empty()) {
-        return -1;
-    }
-    return textCopyOut(pSess->accessToken, szBuf, cbBuf);
+    return textItemOut(pSess, &VURO_CRED_SESS::accessToken, szBuf, cbBuf);
 }
 
 int VUROCredSessItemGetCsrfToken(const VURO_CRED_SESS* pSess, char* szBuf, size_t cbBuf) {
-    if (pSess == NULL || pSess->csrfToken.empty()) {
-        return -1;
-    }
-    return textCopyOut(pSess->csrfToken, szBuf, cbBuf);
+    return textItemOut(pSess, &VURO_CRED_SESS::csrfToken, szBuf, cbBuf);
 }
 
 const char* VUROCredErrorText(int err) {

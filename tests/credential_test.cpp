@@ -564,16 +564,11 @@ TEST_F(Credential, MisbehavingServersGetNothingTheyShouldNot) {
 namespace {
 
 /* The stand-ins against simulated servers: what only a live exchange shows. */
-class CredentialSim : public TarnTest {
+class CredentialSim : public RemoteTest {
 protected:
     void SetUp() override {
-        TarnTest::SetUp();
-        // A hung server must not hold a test for the default minute.
-        ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "1000", 0));
-        PeerSimOptions o;
-        o.root = root_;
-        o.peers = 3;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        RemoteTest::SetUp();
+        simStart(3);
     }
     /* A request to server i over the protocol, made with credential id. */
     VURO::CredRequest* request(int i, const char* proto, long id) {
@@ -594,7 +589,6 @@ protected:
         VUROCredSessFree(sess);
         return req;
     }
-    PeerSim sim_;
 };
 
 }  // namespace

@@ -13,18 +13,11 @@
 
 using namespace tarntest;
 
-class JoinTest : public TarnTest {
+class JoinTest : public RemoteTest {
 protected:
     void SetUp() override {
         TarnTest::SetUp();
         writeFile(sys("/etc/vuro/custom_serial"), "CUSTOM-77\n");
-    }
-    void simStart(int peers) {
-        remoteTimeoutCap(1000);
-        PeerSimOptions o;
-        o.root = root_;
-        o.peers = peers;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
     }
     /* The fleet as a caller passes it: the simulator's entries without the
      * name the join learns from the answer. */
@@ -54,7 +47,6 @@ protected:
         std::string text = readFile(sys(VUROCGI_SESSION_FILE));
         return (int)std::count(text.begin(), text.end(), '\n');
     }
-    PeerSim sim_;
 };
 
 TEST_F(JoinTest, ConfirmedServersAreStoredAndEachHoldsItsOwnSession) {

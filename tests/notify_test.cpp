@@ -17,15 +17,8 @@
 
 using namespace tarntest;
 
-class NotifyTest : public TarnTest {
+class NotifyTest : public RemoteTest {
 protected:
-    void simStart(int peers) {
-        remoteTimeoutCap(1000);
-        PeerSimOptions o;
-        o.root = root_;
-        o.peers = peers;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
-    }
     /* A stored peer for simulated server i, under OU parent, over HTTPS. */
     long peerOf(int i, long status, long parent = 0, const std::string& tag = "") {
         VURO_TARN_PEER peer;
@@ -53,7 +46,6 @@ protected:
         writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\nalice:x:2001:100::/:/bin/sh\n");
         writeFile(sys("/etc/group"), "users:x:100:\nadministrators:x:101:\n");
     }
-    PeerSim sim_;
 };
 
 TEST_F(NotifyTest, CachePushMarksPeersAroundTheCallAndKeepsAnswersWithSuccess) {

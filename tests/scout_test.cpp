@@ -86,21 +86,16 @@ int inUnprivilegedChild(const std::function<int()>& fn) {
 
 }  // namespace
 
-class ScoutTest : public TarnTest {
+class ScoutTest : public RemoteTest {
 protected:
-    void TearDown() override {
-        sim_.finish();
-        TarnTest::TearDown();
-    }
     /* The simulator with n servers answering scans and taking wake
      * packets; a scan listens for windowMs. */
     void simStart(int n, int windowMs = 400) {
         PeerSimOptions o;
-        o.root = root_;
         o.peers = n;
         o.scout = true;
         o.wol = true;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        RemoteTest::simStart(o);
         conf("listen_ms", std::to_string(windowMs));
     }
     void conf(const std::string& key, const std::string& value) {
@@ -121,8 +116,6 @@ protected:
     long status(long id) {
         return std::stol(sqlValue("SELECT status FROM peer WHERE id=" + std::to_string(id)));
     }
-
-    PeerSim sim_;
 };
 
 TEST_F(ScoutTest, ScanFillsSlotsBySerialFromRealAnswers) {

@@ -29,7 +29,7 @@ std::vector<std::string> hostsOf(const Json::Value& conn) {
 
 }  // namespace
 
-class UpdateServerTest : public TarnTest {
+class UpdateServerTest : public RemoteTest {
 protected:
     void network(const std::string& json) { writeFile(sys("/etc/vuro/network.json"), json); }
     void conf(const std::string& key, const std::string& value, const char* file = kInfoConf) {
@@ -256,17 +256,10 @@ TEST_F(UpdateServerTest, RunnerTurnsEveryBadHandlerIntoAFailureAnswer) {
 class UpdateServerSimTest : public UpdateServerTest {
 protected:
     void simStart(int peers, bool relay = false) {
-        // A hung server must not hold a test for the minute of the default.
-        std::string path = sys("/etc/vuro/credential.conf");
-        std::string text = readFile(path);
-        size_t at = text.find("timeout_cap_ms=");
-        if (at != std::string::npos) text.erase(at, text.find('\n', at) - at + 1);
-        writeFile(path, text + "timeout_cap_ms=1000\n");
         PeerSimOptions o;
-        o.root = root_;
         o.peers = peers;
         o.relay = relay;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        RemoteTest::simStart(o);
         oneInterface();
     }
     long peerStore(const std::string& sn, const std::string& host, long http, long https,
@@ -300,7 +293,6 @@ protected:
             "SELECT group_concat(id||' '||host||' '||http_port||' '||https_port) "
             "FROM peer");
     }
-    PeerSim sim_;
 };
 
 TEST_F(UpdateServerSimTest, EveryServerGetsTheCollectedInfoAllAtOnce) {

@@ -39,7 +39,7 @@ std::string sessText(const VURO_CRED_SESS* p, int (*get)(const VURO_CRED_SESS*, 
 
 }  // namespace
 
-class WebapiTest : public TarnTest {
+class WebapiTest : public RemoteTest {
 protected:
     struct PeerWays {
         std::string host = "127.0.0.1";
@@ -263,17 +263,10 @@ std::string callsText(const Json::Value& entries) {
 class WebapiSimTest : public WebapiTest {
 protected:
     void simStart(int peers, bool relay = true) {
-        // A hung server must not hold a test for the minute of the default.
-        std::string conf = sys("/etc/vuro/credential.conf");
-        std::string text = readFile(conf);
-        size_t at = text.find("timeout_cap_ms=");
-        if (at != std::string::npos) text.erase(at, text.find('\n', at) - at + 1);
-        writeFile(conf, text + "timeout_cap_ms=1000\n");
         PeerSimOptions o;
-        o.root = root_;
         o.peers = peers;
         o.relay = relay;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        RemoteTest::simStart(o);
     }
     /* The peer record of simulated server i, with the ways asked for. */
     long simPeer(int i, bool http, bool https, const std::string& relay = "",
@@ -290,7 +283,6 @@ protected:
         jParam["probe"] = 1;
         return VUROTARNPeerSendWebapiByID(id, jResp, kApi, 1, kMethod, jParam);
     }
-    PeerSim sim_;
 };
 
 TEST_F(WebapiSimTest, BothPortsTakePlainHttpsOnce) {

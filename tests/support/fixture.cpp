@@ -186,6 +186,12 @@ void TarnTest::remoteTimeoutCap(int ms) {
     writeFile(conf, text + "timeout_cap_ms=" + std::to_string(ms) + "\n");
 }
 
+void RemoteTest::simStart(PeerSimOptions o) {
+    remoteTimeoutCap(1000);
+    o.root = root_;
+    ASSERT_TRUE(sim_.start(o)) << sim_.error();
+}
+
 void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
     mkdir(dir.c_str(), 0755);

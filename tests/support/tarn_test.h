@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "common/vurotarn_holder_int.h"
+#include "peer_sim.h"
 
 #define ASSERT_OK(call) ASSERT_EQ(0, (call))
 #define EXPECT_OK(call) EXPECT_EQ(0, (call))
@@ -126,6 +127,25 @@ protected:
     void pluginInstall(const std::string& name, const std::string& body);
 
     std::string root_;
+};
+
+/* A test against simulated servers on its root; every exchange is capped
+ * at a second, so a hung server holds up no test. */
+class RemoteTest : public TarnTest {
+protected:
+    /* The simulator goes before the root it writes in. */
+    void TearDown() override {
+        sim_.finish();
+        TarnTest::TearDown();
+    }
+    /* Starts sim_ with the options (their root is this test's). */
+    void simStart(PeerSimOptions o);
+    void simStart(int peers) {
+        PeerSimOptions o;
+        o.peers = peers;
+        simStart(o);
+    }
+    PeerSim sim_;
 };
 
 /* A child process that runs work, tells whether it succeeded and then

@@ -66,20 +66,6 @@ void jsonAnswer(httplib::Response& res, const Json::Value& v) {
     res.set_content(jsonText(v), "application/json");
 }
 
-Json::Value failure(int code) {
-    Json::Value v;
-    v["success"] = false;
-    v["error"]["code"] = code;
-    return v;
-}
-
-Json::Value success(const Json::Value& data) {
-    Json::Value v;
-    v["success"] = true;
-    v["data"] = data;
-    return v;
-}
-
 Json::Value entryFor(const Server& sv, const char* kind) {
     Json::Value e;
     e["kind"] = kind;

@@ -21,21 +21,30 @@ bool entryOk(const Json::Value& e) {
 
 }  // namespace
 
+Json::Value success(const Json::Value& data) {
+    Json::Value v;
+    v["success"] = true;
+    v["data"] = data;
+    return v;
+}
+
+Json::Value failure(int code) {
+    Json::Value v;
+    v["success"] = false;
+    v["error"]["code"] = code;
+    return v;
+}
+
 Json::Value serverInfoUpdate(const Json::Value& params, Json::Value* pKept) {
-    Json::Value answer(Json::objectValue);
     const Json::Value& conn =
         params.isObject() ? params["conn_info"] : Json::Value::nullSingleton();
     bool ok = conn.isArray();
     for (Json::ArrayIndex i = 0; ok && i < conn.size(); i++) ok = entryOk(conn[i]);
-    if (!ok) {
-        answer["success"] = false;
-        answer["error"]["code"] = kCodeBadRequest;
-        return answer;
-    }
+    if (!ok) return failure(kCodeBadRequest);
     *pKept = conn;
-    answer["success"] = true;
-    answer["data"]["conn_info_count"] = conn.size();
-    return answer;
+    Json::Value data;
+    data["conn_info_count"] = conn.size();
+    return success(data);
 }
 
 }  // namespace peersim

@@ -16,6 +16,9 @@
 #include "vurofs.h"
 #include "vurojson.h"
 
+using peersim::failure;
+using peersim::success;
+
 namespace {
 
 const char kDdnsFile[] = "/etc/vuro/ddns.json";
@@ -28,20 +31,6 @@ const int kCodeNoMethod = 103;
 const int kCodeBadVersion = 104;
 const int kCodeNoPermission = 105;
 const int kCodeStore = 117;
-
-Json::Value failure(int code) {
-    Json::Value v;
-    v["success"] = false;
-    v["error"]["code"] = code;
-    return v;
-}
-
-Json::Value success(const Json::Value& data) {
-    Json::Value v;
-    v["success"] = true;
-    v["data"] = data;
-    return v;
-}
 
 /* A settings file as an object; a missing file is an empty one, a broken
  * one is null. */

@@ -13,12 +13,16 @@
 #include <fstream>
 #include <iostream>
 
-#include "bench_support.h"
+#include "bench_remote.h"
 #include "peer_sim.h"
 #include "vurocgi.h"
 #include "vurocredential_seal.h"
 #include "vurojson.h"
 #include "vurotarn.h"
+
+using tarnbench::bareRowRead;
+using tarnbench::BareRow;
+using tarnbench::bodyAppend;
 
 namespace {
 
@@ -35,32 +39,6 @@ std::string gToken;  // the session looked for: the last of the store
 
 /* ---- bare work ---- */
 
-struct BareRow {
-    std::string host, sid;
-    long port = 0;
-};
-
-BareRow bareRowRead(long id) {
-    sqlite3* db = nullptr;
-    BareRow row;
-    sqlite3_open_v2(tarnbench::dbPath().c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "SELECT host, sid, http_port FROM peer WHERE id=?", -1, &st, nullptr);
-    sqlite3_bind_int64(st, 1, id);
-    if (sqlite3_step(st) == SQLITE_ROW) {
-        row.host = (const char*)sqlite3_column_text(st, 0);
-        row.sid = (const char*)sqlite3_column_text(st, 1);
-        row.port = sqlite3_column_int64(st, 2);
-    }
-    sqlite3_finalize(st);
-    sqlite3_close(db);
-    return row;
-}
-
-size_t bodyAppend(char* p, size_t size, size_t n, void* pUser) {
-    static_cast<std::string*>(pUser)->append(p, size * n);
-    return size * n;
-}
 
 /* Discovery and one sealed call over HTTP on one handle, as the library's
  * HTTP way makes them. */

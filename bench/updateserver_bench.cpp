@@ -11,11 +11,13 @@
 
 #include <memory>
 
-#include "bench_support.h"
+#include "bench_remote.h"
 #include "peer_sim.h"
 #include "vurocredential_seal.h"
 #include "vurojson.h"
 #include "vurotarn.h"
+
+using tarnbench::bodyAppend;
 
 namespace {
 
@@ -29,11 +31,6 @@ tarntest::PeerSim& sim() {
 }
 Json::Value gIds(Json::arrayValue);
 Json::Value gParam;
-
-size_t bodyAppend(char* p, size_t size, size_t n, void* pUser) {
-    static_cast<std::string*>(pUser)->append(p, size * n);
-    return size * n;
-}
 
 /* One server's handle with its discovery done, ready for the call. */
 struct BareCall {

@@ -7,11 +7,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "bench_support.h"
+#include "bench_remote.h"
 #include "peer_sim.h"
 #include "vurocredential_seal.h"
 #include "vurojson.h"
 #include "vurotarn.h"
+
+using tarnbench::bareRowRead;
+using tarnbench::BareRow;
+using tarnbench::bodyAppend;
 
 namespace {
 
@@ -24,33 +28,6 @@ tarntest::PeerSim& sim() {
 }
 long gIdHttp = -1, gIdHttps = -1, gIdRefused = -1;
 
-/* The bare read of the peer row: what the library's Get must at least do. */
-struct BareRow {
-    std::string host, sid;
-    long port = 0;
-};
-BareRow bareRowRead(long id, const char* szPortColumn) {
-    sqlite3* db = nullptr;
-    BareRow row;
-    sqlite3_open_v2(tarnbench::dbPath().c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-    std::string q = std::string("SELECT host, sid, ") + szPortColumn + " FROM peer WHERE id=?";
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, q.c_str(), -1, &st, nullptr);
-    sqlite3_bind_int64(st, 1, id);
-    if (sqlite3_step(st) == SQLITE_ROW) {
-        row.host = (const char*)sqlite3_column_text(st, 0);
-        row.sid = (const char*)sqlite3_column_text(st, 1);
-        row.port = sqlite3_column_int64(st, 2);
-    }
-    sqlite3_finalize(st);
-    sqlite3_close(db);
-    return row;
-}
-
-size_t bodyAppend(char* p, size_t size, size_t n, void* pUser) {
-    static_cast<std::string*>(pUser)->append(p, size * n);
-    return size * n;
-}
 
 /* Discovery and one call on one handle, as the credential library makes
  * them: verified TLS or a sealed body. False when either exchange failed. */

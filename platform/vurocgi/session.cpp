@@ -30,8 +30,7 @@ void textReplace(char** pp, const char* sz) {
     *pp = textDup(sz);
 }
 
-/* 32 random bytes, base64url without padding: 43 characters. */
-bool sessionIdMake(std::string* pId) {
+bool sessionIdDraw(std::string* pId) {
     unsigned char raw[32];
     size_t got = 0;
     while (got < sizeof(raw)) {
@@ -56,6 +55,16 @@ bool sessionIdMake(std::string* pId) {
     }
     if (bits > 0) id += kAlphabet[(acc << (6 - bits)) & 0x3F];
     *pId = id;
+    return true;
+}
+
+/* 32 random bytes, base64url without padding: 43 characters. An id that
+ * would start with '-' or '_' is drawn again: one that starts like an
+ * option cannot be passed to a command line tool as a plain word. */
+bool sessionIdMake(std::string* pId) {
+    do {
+        if (!sessionIdDraw(pId)) return false;
+    } while ((*pId)[0] == '-' || (*pId)[0] == '_');
     return true;
 }
 

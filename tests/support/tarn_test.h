@@ -153,6 +153,11 @@ protected:
  * what it told. */
 pid_t childThatHolds(const std::function<bool()>& work, bool* pOk);
 
+/* Turns off LeakSanitizer's check at exit in this process and the
+ * children it forks from now on: the check needs a thread of its own, which
+ * a test that limits the processes of a user takes away. Nothing without
+ * the sanitizer. */
+void leakCheckOff();
 /* Runs work in a forked child, reaped within ms: work's return value as
  * the child's exit status, -1 as reapWithin gives it. */
 int runInChild(const std::function<int()>& work, int ms);

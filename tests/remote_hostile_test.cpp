@@ -137,7 +137,8 @@ protected:
         std::string sid = std::to_string(id);
         std::string before = rows();
         logClear();
-        bool successTrue = shape.isObject() && shape["success"].isBool() && shape["success"].asBool();
+        bool successTrue =
+            shape.isObject() && shape["success"].isBool() && shape["success"].asBool();
 
         // The notice: its child ends, and says why, within the bound.
         int notices = logFileCount(kNotice);
@@ -157,7 +158,8 @@ protected:
 
         // The sending of connection info.
         t = nowMs();
-        EXPECT_EQ(x.updateRc, VUROTARNPeerSendUpdateServer(Json::Value((Json::Int)id), Json::Value()));
+        EXPECT_EQ(x.updateRc,
+                  VUROTARNPeerSendUpdateServer(Json::Value((Json::Int)id), Json::Value()));
         EXPECT_LT(nowMs() - t, kBoundMs) << "sending";
         if (!x.updateLog.empty()) {
             EXPECT_TRUE(logHas("Client " + sid + " " + x.updateLog)) << logDump();
@@ -256,9 +258,9 @@ TEST_F(RemoteHostileTest, AnAnswerThatNeverEndsStopsAtTheSizeLimit) {
     simStart(1);
     long id = peerOf(0);
     const int kLimit = 256 * 1024;
-    writeFile(sys("/etc/vuro/credential.conf"),
-              readFile(sys("/etc/vuro/credential.conf")) +
-                  "max_response_bytes=" + std::to_string(kLimit) + "\n");
+    writeFile(sys("/etc/vuro/credential.conf"), readFile(sys("/etc/vuro/credential.conf")) +
+                                                    "max_response_bytes=" + std::to_string(kLimit) +
+                                                    "\n");
     mode(0, R"({"endless":true})");
     driveAll(0, id, callFails(CRED_REQ_ERR_TOO_LARGE));
     // A chunked answer declares no length: only the count while it arrives
@@ -352,8 +354,13 @@ TEST_F(RemoteHostileTest, DiscoveryAnswersOfTheWrongShape) {
     simStart(1);
     long id = peerOf(0);
     for (const char* shape : {
-             "[]", "42", "null", "\"text\"", R"({"success":[true],"data":{}})",
-             R"({"success":true,"data":[]})", R"({"success":true,"data":null})",
+             "[]",
+             "42",
+             "null",
+             "\"text\"",
+             R"({"success":[true],"data":{}})",
+             R"({"success":true,"data":[]})",
+             R"({"success":true,"data":null})",
              R"({"success":true,"data":{"VURO.Core.TARN.Cache":[],"VURO.Core.TARN":7,
                 "VURO.Core.TARN.ServerInfo":null,"VURO.Core.TARN.Policy":"x"}})",
              R"({"success":true,"data":{"VURO.Core.TARN.Cache":{"path":["/x"],"minVersion":"1",
@@ -373,9 +380,16 @@ TEST_F(RemoteHostileTest, CallAnswersOfTheWrongShape) {
     simStart(1);
     long id = peerOf(0);
     for (const char* shape : {
-             "[]", "[{\"success\":true}]", "42", "null", "\"text\"", "true",
-             R"({"success":"yes","data":{"hostname":"h"}})", R"({"success":null,"error":[]})",
-             R"({"success":true,"data":[]})", R"({"success":true,"data":null})",
+             "[]",
+             "[{\"success\":true}]",
+             "42",
+             "null",
+             "\"text\"",
+             "true",
+             R"({"success":"yes","data":{"hostname":"h"}})",
+             R"({"success":null,"error":[]})",
+             R"({"success":true,"data":[]})",
+             R"({"success":true,"data":null})",
              R"({"data":{"hostname":"h"}})",
          }) {
         SCOPED_TRACE(shape);

@@ -117,12 +117,12 @@ void hostileDeliver(const Modes& m, long long seq, const std::string& text, cons
     }
     if (m.cutAnswer) {
         record.update(seq, "delivery", "cut");
-        res.set_content_provider(
-            text.size(), type, [text](size_t, size_t, httplib::DataSink& sink) {
-                sink.write(text.data(), text.size() / 2);
-                connDrop();
-                return false;
-            });
+        res.set_content_provider(text.size(), type,
+                                 [text](size_t, size_t, httplib::DataSink& sink) {
+                                     sink.write(text.data(), text.size() / 2);
+                                     connDrop();
+                                     return false;
+                                 });
         return;
     }
     if (m.dripMs > 0) {

@@ -221,13 +221,13 @@ protected:
         EXPECT_EQ(0u, sim_.entries(-1, "trap").size()) << "nobody follows a redirect";
     }
 
-    /* Waits until every call entry of the delivery has its sent_bytes. */
-    Json::Value deliveries(const std::string& delivery) {
+    /* Waits until every entry of the delivery has its sent_bytes. */
+    Json::Value deliveries(const std::string& delivery, const std::string& kind = "call") {
         Json::Value out;
         for (int i = 0; i < 100; i++) {
             out = Json::arrayValue;
             bool all = true;
-            for (const Json::Value& e : sim_.entries(-1, "call")) {
+            for (const Json::Value& e : sim_.entries(-1, kind)) {
                 if (e["delivery"] != delivery) continue;
                 out.append(e);
                 all = all && e.isMember("sent_bytes");
@@ -301,6 +301,30 @@ TEST_F(RemoteHostileTest, AConnectionCutInTheMiddleOfTheAnswer) {
     mode(0, R"({"cut_answer":true})");
     driveAll(0, id, callFails(CRED_REQ_ERR_CONNECT));
     EXPECT_GE(deliveries("cut").size(), 5u);
+}
+
+TEST_F(RemoteHostileTest, SpoiledDiscoveryEndsWithinItsTimeOut) {
+    simStart(1);
+    long id = peerOf(0);
+    writeFile(sys("/etc/vuro/credential.conf"),
+              readFile(sys("/etc/vuro/credential.conf")) + "max_response_bytes=65536\n");
+    for (const char* m : {R"({"spoil_discovery":true,"drip_ms":1000})",
+                          R"({"spoil_discovery":true,"cut_answer":true})",
+                          R"({"spoil_discovery":true,"endless":true})"}) {
+        SCOPED_TRACE(m);
+        ASSERT_TRUE(sim_.reset());
+        mode(0, m);
+        driveAll(0, id, unreachable());
+        EXPECT_EQ(0u, sim_.entries(0, "call").size()) << "no call without a discovery";
+        for (const Json::Value& e : sim_.entries(0, "discover")) {
+            EXPECT_TRUE(e.isMember("delivery")) << "every discovery was spoiled: " << e;
+        }
+    }
+    // The endless one came last: its lines and entries are still there.
+    EXPECT_TRUE(logHas("answer too large")) << logDump();
+    for (const Json::Value& e : deliveries("endless", "discover")) {
+        EXPECT_LT(e["sent_bytes"].asInt64(), 64LL << 20) << e;
+    }
 }
 
 TEST_F(RemoteHostileTest, RedirectsAreNeverFollowed) {

@@ -34,8 +34,8 @@ public:
      * "all"). Keys: refuse_https, refuse_http, foreign_cert, fail_discovery,
      * close_after_discovery, hang, not_json, tamper, no_success (booleans), delay_ms,
      * fail_code (numbers), drop_api, form_api (arrays of API names); hostile:
-     * plain_on_https, wrong_name_cert, redirect, endless, cut_answer
-     * (booleans), drip_ms (a number), discovery_answer, call_answer (any JSON). */
+     * plain_on_https, wrong_name_cert, redirect, endless, cut_answer,
+     * spoil_discovery (booleans), drip_ms (a number), discovery_answer, call_answer (any JSON). */
     bool setMode(const std::string& server, const Json::Value& modes);
     bool setMode(int server, const Json::Value& modes) {
         return setMode(std::to_string(server), modes);

@@ -48,6 +48,7 @@ struct Modes {
     bool endless = false;        // a chunked answer that never ends
     bool cutAnswer = false;      // half the answer, then the connection is cut
     long long dripMs = 0;        // the answer goes out one byte every dripMs
+    bool spoilDiscovery = false;  // the three above spoil discovery answers too
     bool hasDiscoveryAnswer = false;
     Json::Value discoveryAnswer;  // discovery answers this as it stands
     bool hasCallAnswer = false;

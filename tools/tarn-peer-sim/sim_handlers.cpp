@@ -137,8 +137,10 @@ void discover(const httplib::Request& req, httplib::Response& res) {
         c->closeAfter = true;
     }
     e["outcome"] = "ok";
-    sim().record.add(e);
-    jsonAnswer(res, success(data));
+    long long seq = sim().record.add(e);
+    // The delivery modes reach discovery only when asked to.
+    hostileDeliver(m.spoilDiscovery ? m : Modes(), seq, jsonText(success(data)),
+                   "application/json", res);
 }
 
 // Counts a call in flight for as long as it is being answered.

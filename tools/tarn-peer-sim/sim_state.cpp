@@ -63,6 +63,7 @@ Json::Value Modes::toJson() const {
     v["endless"] = endless;
     v["cut_answer"] = cutAnswer;
     v["drip_ms"] = (Json::Int64)dripMs;
+    v["spoil_discovery"] = spoilDiscovery;
     if (hasDiscoveryAnswer) v["discovery_answer"] = discoveryAnswer;
     if (hasCallAnswer) v["call_answer"] = callAnswer;
     v["delay_ms"] = (Json::Int64)delayMs;
@@ -95,6 +96,7 @@ bool Modes::merge(const Json::Value& js, std::string* pWhy) {
         {"redirect", &next.redirect},
         {"endless", &next.endless},
         {"cut_answer", &next.cutAnswer},
+        {"spoil_discovery", &next.spoilDiscovery},
     };
     for (const std::string& key : js.getMemberNames()) {
         const Json::Value& v = js[key];

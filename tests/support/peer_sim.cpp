@@ -202,6 +202,13 @@ bool PeerSimControl::removeRelay(const std::string& id) {
     return post("/_sim/relay", body);
 }
 
+bool PeerSimControl::setRelayRaw(const std::string& id, const Json::Value& raw) {
+    Json::Value body;
+    body["id"] = id;
+    body["raw"] = raw;
+    return post("/_sim/relay", body);
+}
+
 Json::Value PeerSimControl::record(int server, const std::string& kind, long long sinceSeq) {
     Json::Value body, data;
     if (server >= 0) body["server"] = server;

@@ -33,7 +33,9 @@ public:
     /* Merges modes into a server's modes (server: fleet index, serial, or
      * "all"). Keys: refuse_https, refuse_http, foreign_cert, fail_discovery,
      * close_after_discovery, hang, not_json, tamper, no_success (booleans), delay_ms,
-     * fail_code (numbers), drop_api, form_api (arrays of API names). */
+     * fail_code (numbers), drop_api, form_api (arrays of API names); hostile:
+     * plain_on_https, wrong_name_cert, redirect, endless, cut_answer,
+     * spoil_discovery (booleans), drip_ms (a number), discovery_answer, call_answer (any JSON). */
     bool setMode(const std::string& server, const Json::Value& modes);
     bool setMode(int server, const Json::Value& modes) {
         return setMode(std::to_string(server), modes);
@@ -48,6 +50,9 @@ public:
     bool setRelay(const std::string& id, const std::string& host, const std::string& protocol,
                   int port);
     bool removeRelay(const std::string& id);
+    /* The relay service answers id with raw as the whole answer, envelope
+     * included (arrays, numbers, null: shapes no sound service sends). */
+    bool setRelayRaw(const std::string& id, const Json::Value& raw);
 
     /* The record: {"record": [entry...], "in_flight", "max_in_flight",
      * "next_seq"}. Filters (empty or -1: all): server index, kind
@@ -123,6 +128,8 @@ public:
     std::string sn(int i) const { return fleet_[i]["sn"].asString(); }
     std::string token(int i) const { return fleet_[i]["access_token"].asString(); }
     int relayPort() const { return ready_["relay_port"].asInt(); }
+    /* Where the "redirect" mode sends calls; it records "trap" entries. */
+    int trapPort() const { return ready_["trap_port"].asInt(); }
     int scoutPort() const { return ready_["scout_port"].asInt(); }
     int wolPort() const { return ready_["wol_port"].asInt(); }
     /* The MAC of a server's first interface (--scout or --wol). */

@@ -65,9 +65,15 @@ const char kUsage[] =
     "      close_after_discovery hang not_json tamper no_success no_hostname garbled\n"
     "      (true|false), delay_ms N,\n"
     "      fail_code N, drop_api form_api (JSON arrays of API names)\n"
+    "      hostile: plain_on_https wrong_name_cert redirect (307 to the trap port,\n"
+    "      which records what reaches it) endless cut_answer (true|false),\n"
+    "      drip_ms N (one byte of a call's answer every N ms), spoil_discovery\n"
+    "      (endless, cut_answer and drip_ms spoil discovery answers too),\n"
+    "      discovery_answer call_answer (any JSON, answered as it stands)\n"
     "  scout SERVER [KEY=VALUE]...   state=sleeping|booting|ready interfaces=N\n"
     "      configured=N packet_type=N serial=TEXT garbage=true|false\n"
     "  relay ID HOST PROTOCOL PORT | relay ID --remove | relay ID --answer JSON\n"
+    "      | relay ID --raw JSON   (the whole answer, envelope included)\n"
     "  reset [--keep-modes] [--keep-relay]\n"
     "  fetches                                the fetches answered, per serial\n"
     "  stop\n";
@@ -178,6 +184,11 @@ int ctlMain(int argc, char** argv) {
         std::string id = argv[i++];
         if (argc - i == 1 && strcmp(argv[i], "--remove") == 0) {
             return ctlPrint(ctl.removeRelay(id), ctl, Json::objectValue);
+        }
+        if (argc - i == 2 && strcmp(argv[i], "--raw") == 0) {
+            Json::Value raw;
+            if (!vurojson::fromString(raw, argv[i + 1])) return usage();
+            return ctlPrint(ctl.setRelayRaw(id, raw), ctl, Json::objectValue);
         }
         if (argc - i == 2 && strcmp(argv[i], "--answer") == 0) {
             Json::Value answer;
@@ -314,6 +325,10 @@ bool endpointsOpen(Sim& s, bool relay, std::string* pWhy) {
         s.pools.push_back(std::make_unique<TaskPool>(kRelayWorkers));
         if (add(Role::Relay, nullptr, s.pools.back().get()) == 0) return false;
     }
+    // Where the "redirect" mode points; it only records what reaches it.
+    s.pools.push_back(std::make_unique<TaskPool>(kRelayWorkers));
+    s.trapPort = add(Role::Trap, nullptr, s.pools.back().get());
+    if (s.trapPort == 0) return false;
     for (auto& sv : s.servers) {
         s.pools.push_back(std::make_unique<TaskPool>(kServerWorkers));
         sv->httpPort = add(Role::Http, sv.get(), s.pools.back().get());
@@ -415,6 +430,7 @@ int simMain(const Options& o) {
     ready["pid"] = (int)getpid();
     ready["control_port"] = portOf(s, Role::Control);
     ready["relay_port"] = relayPort;
+    ready["trap_port"] = s.trapPort;
     ready["root"] = o.root;
     ready["fleet"] = fleetPath;
     peersim::scoutDescribe(ready);

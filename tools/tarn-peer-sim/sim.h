@@ -23,6 +23,7 @@
 namespace httplib {
 class Stream;
 class Server;
+struct Response;
 }
 
 namespace peersim {
@@ -40,6 +41,18 @@ struct Modes {
     bool noSuccess = false;   // a JSON answer without its success member
     bool noHostname = false;  // end_join confirmed without data.hostname
     bool garbled = false;     // a text that is no JSON, sealed when the call was
+    // Hostile answers (sim_hostile.cpp); the delivery modes spoil call answers only.
+    bool plainOnHttps = false;   // the HTTPS port speaks plain HTTP
+    bool wrongNameCert = false;  // a certificate of the trusted CA for another name
+    bool redirect = false;       // calls are sent on to the trap port with a 307
+    bool endless = false;        // a chunked answer that never ends
+    bool cutAnswer = false;      // half the answer, then the connection is cut
+    long long dripMs = 0;        // the answer goes out one byte every dripMs
+    bool spoilDiscovery = false;  // the three above spoil discovery answers too
+    bool hasDiscoveryAnswer = false;
+    Json::Value discoveryAnswer;  // discovery answers this as it stands
+    bool hasCallAnswer = false;
+    Json::Value callAnswer;  // replaces a call's answer, sealed when the call was
     long long delayMs = 0;
     int failCode = 0;  // answer success false with this code
     std::set<std::string> dropApi;
@@ -99,6 +112,7 @@ private:
 struct Tls {
     SSL_CTX* trusted = nullptr;
     SSL_CTX* foreign = nullptr;
+    SSL_CTX* wrongName = nullptr;  // our CA's, but for another name than 127.0.0.1
 };
 /* Loads or makes the CA and server certificate below the root and adds
  * the CA to the root's CA file; false with *pWhy. */
@@ -121,7 +135,7 @@ private:
     size_t idle_ = 0;
 };
 
-enum class Role { Http, Https, Control, Relay };
+enum class Role { Http, Https, Control, Relay, Trap };
 
 /* How long a connection may idle between requests, and how many it may
  * carry; the routers announce the same in their Keep-Alive header. */
@@ -163,6 +177,8 @@ struct Sim {
     std::mutex relayMu;
     Json::Value relayTable{Json::objectValue};    // id -> answer data
     Json::Value relayInitial{Json::objectValue};  // what a reset goes back to
+    Json::Value relayRaw{Json::objectValue};      // id -> whole answer, any JSON
+    int trapPort = 0;                             // where "redirect" points
 
     Server* find(const std::string& key);  // index or serial
 };
@@ -193,6 +209,19 @@ void scoutControlInstall(httplib::Server& control);
 void joinControlInstall(httplib::Server& control);
 void joinFetchCount(const Server& sv, const std::string& api, const Json::Value& answer);
 void joinReset();
+
+/* sim_hostile.cpp: the trap that a redirect points at (it records what
+ * reached it and answers success), the redirect itself (true when the call
+ * was answered so), and the delivery of an answer text under the modes
+ * drip_ms, endless and cut_answer (set_content when none is on). */
+bool trapRequestServe(httplib::Stream& stream, bool last, bool& closed);
+/* cpp-httplib writes an answer of a content provider only while its server
+ * socket is valid, and our routers never listen: each takes this one. */
+int routerSocket();
+bool hostileRedirect(const Modes& m, const std::string& path, Json::Value& e,
+                     httplib::Response& res);
+void hostileDeliver(const Modes& m, long long seq, const std::string& text, const char* type,
+                    httplib::Response& res);
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }

@@ -51,6 +51,7 @@ const ApiInfo* apiFind(const std::string& name) {
 class Router : public httplib::Server {
 public:
     Router() {
+        svr_sock_ = routerSocket();
         set_payload_max_length(16u << 20);
         set_keep_alive_max_count(kRequestsPerConnection);
         set_keep_alive_timeout(kKeepAliveSeconds);
@@ -98,6 +99,12 @@ void discover(const httplib::Request& req, httplib::Response& res) {
         jsonAnswer(res, failure(kCodeDiscoveryFailed));
         return;
     }
+    if (m.hasDiscoveryAnswer) {
+        e["outcome"] = "shaped";
+        sim().record.add(e);
+        res.set_content(jsonText(m.discoveryAnswer), "application/json");
+        return;
+    }
     std::vector<std::string> wanted = split(names, ',');
     if (wanted.empty()) {
         for (const ApiInfo& a : kApis) wanted.push_back(a.name);
@@ -116,8 +123,10 @@ void discover(const httplib::Request& req, httplib::Response& res) {
         c->closeAfter = true;
     }
     e["outcome"] = "ok";
-    sim().record.add(e);
-    jsonAnswer(res, success(data));
+    long long seq = sim().record.add(e);
+    // The delivery modes reach discovery only when asked to.
+    hostileDeliver(m.spoilDiscovery ? m : Modes(), seq, jsonText(success(data)),
+                   "application/json", res);
 }
 
 // Counts a call in flight for as long as it is being answered.
@@ -209,6 +218,7 @@ void call(const httplib::Request& req, httplib::Response& res) {
     e["method"] = call.method;
     e["params"] = call.params;
     e["csrf"] = !call.csrf.empty();
+    if (hostileRedirect(m, req.path, e, res)) return;
     if (code == 0 && call.token != sv.token) code = VUROCRED_CODE_BAD_TOKEN;
     const ApiInfo* api = apiFind(call.api);
     if (code == 0 && (api == nullptr || m.dropApi.count(call.api) != 0)) code = kCodeNoApi;
@@ -266,6 +276,7 @@ void call(const httplib::Request& req, httplib::Response& res) {
     }
     if (m.noSuccess) answer.removeMember("success");
     if (m.noHostname && call.api == "VURO.Core.TARN") answer["data"].removeMember("hostname");
+    if (m.hasCallAnswer) answer = m.callAnswer;
     joinFetchCount(sv, call.api, answer);
     std::string text = m.garbled ? "<html>busy</html>" : jsonText(answer);
     if (call.format == "sealed") {
@@ -287,10 +298,11 @@ void call(const httplib::Request& req, httplib::Response& res) {
     }
     record.update(seq, "outcome",
                   m.tamper && call.format == "sealed" ? "tampered"
+                  : m.hasCallAnswer                   ? "shaped"
                   : m.failCode != 0                   ? "fail"
                                                       : "ok");
     if (m.failCode != 0) record.update(seq, "code", m.failCode);
-    res.set_content(text, "application/json");
+    hostileDeliver(m, seq, text, "application/json", res);
 }
 
 void relayLookup(const httplib::Request& req, httplib::Response& res) {
@@ -300,11 +312,15 @@ void relayLookup(const httplib::Request& req, httplib::Response& res) {
     e["kind"] = "relay";
     e["id"] = id;
     Json::Value answer;
+    bool raw = false;
     {
         std::lock_guard<std::mutex> lock(s.relayMu);
-        answer = s.relayTable.isMember(id) ? success(s.relayTable[id]) : failure(kCodeNoRelayId);
+        raw = s.relayRaw.isMember(id);
+        answer = raw                         ? s.relayRaw[id]
+                 : s.relayTable.isMember(id) ? success(s.relayTable[id])
+                                             : failure(kCodeNoRelayId);
     }
-    e["outcome"] = answer["success"].asBool() ? "ok" : "unknown";
+    e["outcome"] = raw ? "raw" : answer["success"].asBool() ? "ok" : "unknown";
     s.record.add(e);
     jsonAnswer(res, answer);
 }
@@ -389,8 +405,12 @@ void controlRelay(const httplib::Request& req, httplib::Response& res) {
     Sim& s = sim();
     std::string id = body["id"].asString();
     std::lock_guard<std::mutex> lock(s.relayMu);
+    s.relayRaw.removeMember(id);
     if (body["remove"].asBool()) {
         s.relayTable.removeMember(id);
+    } else if (body.isMember("raw")) {
+        // The whole answer, envelope and all: arrays, numbers, null.
+        s.relayRaw[id] = body["raw"];
     } else if (body.isMember("answer")) {
         // Taken as it is: tests set answers of any shape.
         s.relayTable[id] = body["answer"];
@@ -419,6 +439,7 @@ void controlReset(const httplib::Request& req, httplib::Response& res) {
     if (body.get("relay", true).asBool()) {
         std::lock_guard<std::mutex> lock(s.relayMu);
         s.relayTable = s.relayInitial;
+        s.relayRaw = Json::objectValue;
     }
     controlAnswer(res, true, Json::objectValue);
 }
@@ -449,6 +470,7 @@ void handlersInstall() {
 }
 
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed) {
+    if (role == Role::Trap) return trapRequestServe(stream, last, closed);
     Router& r = role == Role::Control ? gControl : role == Role::Relay ? gRelay : gPeer;
     return r.serve(stream, last, closed);
 }

@@ -54,7 +54,11 @@ void joinControlInstall(httplib::Server& control) {
 }
 
 void joinFetchCount(const Server& sv, const std::string& api, const Json::Value& answer) {
-    if (api != "VURO.Core.TARN.Policy" || !answer["success"].asBool()) return;
+    // A shaped answer may be anything: only a true success counts.
+    if (api != "VURO.Core.TARN.Policy" || !answer.isObject() || !answer["success"].isBool() ||
+        !answer["success"].asBool()) {
+        return;
+    }
     JoinState& st = joinState();
     std::lock_guard<std::mutex> lock(st.mu);
     st.fetches[sv.index]++;

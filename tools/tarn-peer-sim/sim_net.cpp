@@ -255,9 +255,12 @@ void connServe(int fd, const Endpoint* ep) {
     c.fd = fd;
     c.ep = ep;
     std::unique_ptr<SSL, SslFree> ssl;
-    if (ep->role == Role::Https) {
-        bool foreign = ep->server->snapshot().foreignCert;
-        ssl.reset(SSL_new(foreign ? sim().tls.foreign : sim().tls.trusted));
+    Modes m = ep->server != nullptr ? ep->server->snapshot() : Modes();
+    // "plain_on_https": the HTTPS port answers a handshake with plain HTTP.
+    if (ep->role == Role::Https && !m.plainOnHttps) {
+        bool foreign = m.foreignCert;
+        Tls& tls = sim().tls;
+        ssl.reset(SSL_new(foreign ? tls.foreign : m.wrongNameCert ? tls.wrongName : tls.trusted));
         if (!ssl || SSL_set_fd(ssl.get(), fd) != 1 || SSL_accept(ssl.get()) != 1) {
             Json::Value e;
             e["kind"] = "tls";
@@ -265,6 +268,7 @@ void connServe(int fd, const Endpoint* ep) {
             e["sn"] = ep->server->sn;
             e["protocol"] = "https";
             e["foreign_cert"] = foreign;
+            e["wrong_name_cert"] = m.wrongNameCert;
             e["outcome"] = "handshake_failed";
             sim().record.add(e);
             ERR_clear_error();

@@ -57,6 +57,15 @@ Json::Value Modes::toJson() const {
     v["no_success"] = noSuccess;
     v["no_hostname"] = noHostname;
     v["garbled"] = garbled;
+    v["plain_on_https"] = plainOnHttps;
+    v["wrong_name_cert"] = wrongNameCert;
+    v["redirect"] = redirect;
+    v["endless"] = endless;
+    v["cut_answer"] = cutAnswer;
+    v["drip_ms"] = (Json::Int64)dripMs;
+    v["spoil_discovery"] = spoilDiscovery;
+    if (hasDiscoveryAnswer) v["discovery_answer"] = discoveryAnswer;
+    if (hasCallAnswer) v["call_answer"] = callAnswer;
     v["delay_ms"] = (Json::Int64)delayMs;
     v["fail_code"] = failCode;
     v["drop_api"] = setJson(dropApi);
@@ -82,6 +91,12 @@ bool Modes::merge(const Json::Value& js, std::string* pWhy) {
         {"no_success", &next.noSuccess},
         {"no_hostname", &next.noHostname},
         {"garbled", &next.garbled},
+        {"plain_on_https", &next.plainOnHttps},
+        {"wrong_name_cert", &next.wrongNameCert},
+        {"redirect", &next.redirect},
+        {"endless", &next.endless},
+        {"cut_answer", &next.cutAnswer},
+        {"spoil_discovery", &next.spoilDiscovery},
     };
     for (const std::string& key : js.getMemberNames()) {
         const Json::Value& v = js[key];
@@ -96,13 +111,21 @@ bool Modes::merge(const Json::Value& js, std::string* pWhy) {
             *f.where = v.asBool();
         }
         if (known) continue;
-        if (key == "delay_ms" || key == "fail_code") {
+        if (key == "delay_ms" || key == "fail_code" || key == "drip_ms") {
             if (!v.isIntegral() || v.asInt64() < 0 || v.asInt64() > 3600000) {
                 *pWhy = key + " wants a number from 0";
                 return false;
             }
             if (key == "delay_ms") next.delayMs = v.asInt64();
             if (key == "fail_code") next.failCode = v.asInt();
+            if (key == "drip_ms") next.dripMs = v.asInt64();
+        } else if (key == "discovery_answer") {
+            // Any JSON at all: wrong shapes are the point.
+            next.hasDiscoveryAnswer = true;
+            next.discoveryAnswer = v;
+        } else if (key == "call_answer") {
+            next.hasCallAnswer = true;
+            next.callAnswer = v;
         } else if (key == "drop_api" || key == "form_api") {
             if (!setRead(v, key == "drop_api" ? &next.dropApi : &next.formApi)) {
                 *pWhy = key + " wants an array of API names";

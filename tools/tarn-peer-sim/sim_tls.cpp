@@ -1,7 +1,8 @@
 /* sim_tls.cpp - the simulator's certificates: an EC CA and a server
  * certificate for 127.0.0.1 kept below the root (made once, with libcrypto),
- * the CA added to the root's CA file, and a stranger's certificate made
- * fresh each run for the "foreign certificate" mode. */
+ * the CA added to the root's CA file, and, made fresh each run, a
+ * stranger's certificate ("foreign_cert") and one of our CA for another
+ * name ("wrong_name_cert"). */
 #include <fcntl.h>
 #include <openssl/bn.h>
 #include <openssl/err.h>
@@ -60,7 +61,8 @@ bool extAdd(X509* cert, X509* issuer, int nid, const char* value) {
 }
 
 // A P-256 key and a certificate for it, signed by issuer (itself when null).
-bool pairMake(const char* commonName, const Pair* issuer, bool ca, Pair* pOut) {
+bool pairMake(const char* commonName, const Pair* issuer, bool ca, Pair* pOut,
+              const char* altNames = "IP:127.0.0.1,DNS:localhost") {
     Key key(EVP_EC_gen("P-256"));
     Cert cert(X509_new());
     std::unique_ptr<BIGNUM, BnFree> serial(BN_new());
@@ -89,7 +91,7 @@ bool pairMake(const char* commonName, const Pair* issuer, bool ca, Pair* pOut) {
         ok = ok && extAdd(cert.get(), issuerCert, NID_basic_constraints, "critical,CA:FALSE") &&
              extAdd(cert.get(), issuerCert, NID_key_usage, "critical,digitalSignature") &&
              extAdd(cert.get(), issuerCert, NID_ext_key_usage, "serverAuth") &&
-             extAdd(cert.get(), issuerCert, NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost");
+             extAdd(cert.get(), issuerCert, NID_subject_alt_name, altNames);
     }
     if (!ok || X509_sign(cert.get(), signKey, EVP_sha256()) <= 0) return false;
     pOut->key = std::move(key);
@@ -231,9 +233,16 @@ bool tlsSetup(Tls* pTls, std::string* pWhy) {
         *pWhy = "cannot make the foreign certificate";
         return false;
     }
+    // Signed by the trusted CA, but for a name no client of 127.0.0.1 asks for.
+    Pair elsewhere;
+    if (!pairMake("elsewhere.invalid", &ca, false, &elsewhere, "DNS:elsewhere.invalid")) {
+        *pWhy = "cannot make the certificate for another name";
+        return false;
+    }
     pTls->trusted = contextMake(server);
     pTls->foreign = contextMake(stranger);
-    if (pTls->trusted == nullptr || pTls->foreign == nullptr) {
+    pTls->wrongName = contextMake(elsewhere);
+    if (pTls->trusted == nullptr || pTls->foreign == nullptr || pTls->wrongName == nullptr) {
         *pWhy = "cannot set up TLS";
         return false;
     }

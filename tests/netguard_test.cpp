@@ -8,10 +8,15 @@
 
 #include <chrono>
 
+#include <scout.h>
+
 #include "tarn_test.h"
 #include "vurocore.h"
 #include "vurocredential.h"
 #include "vurocredential_seal.h"
+#include "vurotarnpeer.h"
+#include "vurotarnpeer_scout.h"
+#include "vurotarnpeer_updateserver.h"
 
 using namespace tarntest;
 
@@ -83,5 +88,73 @@ TEST_F(NetGuard, RequestsAndRelayLookupsStopAtTheGuardInsideAFreshNamespace) {
                         js["error"].asString() != "destination refused",
                     "unguarded relay lookup");
         return ok;
+    });
+}
+
+TEST_F(NetGuard, ManagedSendingScanAndWakeStopAtTheGuardInsideAFreshNamespace) {
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "2000", 0));
+    // Two managed servers outside loopback, reached through the request
+    // manager of the connection-info sending.
+    for (const char* host : {"192.0.2.1", "198.51.100.7"}) {
+        VURO_TARN_PEER peer;
+        VUROTARNPeerItemSetSN(&peer, (std::string("SN-") + host).c_str());
+        peer.str_host = host;
+        peer.http_port = 5000;
+        peer.https_port = 5001;
+        peer.str_sid = "sid-netns-2";
+        ASSERT_OK(VUROTARNPeerCreate(&peer));
+    }
+    ASSERT_OK(QLIBCFileSetKeyValue(SCOUT_CONF_PATH, "send_ip", "192.0.2.1", 0));
+    ASSERT_OK(QLIBCFileSetKeyValue(SCOUT_CONF_PATH, "recv_port", "0", 0));
+    ASSERT_OK(QLIBCFileSetKeyValue(SCOUT_CONF_PATH, "listen_ms", "200", 0));
+    writeFile(sys("/etc/vuro/wol.conf"), "dest=192.0.2.1:9\n");
+    const std::string tool = sys(VUROTARN_WAKE_TOOL);
+
+    // Each case once with the guard on and once off: on, the guard's
+    // refusal; off, the empty namespace's own failure and no guard line.
+    auto cases = [&](bool guarded) {
+        bool ok = true;
+        const char* refused = "destination refused";
+        logClear();
+        Json::Value ids(Json::arrayValue);
+        ids.append(1);
+        ids.append(2);
+        Json::Value assign;
+        assign["host"] = "127.0.0.1";
+        // No request is built for either, so the manager runs none.
+        VUROTARNPeerSendUpdateServer(ids, assign);
+        ok &= check(logHas(refused) == guarded, "the sending's cause");
+        ok &= check(guarded || logHas("cannot connect"), "the unguarded sending met the network");
+        ok &= check(logCount("sid-netns-2") == 0, "no token in a line");
+
+        logClear();
+        std::vector<std::string> none;
+        std::vector<NASINFO> found;
+        // Unguarded, the send itself fails: the namespace has no route.
+        ok &= check(VUROTARNPeerGetScoutInfoBySN(none, found) == -1 && found.empty(), "scan");
+        ok &= check(logHas("destination refused: 192.0.2.1") == guarded, "the scan's cause");
+
+        std::string err;
+        ok &= check(runProgram({tool, "--wake", "0A:1B:2C:3D:4E:5F", "lo"}, nullptr, &err) == 1,
+                    "wake tool");
+        ok &= check((err.find("destination refused: 192.0.2.1:9") != std::string::npos) ==
+                        guarded,
+                    err.c_str());
+        ok &= check(guarded || err.find("cannot send to 192.0.2.1:9") != std::string::npos,
+                    err.c_str());
+
+        // The tool's own remote call, with the environment it inherits.
+        ok &= check(runProgram({TARN_CLI_PATH, "--root", root_, "peer", "call", "1",
+                                "VURO.API.Info", "1", "query"},
+                               nullptr, &err) == 1,
+                    "tarn peer call");
+        ok &= check((err.find(refused) != std::string::npos) == guarded, err.c_str());
+        return ok;
+    };
+    inNetns([&]() {
+        setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
+        bool ok = cases(true);
+        unsetenv("VURO_NET_LOOPBACK_ONLY");
+        return cases(false) && ok;
     });
 }

@@ -1,5 +1,6 @@
 /* tarnpeer_sqlite.cpp - storage of managed servers in table "peer": the
  * family's field table (columns, hook arguments, JSON) and SQL texts. */
+#include "common/vurotarn_secret_int.h"
 #include "tarnpeer/vurotarnpeer_int.h"
 
 // Every member is read back from JSON; the flags say where it shows.
@@ -37,6 +38,8 @@ const VurotarnField<VURO_TARN_PEER> VurotarnPeerTraits::kFields[26] = {
 };
 
 char* VurotarnPeerTraits::fullMatchSql(const Rec& r) {
+    vurotarnSecretNote(r.str_sid);
+    vurotarnSecretNote(r.str_vuro_token);
     return sqlite3_mprintf(
         "SELECT id FROM peer WHERE desc='%q' AND sn='%q' AND model='%q' AND version='%q' AND "
         "buildnum=%ld AND smallfixnum=%ld AND hostname='%q' AND host='%q' AND sid='%q' AND "
@@ -57,6 +60,8 @@ char* VurotarnPeerTraits::keyQuerySql(const Rec& r) {
 }
 
 char* VurotarnPeerTraits::upsertSql(const Rec& r, const char* szKeyQuery) {
+    vurotarnSecretNote(r.str_sid);
+    vurotarnSecretNote(r.str_vuro_token);
     return sqlite3_mprintf(
         "INSERT OR REPLACE INTO peer ( id, mtime, desc, sn, model, version, buildnum, "
         "smallfixnum, hostname, host, sid, vuro_token, status, status_by_server, "

@@ -398,17 +398,17 @@ echo "stopped"
 # ---- Nothing of the demo outlives it ----
 step "No simulator and no child of the demo is left"
 # A process of this demo names its root on its command line or in its
-# environment; this shell and the subshells it makes for the check do not count.
+# environment; this shell, the subshell of the check and what that runs do not count.
 demo_leftovers() {
     local d pid ppid
     for d in /proc/[0-9]*; do
         pid=${d#/proc/}
-        [ "$pid" != $$ ] || continue
+        [ "$pid" != $$ ] && [ "$pid" != "$BASHPID" ] || continue
         ppid=$(sed -n 's/^PPid:[[:space:]]*//p' "$d/status" 2>/dev/null) || continue
-        [ -n "$ppid" ] && [ "$ppid" != $$ ] || continue
-        if tr '\0' '\n' <"$d/cmdline" 2>/dev/null | grep -qxF -- "$ROOT" ||
-            tr '\0' '\n' <"$d/environ" 2>/dev/null | grep -qxF -- "VURO_SYSROOT=$ROOT"; then
-            echo "$pid $(tr '\0' ' ' <"$d/cmdline" 2>/dev/null)"
+        [ -n "$ppid" ] && [ "$ppid" != "$BASHPID" ] || continue
+        if tr '\0' '\n' 2>/dev/null <"$d/cmdline" | grep -qxF -- "$ROOT" ||
+            tr '\0' '\n' 2>/dev/null <"$d/environ" | grep -qxF -- "VURO_SYSROOT=$ROOT"; then
+            echo "$pid $(tr '\0' ' ' 2>/dev/null <"$d/cmdline")"
         fi
     done
 }

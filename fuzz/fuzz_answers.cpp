@@ -34,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             (format != "JSON" && format != "form")) {
             abort();
         }
-    } else if (path != "unset" || format != "unset" || why.empty()) {
-        abort();  // a refused table must leave the request as it was
+    } else if (path != "unset" || format != "unset" || (why.empty() && !api.empty())) {
+        abort();  // a refused table must leave the request as it was, and say why
     }
 
     int err = data[0] % 3 == 0 ? CRED_REQ_ERR_NONE

@@ -38,13 +38,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         abort();  // a refused table must leave the request as it was, and say why
     }
 
-    int err = data[0] % 3 == 0 ? CRED_REQ_ERR_NONE
-                               : data[0] % 3 == 1 ? CRED_REQ_ERR_HTTP_STATUS : CRED_REQ_ERR_TIMEOUT;
+    int err = data[0] % 3 == 0   ? CRED_REQ_ERR_NONE
+              : data[0] % 3 == 1 ? CRED_REQ_ERR_HTTP_STATUS
+                                 : CRED_REQ_ERR_TIMEOUT;
     Json::Value js;
     bool taken = vurocred::RelayAnswerRead(err, answer, js);
     if (!js.isObject()) abort();
-    if (taken && (err != CRED_REQ_ERR_NONE || !js["host"].isString() ||
-                  js["host"].asString().empty())) {
+    if (taken &&
+        (err != CRED_REQ_ERR_NONE || !js["host"].isString() || js["host"].asString().empty())) {
         abort();
     }
     return 0;

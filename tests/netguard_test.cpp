@@ -137,8 +137,7 @@ TEST_F(NetGuard, ManagedSendingScanAndWakeStopAtTheGuardInsideAFreshNamespace) {
         std::string err;
         ok &= check(runProgram({tool, "--wake", "0A:1B:2C:3D:4E:5F", "lo"}, nullptr, &err) == 1,
                     "wake tool");
-        ok &= check((err.find("destination refused: 192.0.2.1:9") != std::string::npos) ==
-                        guarded,
+        ok &= check((err.find("destination refused: 192.0.2.1:9") != std::string::npos) == guarded,
                     err.c_str());
         ok &= check(guarded || err.find("cannot send to 192.0.2.1:9") != std::string::npos,
                     err.c_str());

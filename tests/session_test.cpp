@@ -207,12 +207,14 @@ TEST_F(SessionTest, SessionIdInALineOrAnOutputIsCaughtAtTheTestsEnd) {
     ASSERT_TRUE(secretLeaks().empty());
     // A child's line and a program's output each count; an answer printed
     // as it came does not.
-    ASSERT_EQ(0, runInChild([&]() {
-                  syslog(LOG_ERR, "handing out %s", sid.c_str());
-                  syslog(LOG_ERR, "Client 3 response is invalid {\"sid\":\"%s\"}", sid.c_str());
-                  return 0;
-              },
-              5000));
+    ASSERT_EQ(0, runInChild(
+                     [&]() {
+                         syslog(LOG_ERR, "handing out %s", sid.c_str());
+                         syslog(LOG_ERR, "Client 3 response is invalid {\"sid\":\"%s\"}",
+                                sid.c_str());
+                         return 0;
+                     },
+                     5000));
     ASSERT_EQ(0, runProgram({"/bin/echo", "token=" + sid}));
     std::vector<std::string> leaks = secretLeaks();
     ASSERT_EQ(2u, leaks.size());

@@ -37,8 +37,8 @@ int groupsFitting(const unsigned int mac[6], int n) {
 }  // namespace
 
 int VUROTARNPeerMacParse(unsigned int mac[6], const char* szMac) {
-    int n = groupsFitting(mac, sscanf(szMac, "%2X-%2X-%2X-%2X-%2X-%2X", &mac[0], &mac[1],
-                                      &mac[2], &mac[3], &mac[4], &mac[5]));
+    int n = groupsFitting(mac, sscanf(szMac, "%2X-%2X-%2X-%2X-%2X-%2X", &mac[0], &mac[1], &mac[2],
+                                      &mac[3], &mac[4], &mac[5]));
     if (n == 6) return 6;
     if (groupsFitting(mac, sscanf(szMac, "%2x:%2x:%2x:%2x:%2x:%2x", &mac[0], &mac[1], &mac[2],
                                   &mac[3], &mac[4], &mac[5])) == 6) {

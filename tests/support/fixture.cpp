@@ -105,7 +105,9 @@ void TarnTest::SetUp() {
 }
 
 void TarnTest::TearDown() {
-    for (const std::string& leak : secretLeaks()) ADD_FAILURE() << "a secret stands whole in " << leak;
+    for (const std::string& leak : secretLeaks()) {
+        ADD_FAILURE() << "a secret stands whole in " << leak;
+    }
     if (!root_.empty() && getenv("TARN_TEST_KEEP") == nullptr) {
         nftw(root_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
     }

@@ -28,7 +28,10 @@ const size_t kMinSecret = 8;
 /* Lines that print a far side's answer or a join entry as it came: an
  * operator needs them whole to follow a failed exchange. */
 const char* const kWholeOnPurpose[] = {
-    "response is invalid", "credential fail", "create server fail[", "parse response fail",
+    "response is invalid",
+    "credential fail",
+    "create server fail[",
+    "parse response fail",
 };
 
 bool onPurpose(const std::string& line) {
@@ -49,7 +52,9 @@ std::set<std::string> secretsNow() {
         for (std::string line; std::getline(lines, line);) {
             Json::Value js;
             // A store a test broke on purpose holds lines of any shape.
-            if (vurojson::fromString(js, line) && js.isObject() && js["id"].isString()) all.insert(js["id"].asString());
+            if (vurojson::fromString(js, line) && js.isObject() && js["id"].isString()) {
+                all.insert(js["id"].asString());
+            }
         }
     }
     for (auto it = all.begin(); it != all.end();) {
@@ -58,8 +63,8 @@ std::set<std::string> secretsNow() {
     return all;
 }
 
-void scan(const std::set<std::string>& secrets, const std::string& where,
-          const std::string& text, std::vector<std::string>* pLeaks) {
+void scan(const std::set<std::string>& secrets, const std::string& where, const std::string& text,
+          std::vector<std::string>* pLeaks) {
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         if (onPurpose(line)) continue;

@@ -125,7 +125,9 @@ int sessionRun(const std::string& verb, const Args& args) {
     if (verb == "create") {
         // A session is a credential: none for a server this one does not manage.
         VURO_TARN_PEER peer;
-        if (VUROTARNPeerGetBySN(serial.c_str(), &peer) != 0) fail("no peer has the serial " + serial);
+        if (VUROTARNPeerGetBySN(serial.c_str(), &peer) != 0) {
+            fail("no peer has the serial " + serial);
+        }
         std::string token;
         if (!VUROTARNPeerCreateSessionBySn(serial, token)) {
             fail("cannot create a session for " + serial +

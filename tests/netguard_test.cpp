@@ -5,11 +5,14 @@
  * refused"); with it off, the same call fails on the unreachable network
  * instead, which is how the two are told apart. */
 #include <stdlib.h>
+#include <sys/mount.h>
+#include <sched.h>
 
 #include <chrono>
 
 #include <scout.h>
 
+#include "peer_sim.h"
 #include "tarn_test.h"
 #include "vurocore.h"
 #include "vurocredential.h"
@@ -155,5 +158,68 @@ TEST_F(NetGuard, ManagedSendingScanAndWakeStopAtTheGuardInsideAFreshNamespace) {
         bool ok = cases(true);
         unsetenv("VURO_NET_LOOPBACK_ONLY");
         return cases(false) && ok;
+    });
+}
+
+/* The request manager connects again for its run, on a multi handle of its
+ * own: a name that led to loopback at discovery may lead elsewhere by then.
+ * The child gives itself a hosts file of its own (a mount namespace) and
+ * moves the name between the two. */
+TEST_F(NetGuard, ManagerRunRefusesANameThatMovedOffLoopbackAfterDiscovery) {
+    ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "2000", 0));
+    const std::string hosts = sys("/hosts");
+    writeFile(hosts, "127.0.0.1 moving.tarn.test\n");
+    inNetns([&]() {
+        if (unshare(CLONE_NEWNS) != 0 || mount(NULL, "/", NULL, MS_REC | MS_PRIVATE, NULL) != 0 ||
+            mount(hosts.c_str(), "/etc/hosts", NULL, MS_BIND, NULL) != 0) {
+            return check(false, "no mount namespace for the hosts file");
+        }
+        setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
+        PeerSim sim;
+        PeerSimOptions o;
+        o.root = root_;
+        if (!sim.start(o)) return check(false, sim.error().c_str());
+        auto hostsSet = [&](const char* text) {
+            // Rewritten in place: the bind mount shows the file's new text.
+            std::FILE* f = std::fopen(hosts.c_str(), "w");
+            std::fputs(text, f);
+            std::fclose(f);
+        };
+        // One run with the guard and one without: the guard's refusal, then
+        // the namespace's own failure to connect.
+        bool ok = true;
+        for (bool guarded : {true, false}) {
+            hostsSet("127.0.0.1 moving.tarn.test\n");
+            VURO_CRED* cred = VUROCredAlloc();
+            VURO_CRED_SESS* sess = VUROCredSessAlloc();
+            VUROCredItemSetHost(cred, "moving.tarn.test");
+            VUROCredItemSetPort(cred, sim.httpPort(0));
+            VUROCredItemSetProtocol(cred, "http");
+            VUROCredSessItemSetAccessToken(sess, sim.token(0).c_str());
+            VURO::CredRequest* req = VURO::CredRequest::CreateWebAPIRequest(
+                cred, sess, "VURO.Core.TARN.ServerInfo", 1, "update",
+                Json::Value(Json::objectValue));
+            VUROCredFree(cred);
+            VUROCredSessFree(sess);
+            if (!check(req != NULL, "discovery over loopback")) return false;
+            hostsSet("192.0.2.1 moving.tarn.test\n");
+            if (guarded) {
+                setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
+            } else {
+                unsetenv("VURO_NET_LOOPBACK_ONLY");
+            }
+            int calls = (int)sim.entries(-1, "call").size();
+            logClear();
+            VURO::CredRequestMgr mgr;
+            mgr.AddCredRequest(req);
+            mgr.Run();
+            ok &= check(req->GetError() ==
+                            (guarded ? CRED_REQ_ERR_REFUSED_DEST : CRED_REQ_ERR_CONNECT),
+                        req->GetErrorText().c_str());
+            ok &= check(logHas("destination refused: 192.0.2.1") == guarded, "the guard's line");
+            ok &= check((int)sim.entries(-1, "call").size() == calls, "no call reached the server");
+        }
+        sim.finish();
+        return ok;
     });
 }

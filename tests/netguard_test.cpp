@@ -96,8 +96,8 @@ TEST_F(NetGuard, RequestsAndRelayLookupsStopAtTheGuardInsideAFreshNamespace) {
 
 TEST_F(NetGuard, ManagedSendingScanAndWakeStopAtTheGuardInsideAFreshNamespace) {
     ASSERT_OK(QLIBCFileSetKeyValue(VUROCRED_CONF_PATH, "timeout_cap_ms", "2000", 0));
-    // Two managed servers outside loopback, reached through the request
-    // manager of the connection-info sending.
+    // Two managed servers outside loopback, for the connection-info
+    // sending: their discovery is refused before the manager would run.
     for (const char* host : {"192.0.2.1", "198.51.100.7"}) {
         VURO_TARN_PEER peer;
         VUROTARNPeerItemSetSN(&peer, (std::string("SN-") + host).c_str());

@@ -382,6 +382,12 @@ TEST_F(WakeTest, EitherFormReachesTheToolOncePerInterface) {
     EXPECT_TRUE(logHas("Failed to parse mac address [aa:bb:cc]")) << logDump();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("aa-bb-cc"));
     EXPECT_TRUE(logHas("size= 3")) << logDump();
+    // A signed group reads as a number far past a byte (found by fuzzing):
+    // it would reach the tool as "FFFFFFFF:FFFFFFFF".
+    logClear();
+    EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("-1:-1:-1:-1:-1:-1"));
+    EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("aa-bb-cc--1-ee-0f"));
+    EXPECT_TRUE(logHas("size= 3")) << logDump();
     logClear();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan(NULL));
     EXPECT_TRUE(logHas("Failed [NULL == szMac]")) << logDump();

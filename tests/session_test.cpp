@@ -3,6 +3,7 @@
  * serial, writers racing, each shape of an API list, lookalike ids, and a
  * reader that cannot raise its privileges. */
 #include <sys/stat.h>
+#include <syslog.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -204,4 +205,39 @@ TEST_F(SessionTest, ReaderThatCannotRaiseMeetsTheRootOnlyFile) {
     EXPECT_EQ(0, reapWithin(pid, 30000)) << "1: admitted, 2: no trace, 3: no setresuid";
     // Root reads it as before.
     EXPECT_TRUE(VUROTARNPeerCheckWebapiPriviege(token, "VURO.TARN", NULL));
+}
+
+TEST_F(SessionTest, SessionIdInALineOrAnOutputIsCaughtAtTheTestsEnd) {
+    std::string sid;
+    ASSERT_TRUE(VUROTARNPeerCreateSessionBySn("SN-LEAK", sid));
+    ASSERT_TRUE(secretLeaks().empty());
+    // A child's line and a program's output each count; an answer printed
+    // as it came does not.
+    ASSERT_EQ(0, runInChild(
+                     [&]() {
+                         syslog(LOG_ERR, "handing out %s", sid.c_str());
+                         syslog(LOG_ERR, "Client 3 response is invalid {\"sid\":\"%s\"}",
+                                sid.c_str());
+                         return 0;
+                     },
+                     5000));
+    ASSERT_EQ(0, runProgram({"/bin/echo", "token=" + sid}));
+    std::vector<std::string> leaks = secretLeaks();
+    ASSERT_EQ(2u, leaks.size());
+    EXPECT_EQ(0u, leaks[0].find("the log: ")) << leaks[0];
+    EXPECT_NE(std::string::npos, leaks[0].find("handing out")) << leaks[0];
+    EXPECT_EQ(0u, leaks[1].find("a program's output: token=")) << leaks[1];
+
+    // A failed write of a peer traces its statement with the tokens cut.
+    VURO_TARN_PEER peer;
+    VUROTARNPeerItemSetSN(&peer, "SN-LEAK");
+    peer.str_sid = sid;
+    sql("CREATE TRIGGER frozen BEFORE INSERT ON peer BEGIN SELECT RAISE(ABORT, 'frozen'); END;");
+    writeFile(logFilePath(), "");
+    secretsReset();
+    EXPECT_NE(0, VUROTARNPeerCreate(&peer));
+    EXPECT_TRUE(logHas("Exec sql:[")) << logDump();
+    EXPECT_TRUE(logHas(sid.substr(0, 4) + "...(" + std::to_string(sid.size()) + " chars)"))
+        << logDump();
+    EXPECT_TRUE(secretLeaks().empty());
 }

@@ -394,3 +394,33 @@ tarn log list --word joined --field all --lang enu --human
 
 sim_stop
 echo "stopped"
+
+# ---- Nothing of the demo outlives it ----
+step "No simulator and no child of the demo is left"
+# A process of this demo names its root on its command line or in its
+# environment; this shell, the subshell of the check and what that runs do not count.
+demo_leftovers() {
+    local d pid ppid
+    for d in /proc/[0-9]*; do
+        pid=${d#/proc/}
+        [ "$pid" != $$ ] && [ "$pid" != "$BASHPID" ] || continue
+        ppid=$(sed -n 's/^PPid:[[:space:]]*//p' "$d/status" 2>/dev/null) || continue
+        [ -n "$ppid" ] && [ "$ppid" != "$BASHPID" ] || continue
+        if tr '\0' '\n' 2>/dev/null <"$d/cmdline" | grep -qxF -- "$ROOT" ||
+            tr '\0' '\n' 2>/dev/null <"$d/environ" | grep -qxF -- "VURO_SYSROOT=$ROOT"; then
+            echo "$pid $(tr '\0' ' ' 2>/dev/null <"$d/cmdline")"
+        fi
+    done
+}
+left=
+for _ in $(seq 50); do
+    left=$(demo_leftovers)
+    [ -n "$left" ] || break
+    sleep 0.1
+done
+if [ -n "$left" ]; then
+    echo "still running after the demo:" >&2
+    echo "$left" >&2
+    exit 1
+fi
+echo "none left"

@@ -47,6 +47,7 @@ enum : unsigned {
     kColNoMatch = 1u << 10,   // a change of it alone is no reason to write
     kColJoined = 1u << 11,    // read through the join, stored elsewhere
     kColUnsigned = 1u << 12,  // written as its unsigned 64-bit value
+    kColSecret = 1u << 13,    // a credential: traces of its statements shorten it
 };
 
 template <class Rec>

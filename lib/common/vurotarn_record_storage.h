@@ -13,6 +13,7 @@
 #include <string>
 
 #include "common/vurotarn_record_fields.h"
+#include "common/vurotarn_secret_int.h"
 
 template <class T>
 struct VurotarnRecordStorage {
@@ -40,6 +41,9 @@ struct VurotarnRecordStorage {
 
     static void appendValue(std::string& sql, const VurotarnField<Rec>& field, const Rec& rec) {
         const std::string text = field.toText(rec);
+        if ((field.flags & kColSecret) != 0) {
+            vurotarnSecretNote(text);
+        }
         if ((field.flags & kColUnsigned) != 0) {
             sql += std::to_string((unsigned long long)strtoll(text.c_str(), NULL, 10));
         } else if (!field.blText) {

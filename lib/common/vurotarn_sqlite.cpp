@@ -17,6 +17,7 @@
 #include <string>
 
 #include "common/vurotarn_holder_int.h"
+#include "common/vurotarn_secret_int.h"
 #include "common/vurotarn_sqlite_int.h"
 #include "vurotarn_error.h"
 #include "vurotarn_macro_util.h"
@@ -111,7 +112,8 @@ int vurotarnSqlExecRetry(sqlite3* db, const char* szSQL, VUROTARN_SQL_CALLBACK c
         // Kept for the caller's message: the statement alone says nothing.
         VUROTARNErrSetCause(
             (std::string(szErrMsg) + (blLocked ? " (gave up after 101 tries)" : "")).c_str());
-        VUROTARN_TRACE("Exec sql:[%s] error: %s\n", szSQL, szErrMsg);
+        VUROTARN_TRACE("Exec sql:[%s] error: %s\n", vurotarnSecretsShortened(szSQL).c_str(),
+                       szErrMsg);
         VUROTARN_PRIV_SCOPE();
         sqlite3_free(szErrMsg);
         return -1;

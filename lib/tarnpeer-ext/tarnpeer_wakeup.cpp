@@ -9,6 +9,8 @@
 
 #include <vuronetsdk.h>
 
+#include "tarnpeer-ext/tarnpeer_wakeup_int.h"
+
 #include "vurojson.h"
 #include "vurotarn_macro_util.h"
 #include "vurotarninfo.h"
@@ -18,24 +20,32 @@ namespace {
 
 const int kMaxInterfaces = 32;
 
-/* Six groups of two hex digits, with dashes or with colons: 6, or what
- * the dash form read (sscanf's count, -1 for an empty text). */
-int parse_mac(unsigned int mac[6], const char* szMac) {
-    int n = sscanf(szMac, "%2X-%2X-%2X-%2X-%2X-%2X", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4],
-                   &mac[5]);
-    if (n == 6) return 6;
-    if (sscanf(szMac, "%2x:%2x:%2x:%2x:%2x:%2x", &mac[0], &mac[1], &mac[2], &mac[3], &mac[4],
-               &mac[5]) == 6) {
-        return 6;
-    }
-    return n;
-}
-
 struct FreeDeleter {
     void operator()(void* p) const { free(p); }
 };
 
+/* The groups read before the first that is no byte: %X takes a sign, and
+ * "-1" reads as 0xFFFFFFFF, which would format to more than the 17
+ * characters the wake tool takes. */
+int groupsFitting(const unsigned int mac[6], int n) {
+    for (int i = 0; i < n; i++) {
+        if (mac[i] > 0xFF) return i;
+    }
+    return n;
+}
+
 }  // namespace
+
+int VUROTARNPeerMacParse(unsigned int mac[6], const char* szMac) {
+    int n = groupsFitting(mac, sscanf(szMac, "%2X-%2X-%2X-%2X-%2X-%2X", &mac[0], &mac[1], &mac[2],
+                                      &mac[3], &mac[4], &mac[5]));
+    if (n == 6) return 6;
+    if (groupsFitting(mac, sscanf(szMac, "%2x:%2x:%2x:%2x:%2x:%2x", &mac[0], &mac[1], &mac[2],
+                                  &mac[3], &mac[4], &mac[5])) == 6) {
+        return 6;
+    }
+    return n;
+}
 
 int VUROTARNPeerWakeOnLan(const char* szMac) {
     if (szMac == NULL) {
@@ -44,7 +54,7 @@ int VUROTARNPeerWakeOnLan(const char* szMac) {
         return -1;
     }
     unsigned int mac[6] = {0};
-    int n = parse_mac(mac, szMac);
+    int n = VUROTARNPeerMacParse(mac, szMac);
     if (n != 6) {
         VUROTARN_LOG("size= %d", n);
         VUROTARN_LOG("Failed to parse mac address [%s]", szMac);

@@ -3,6 +3,7 @@
  * connection). Leans on transport.cpp for every handle's safety options. */
 #include <syslog.h>
 
+#include "answer_int.h"
 #include "cred_int.h"
 #include "request_int.h"
 #include "vurocredential_seal.h"
@@ -73,31 +74,9 @@ int CredRequest::Impl::discover() {
     if (runTransfer(t) != CRED_REQ_ERR_NONE) {
         return err;
     }
-    Json::Value js;
-    if (!vurojson::fromString(js, t.answer) || !js.isObject() || !js["success"].isBool() ||
-        !js["success"].asBool() || !js["data"].isObject()) {
-        return fail(CRED_REQ_ERR_BAD_ANSWER, "discovery");
-    }
-    const Json::Value& entry = js["data"][api];
-    if (!entry.isObject()) {
-        return fail(CRED_REQ_ERR_NO_API, api);
-    }
-    const Json::Value& jPath = entry["path"];
-    const Json::Value& jMin = entry["minVersion"];
-    const Json::Value& jMax = entry["maxVersion"];
-    const Json::Value& jFormat = entry["requestFormat"];
-    if (!jPath.isString() || jPath.asString().empty() || jPath.asString()[0] != '/' ||
-        jPath.asString().find_first_of("?# \r\n") != std::string::npos || !jMin.isInt() ||
-        !jMax.isInt() || !jFormat.isString() ||
-        (jFormat.asString() != "JSON" && jFormat.asString() != "form")) {
-        return fail(CRED_REQ_ERR_BAD_ANSWER, "discovery entry of " + api);
-    }
-    if (version < jMin.asInt() || version > jMax.asInt()) {
-        return fail(CRED_REQ_ERR_VERSION, api + " " + std::to_string(version));
-    }
-    path = jPath.asString();
-    format = jFormat.asString();
-    return CRED_REQ_ERR_NONE;
+    std::string why;
+    int e = vurocred::DiscoveryAnswerRead(t.answer, api, version, path, format, why);
+    return e == CRED_REQ_ERR_NONE ? e : fail(e, why);
 }
 
 int CredRequest::Impl::prepareCall(int iSeconds) {

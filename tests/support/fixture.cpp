@@ -33,8 +33,9 @@ int runProgram(const std::vector<std::string>& argv, std::string* pOut, std::str
     int fds[2];
     if (pipe(fds) != 0) return -1;
     // stderr into a file rather than a second pipe: no deadlock on either.
+    // Always read back: the secrets check looks at every program's output.
     char errPath[] = "/tmp/tarn-stderr-XXXXXX";
-    int errFd = pErr ? mkstemp(errPath) : -1;
+    int errFd = mkstemp(errPath);
     pid_t pid = fork();
     if (pid < 0) return -1;
     if (pid == 0) {
@@ -53,11 +54,18 @@ int runProgram(const std::vector<std::string>& argv, std::string* pOut, std::str
     int status = 0;
     waitpid(pid, &status, 0);
     if (pOut) *pOut = out;
+    std::string err;
     if (errFd >= 0) {
         lseek(errFd, 0, SEEK_SET);
-        *pErr = drain(errFd);
+        err = drain(errFd);
         unlink(errPath);
     }
+    if (pErr) {
+        *pErr = err;
+    } else if (!err.empty()) {
+        fputs(err.c_str(), stderr);
+    }
+    programOutputs() += out + "\n" + err + "\n";
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -90,12 +98,16 @@ void TarnTest::SetUp() {
                             &out))
         << out;
     logClear();
+    secretsReset();
     sleepSetFast(false);
     sleepReset();
     execCountReset("");
 }
 
 void TarnTest::TearDown() {
+    for (const std::string& leak : secretLeaks()) {
+        ADD_FAILURE() << "a secret stands whole in " << leak;
+    }
     if (!root_.empty() && getenv("TARN_TEST_KEEP") == nullptr) {
         nftw(root_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
     }

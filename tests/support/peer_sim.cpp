@@ -346,7 +346,17 @@ bool PeerSim::start(const PeerSimOptions& options) {
         finish();
         return false;
     }
+    for (const Json::Value& server : fleet_) {
+        if (server["access_token"].isString()) {
+            tokensHandedOut().push_back(server["access_token"].asString());
+        }
+    }
     return true;
+}
+
+std::vector<std::string>& PeerSim::tokensHandedOut() {
+    static std::vector<std::string> tokens;
+    return tokens;
 }
 
 int PeerSim::finish() {

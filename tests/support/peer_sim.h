@@ -134,6 +134,9 @@ public:
     int wolPort() const { return ready_["wol_port"].asInt(); }
     /* The MAC of a server's first interface (--scout or --wol). */
     std::string mac(int i) const { return fleet_[i]["macs"][0].asString(); }
+    /* Every access token a simulator of this process handed out, so that
+     * a test can look for them where they must not be. */
+    static std::vector<std::string>& tokensHandedOut();
 
 private:
     pid_t pid_ = -1;

@@ -167,6 +167,18 @@ int runInChild(const std::function<int()>& work, int ms);
 const int kNetnsRefused = 77;
 int runInFreshNetns(const std::function<int()>& work, int ms);
 
+/* Secrets of the running test: the simulators' tokens, the session ids of
+ * its store, and any a test notes itself. No captured line of any process
+ * and no output of a program it ran may hold one whole, except the lines
+ * that print a far side's answer or a join entry as they came. */
+void secretNote(const std::string& secret);
+/* Each place a secret stood, "where: line"; empty when there is none. */
+std::vector<std::string> secretLeaks();
+/* Forgets the notes and the programs' outputs, as each test starts. */
+void secretsReset();
+/* Everything programs run through runProgram wrote since the reset. */
+std::string& programOutputs();
+
 }  // namespace tarntest
 
 #endif

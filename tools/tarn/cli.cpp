@@ -191,6 +191,12 @@ const char* errStoreMeaning(VUROERR code) {
 /* The cause of the last failure the library met: SQLite's words when a
  * statement failed, else the error store's meaning. */
 std::string failureCause() {
+    // The loopback guard stores the generic code; where it was set tells it
+    // apart, and "a value the library refused" would hide why nothing was sent.
+    const char* file = QLIBCErrorGetFile();
+    if (QLIBCErrGet() == ERR_BAD_PARAMETERS && file != NULL && strstr(file, "netguard.cpp")) {
+        return "destination refused (loopback only)";
+    }
     std::string cause = VUROTARNErrGetCause();
     if (cause.empty()) cause = errStoreMeaning(QLIBCErrGet());
     return cause;

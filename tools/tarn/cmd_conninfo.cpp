@@ -42,8 +42,13 @@ int cmdUpdateServer(const Args& args) {
         !(ids.type() == Json::intValue || ids.isArray())) {
         throw UsageError{"IDS must be a peer id or a JSON array of ids"};
     }
-    for (const Json::Value& id : ids.isArray() ? ids : Json::Value(Json::arrayValue)) {
-        if (!id.isInt64()) throw UsageError{"IDS must hold peer ids only"};
+    // Only integers written as such ("1e3" passes isInt64), each a stored
+    // peer: the library skips an id it cannot reach and would report success.
+    Json::Value all = ids.isArray() ? ids : Json::Value(Json::arrayValue);
+    if (!ids.isArray()) all.append(ids);
+    for (const Json::Value& id : all) {
+        if (id.type() != Json::intValue) throw UsageError{"IDS must hold peer ids only"};
+        nodeExistsCheck((long)id.asInt64(), VURO_TARN_TYPE_PEER, "IDS");
     }
     Json::Value assign = assignParse(args);
     if (VUROTARNPeerSendUpdateServer(ids, assign) != 0) {

@@ -123,6 +123,11 @@ int sessionRun(const std::string& verb, const Args& args) {
     const std::string& serial = args.positional[0];
     jOut["serial"] = serial;
     if (verb == "create") {
+        // A session is a credential: none for a server this one does not manage.
+        VURO_TARN_PEER peer;
+        if (VUROTARNPeerGetBySN(serial.c_str(), &peer) != 0) {
+            fail("no peer has the serial " + serial);
+        }
         std::string token;
         if (!VUROTARNPeerCreateSessionBySn(serial, token)) {
             fail("cannot create a session for " + serial +

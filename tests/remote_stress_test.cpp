@@ -51,9 +51,9 @@ double now() {
 /* What one process did and was told. */
 struct Tally {
     long joins = 0, pushes = 0, pushed = 0, notices = 0, sends = 0, scans = 0, checks = 0;
-    long joinSessions = 0;  // sessions the joins made, one per entry
-    long created = 0, deleted = 0;  // sessions of the checks
-    std::set<std::string> joined;   // serials a join stored
+    long joinSessions = 0;                   // sessions the joins made, one per entry
+    long created = 0, deleted = 0;           // sessions of the checks
+    std::set<std::string> joined;            // serials a join stored
     double slowest[6] = {0, 0, 0, 0, 0, 0};  // seconds, by operation
     std::vector<std::string> failures;
 };
@@ -109,9 +109,7 @@ protected:
         return list;
     }
 
-    void fail(Tally& t, const std::string& what) {
-        t.failures.push_back(what + "\n" + logDump());
-    }
+    void fail(Tally& t, const std::string& what) { t.failures.push_back(what + "\n" + logDump()); }
 
     /* One process's loop. Every process runs the same sequence of joins,
      * the new servers 150..199 first, so that joins of one serial meet. */
@@ -220,7 +218,8 @@ protected:
                         fail(t, "removal of " + serial);
                     } else {
                         t.deleted++;
-                        if (VUROTARNPeerCheckWebapiPriviege(token, "VURO.NotificationCenter.Send", nullptr)) {
+                        if (VUROTARNPeerCheckWebapiPriviege(token, "VURO.NotificationCenter.Send",
+                                                            nullptr)) {
                             fail(t, "removed session of " + serial + " still passes");
                         }
                     }
@@ -285,14 +284,16 @@ TEST_F(RemoteStressTest, ManyCallersAgainstOneFleet) {
     for (int p = 0; p < kProcesses; p++) {
         Json::Value t;
         std::string text = readFile(root_ + "/caller" + std::to_string(p) + ".json");
-        ASSERT_TRUE(vurojson::fromString(t, text)) << "caller " << p << ": " << text.substr(0, 2000);
+        ASSERT_TRUE(vurojson::fromString(t, text))
+            << "caller " << p << ": " << text.substr(0, 2000);
         for (const Json::Value& f : t["failures"]) ADD_FAILURE() << "caller " << p << ": " << f;
         for (const char* k : {"joins", "pushes", "pushed", "notices", "sends", "scans", "checks"}) {
             total[k] = total.get(k, 0).asInt64() + t[k].asInt64();
         }
         for (const Json::Value& sn : t["joined"]) joined.insert(sn.asString());
         for (int op = 0; op < 6; op++) {
-            total["slowest"][op] = std::max(total["slowest"][op].asDouble(), t["slowest"][op].asDouble());
+            total["slowest"][op] =
+                std::max(total["slowest"][op].asDouble(), t["slowest"][op].asDouble());
         }
         sessions += t["join_sessions"].asInt64() + t["created"].asInt64() - t["deleted"].asInt64();
     }
@@ -318,9 +319,10 @@ TEST_F(RemoteStressTest, ManyCallersAgainstOneFleet) {
     EXPECT_EQ(expected, stored);
     // The scan writes 2 (ready), the join and the push 9, a push that does
     // not reach a server 10; the scan leaves status_by_server alone.
-    EXPECT_EQ("", sqlValue("SELECT ifnull(group_concat(sn||':'||status||'/'||status_by_server), '') "
-                           "FROM peer "
-                           "WHERE status NOT IN (2, 9, 10) OR status_by_server NOT IN (2, 9, 10)"));
+    EXPECT_EQ("",
+              sqlValue("SELECT ifnull(group_concat(sn||':'||status||'/'||status_by_server), '') "
+                       "FROM peer "
+                       "WHERE status NOT IN (2, 9, 10) OR status_by_server NOT IN (2, 9, 10)"));
     EXPECT_EQ("ok", sqlValue("PRAGMA integrity_check"));
     EXPECT_EQ("ok", logValue("PRAGMA integrity_check"));
     EXPECT_EQ(0, logFileCount("database is locked"));

@@ -12,6 +12,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
 
 #include <map>
 #include <string>
@@ -81,6 +85,31 @@ inline void sysrootRemove() {
         sysroot().c_str(),
         [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 16,
         FTW_DEPTH | FTW_PHYS);
+}
+
+/* Runs body(process, n) `each` times in each of `processes` children at
+ * once; the wall time of the whole, or -1 when a child failed. */
+template <typename Body>
+double processesRun(int processes, int each, Body body) {
+    auto start = std::chrono::steady_clock::now();
+    std::vector<pid_t> pids;
+    for (int w = 0; w < processes; w++) {
+        pid_t pid = fork();
+        if (pid == 0) {
+            int failed = 0;
+            for (int n = 0; n < each; n++) failed += body(w, n) != 0;
+            _exit(failed == 0 ? 0 : 1);
+        }
+        pids.push_back(pid);
+    }
+    bool ok = true;
+    for (pid_t pid : pids) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        ok = ok && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return ok ? secs : -1;
 }
 
 /* Console output plus a table of ratios: library / bare, per pair. */

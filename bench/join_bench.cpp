@@ -20,10 +20,6 @@
 #include "vurojson.h"
 #include "vurotarn.h"
 
-using tarnbench::bareRowRead;
-using tarnbench::BareRow;
-using tarnbench::bodyAppend;
-
 namespace {
 
 const int kServers = 200;
@@ -37,57 +33,11 @@ long gOu = -1;
 std::vector<long> gPeerIds;
 std::string gToken;  // the session looked for: the last of the store
 
-/* ---- bare work ---- */
+/* ---- bare work (the row read and the exchange: bench_remote.h) ---- */
 
-
-/* Discovery and one sealed call over HTTP on one handle, as the library's
- * HTTP way makes them. */
-bool bareExchange(const BareRow& row, const char* szApi, const char* szMethod,
-                  const Json::Value& jParams) {
-    CURL* h = curl_easy_init();
-    if (h == nullptr) return false;
-    std::string base = "http://" + row.host + ":" + std::to_string(row.port);
-    std::string body;
-    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, bodyAppend);
-    curl_easy_setopt(h, CURLOPT_WRITEDATA, &body);
-    curl_easy_setopt(h, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(h, CURLOPT_NOPROXY, "*");
-    curl_easy_setopt(h, CURLOPT_URL,
-                     (base + VUROCRED_DISCOVER_PATH "?names=" + std::string(szApi)).c_str());
-    bool ok = curl_easy_perform(h) == CURLE_OK;
-    Json::Value jDisc;
-    ok = ok && vurojson::fromString(jDisc, body);
-    std::string path = ok ? jDisc["data"][szApi]["path"].asString() : "";
-    ok = ok && !path.empty();
-    Json::Value jReq;
-    jReq["api"] = szApi;
-    jReq["version"] = 1;
-    jReq["method"] = szMethod;
-    jReq["params"] = jParams;
-    jReq[VUROCRED_BODY_ACCESS_TOKEN] = row.sid;
-    Json::Value jSealed;
-    ok = ok && vurocred::Seal(row.sid, path, vurojson::toString(jReq), jSealed);
-    Json::Value jBody;
-    jBody[VUROCRED_SEALED_MEMBER] = jSealed;
-    std::string text = vurojson::toString(jBody);
-    struct curl_slist* headers = nullptr;
-    headers = curl_slist_append(
-        headers, (std::string(VUROCRED_HDR_KEY_ID) + ": " + vurocred::SealKeyId(row.sid)).c_str());
-    headers = curl_slist_append(headers, "Content-Type: application/json");
-    body.clear();
-    curl_easy_setopt(h, CURLOPT_URL, (base + path).c_str());
-    curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers);
-    curl_easy_setopt(h, CURLOPT_POSTFIELDS, text.c_str());
-    ok = ok && curl_easy_perform(h) == CURLE_OK;
-    Json::Value jAnswer, jResp;
-    std::string answer;
-    ok = ok && vurojson::fromString(jAnswer, body) &&
-         vurocred::Unseal(row.sid, path, jAnswer[VUROCRED_SEALED_MEMBER], answer) &&
-         vurojson::fromString(jResp, answer) && jResp.isMember("success");
-    curl_slist_free_all(headers);
-    curl_easy_cleanup(h);
-    return ok;
-}
+using tarnbench::BareRow;
+using tarnbench::bareExchange;
+using tarnbench::bareRowRead;
 
 /* The view the notice asks for, for an administrator: every OU, then the
  * peers of the OU asked for. */

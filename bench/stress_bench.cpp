@@ -5,8 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-
 #include "bench_support.h"
 #include "vurotarn.h"
 
@@ -28,29 +26,9 @@ void setupOnce() {
     VUROTARNLogCreate(&first);
 }
 
-/* Runs body(process, n) kWritesEach times in each of kProcesses children;
- * the wall time of the whole, or -1 when a child failed. */
 template <typename Body>
 double runProcesses(Body body) {
-    auto start = std::chrono::steady_clock::now();
-    std::vector<pid_t> pids;
-    for (int w = 0; w < kProcesses; w++) {
-        pid_t pid = fork();
-        if (pid == 0) {
-            int failed = 0;
-            for (int n = 0; n < kWritesEach; n++) failed += body(w, n) != 0;
-            _exit(failed == 0 ? 0 : 1);
-        }
-        pids.push_back(pid);
-    }
-    bool ok = true;
-    for (pid_t pid : pids) {
-        int status = 0;
-        waitpid(pid, &status, 0);
-        ok = ok && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-    double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    return ok ? secs : -1;
+    return processesRun(kProcesses, kWritesEach, body);
 }
 
 /* One iteration is every process's steps; its time is given per write,

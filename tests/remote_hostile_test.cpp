@@ -80,20 +80,18 @@ Expect callFails(int err) {
 
 }  // namespace
 
-class RemoteHostileTest : public TarnTest {
+class RemoteHostileTest : public RemoteTest {
 protected:
     void simStart(int peers, bool relay = false) {
-        remoteTimeoutCap(kCapMs);
         // The sending collects this server's addresses first.
         writeFile(sys("/etc/vuro/network.json"),
                   R"({"interfaces":[{"name":"eth0","active":true,"manual":true,)"
                   R"("ip":"192.0.2.10"}]})");
         writeFile(sys("/etc/passwd"), "root:x:0:0::/root:/bin/sh\n");
         PeerSimOptions o;
-        o.root = root_;
         o.peers = peers;
         o.relay = relay;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        RemoteTest::simStart(o, kCapMs);
     }
     long peerOf(int i, const std::string& relayId = "") {
         VURO_TARN_PEER peer;
@@ -237,8 +235,6 @@ protected:
         }
         return out;
     }
-
-    PeerSim sim_;
 };
 
 TEST_F(RemoteHostileTest, AnAnswerThatDripsEndsAtTheTimeOut) {

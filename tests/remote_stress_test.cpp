@@ -60,7 +60,7 @@ struct Tally {
 
 }  // namespace
 
-class RemoteStressTest : public TarnTest {
+class RemoteStressTest : public RemoteTest {
 protected:
     void SetUp() override {
         TarnTest::SetUp();
@@ -68,12 +68,10 @@ protected:
         writeFile(sys("/etc/vuro/network.json"),
                   R"({"interfaces":[{"name":"eth0","active":true,"manual":true,)"
                   R"("ip":"192.0.2.10"}]})");
-        remoteTimeoutCap(kCredTimeoutMs);
         PeerSimOptions o;
-        o.root = root_;
         o.peers = kServers;
         o.scout = true;
-        ASSERT_TRUE(sim_.start(o)) << sim_.error();
+        simStart(o, kCredTimeoutMs);
         // A short listening window: a scan is a few hundred ms, not seconds.
         ASSERT_OK(QLIBCFileSetKeyValue(SCOUT_CONF_PATH, "listen_ms", "300", 0));
         for (int k = 0; k < kStored / kOuSize; k++) {
@@ -250,7 +248,6 @@ protected:
         return j;
     }
 
-    PeerSim sim_;
     std::vector<long> ous_;
     std::vector<long> ids_;
 };

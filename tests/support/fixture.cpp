@@ -198,8 +198,8 @@ void TarnTest::remoteTimeoutCap(int ms) {
     writeFile(conf, text + "timeout_cap_ms=" + std::to_string(ms) + "\n");
 }
 
-void RemoteTest::simStart(PeerSimOptions o) {
-    remoteTimeoutCap(1000);
+void RemoteTest::simStart(PeerSimOptions o, int capMs) {
+    remoteTimeoutCap(capMs);
     o.root = root_;
     ASSERT_TRUE(sim_.start(o)) << sim_.error();
 }

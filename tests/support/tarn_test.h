@@ -130,7 +130,7 @@ protected:
 };
 
 /* A test against simulated servers on its root; every exchange is capped
- * at a second, so a hung server holds up no test. */
+ * (a second unless asked), so a hung server holds up no test. */
 class RemoteTest : public TarnTest {
 protected:
     /* The simulator goes before the root it writes in. */
@@ -139,7 +139,7 @@ protected:
         TarnTest::TearDown();
     }
     /* Starts sim_ with the options (their root is this test's). */
-    void simStart(PeerSimOptions o);
+    void simStart(PeerSimOptions o, int capMs = 1000);
     void simStart(int peers) {
         PeerSimOptions o;
         o.peers = peers;

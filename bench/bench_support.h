@@ -33,6 +33,14 @@ inline std::string& sysroot() {
 
 inline std::string dbPath() { return sysroot() + VUROTARN_SQLITE_DB_PATH; }
 
+/* A set-up step that failed ends the bench with what it was. */
+inline void setupOrDie(bool ok, const char* what) {
+    if (!ok) {
+        fprintf(stderr, "bench setup: %s\n", what);
+        exit(1);
+    }
+}
+
 inline void execOrDie(sqlite3* db, const std::string& sql) {
     char* err = nullptr;
     if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {

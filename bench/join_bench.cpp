@@ -20,6 +20,8 @@
 #include "vurojson.h"
 #include "vurotarn.h"
 
+using tarnbench::setupOrDie;
+
 namespace {
 
 const int kServers = 200;
@@ -246,13 +248,6 @@ BENCHMARK(BM_NotifyFetch_Ou200_Return)->UseRealTime()->Unit(benchmark::kMillisec
 BENCHMARK(BM_Bare_ViewAndForks200_Return)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NotifyFetch_Ou200_UntilFetched)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Bare_Forks200_UntilFetched)->UseRealTime()->Unit(benchmark::kMillisecond);
-
-void setupOrDie(bool ok, const char* what) {
-    if (!ok) {
-        fprintf(stderr, "bench setup: %s\n", what);
-        exit(1);
-    }
-}
 
 }  // namespace
 

@@ -20,6 +20,8 @@
 
 using namespace tarnbench;
 
+using tarnbench::setupOrDie;
+
 namespace {
 
 // TARN_BENCH_PROCESSES=1 shows the same work without contention.
@@ -284,13 +286,6 @@ BENCHMARK(BM_UpdateCache_25)->UseManualTime()->Iterations(3)->Unit(benchmark::kM
 BENCHMARK(BM_Bare_UpdateCache_25)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SendCreateServer_25)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Bare_Join_25)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
-
-void setupOrDie(bool ok, const char* what) {
-    if (!ok) {
-        fprintf(stderr, "bench setup: %s\n", what);
-        exit(1);
-    }
-}
 
 }  // namespace
 

@@ -35,19 +35,6 @@ const int kSlice = 10;  // servers per join, connection info send and scan
 // within this from the notice on.
 const int kCredTimeoutMs = 5000;
 
-/* The suite's run is 20 s; TARN_STRESS_SECONDS shortens it (the
- * sanitizer build) or makes it longer. */
-int stressSeconds() {
-    const char* s = getenv("TARN_STRESS_SECONDS");
-    return s != nullptr && atoi(s) > 0 ? atoi(s) : 20;
-}
-
-double now() {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return (double)ts.tv_sec + (double)ts.tv_nsec / 1e9;
-}
-
 /* What one process did and was told. */
 struct Tally {
     long joins = 0, pushes = 0, pushed = 0, notices = 0, sends = 0, scans = 0, checks = 0;

@@ -30,17 +30,6 @@ int writerCount() {
     return s != nullptr && atoi(s) > 0 ? atoi(s) : 8;
 }
 
-int stressSeconds() {
-    const char* s = getenv("TARN_STRESS_SECONDS");
-    return s != nullptr && atoi(s) > 0 ? atoi(s) : 20;
-}
-
-double now() {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return (double)ts.tv_sec + (double)ts.tv_nsec / 1e9;
-}
-
 /* What one writer believes the database holds for its own rows, built
  * from the results its calls returned. */
 struct Expected {

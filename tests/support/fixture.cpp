@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <sqlite3.h>
@@ -208,6 +209,17 @@ void TarnTest::pluginInstall(const std::string& name, const std::string& body) {
     std::string dir = sys("/var/packages/TARN/target/plugin/") + name.substr(0, name.find('/'));
     mkdir(dir.c_str(), 0755);
     writeFile(sys("/var/packages/TARN/target/plugin/") + name, "#!/bin/sh\n" + body, 0755);
+}
+
+int stressSeconds() {
+    const char* s = getenv("TARN_STRESS_SECONDS");
+    return s != nullptr && atoi(s) > 0 ? atoi(s) : 20;
+}
+
+double now() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return (double)ts.tv_sec + (double)ts.tv_nsec / 1e9;
 }
 
 Json::Value parse(const std::string& text) {

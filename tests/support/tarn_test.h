@@ -95,6 +95,12 @@ struct Reaped {
 Reaped reapChildren(int n, int ms, pid_t keep);
 std::set<pid_t> childrenNow();
 
+/* The seconds a stress test runs: 20, or TARN_STRESS_SECONDS when set (the
+ * sanitizer build shortens it, a long run makes it longer). */
+int stressSeconds();
+/* Seconds on the monotonic clock. */
+double now();
+
 /* The JSON of a text written in a test; a failed expectation when it is
  * no JSON. */
 Json::Value parse(const std::string& text);

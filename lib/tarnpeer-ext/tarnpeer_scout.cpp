@@ -135,7 +135,10 @@ int VUROTARNPeerGetScoutInfoBySN(std::vector<std::string>& vSerials,
     request.ulPacketType = SCOUT_PKT_REQUEST;
     request.ulScoutVersion = 0x1020000;
     request.ulExpireTime = 120;
-    snprintf(recvConn.szDestIP, sizeof(recvConn.szDestIP), "0.0.0.0");
+    // Answers are heard on loopback unless scout.conf's recv_ip asks for
+    // more (0.0.0.0 for a real LAN): nothing listens beyond this machine
+    // that nobody asked for.
+    snprintf(recvConn.szDestIP, sizeof(recvConn.szDestIP), "127.0.0.1");
     recvConn.iPort = 9999;
     recvConn.iTimeoutSec = 12;
     recvConn.iTimeoutMSec = 0;

@@ -288,7 +288,14 @@ TEST_F(RemoteHostileTest, AnAnswerThatNeverEndsStopsAtTheSizeLimit) {
         },
         (int)(3 * kBoundMs));
     EXPECT_GE(rc, 0);
-    EXPECT_LT(rc, 32) << "MiB more at the peak";
+#if defined(__SANITIZE_ADDRESS__)
+    // AddressSanitizer keeps freed blocks in quarantine: each of the three
+    // answers' buffers (16 MiB at most) still counts at the peak.
+    const int kPeakMiB = 3 * 16 + 16;
+#else
+    const int kPeakMiB = 32;
+#endif
+    EXPECT_LT(rc, kPeakMiB) << "MiB more at the peak";
 }
 
 TEST_F(RemoteHostileTest, AConnectionCutInTheMiddleOfTheAnswer) {

@@ -60,6 +60,11 @@ struct CommandDecl {
     int (*run)(const std::string& verb, const Args& args);
 };
 
+/* The command of that name ("ou get", "tree"), or NULL. */
+const CommandDecl* commandFind(const std::string& name);
+/* Is word the first of a command of two words ("ou" of "ou get")? */
+bool isFamily(const std::string& word);
+
 /* Global options from argv[*pI] on, up to the first other word. */
 void parseGlobals(int argc, char** argv, int* pI, Globals* pGlobals);
 /* The words from argv[first] on, against the command's declaration; global options

@@ -258,6 +258,12 @@ TEST_F(FetchTest, NoticeBringsEveryServerUnderTheOuBackForItsNewPolicy) {
     set["server"] = 1;
     set["set_versions"] = parse(R"({"Samba":3,"Quota":1})");
     ASSERT_FALSE(sim_.fetchBack(set).isNull()) << sim_.error();
+    // A managing server off this machine is refused before a packet leaves.
+    Json::Value away;
+    away["server"] = 0;
+    away["central"] = "192.0.2.1:443";
+    EXPECT_TRUE(sim_.fetchBack(away).isNull());
+    EXPECT_NE(std::string::npos, sim_.error().find("destination refused")) << sim_.error();
 
     Json::Value out;
     ASSERT_EQ(0, tarn({"join", root_ + "/fleet.json", "--server-host", "127.0.0.1"}, &out));

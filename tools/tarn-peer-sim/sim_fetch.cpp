@@ -85,18 +85,14 @@ bool loopbackOnly(const std::string& host, std::string* pWhy) {
     struct sockaddr_in v4 = {};
     struct sockaddr_in6 v6 = {};
     int r = -1;
-    if (inet_pton(AF_INET, host.c_str(), &v4.sin_addr) == 1) {
+    if (inet_pton(AF_INET, host.c_str(), &v4.sin_addr) == 1 &&
+        (ntohl(v4.sin_addr.s_addr) >> 24) == 127) {
         v4.sin_family = AF_INET;
-        if ((ntohl(v4.sin_addr.s_addr) >> 24) != 127)
-            r = -1;
-        else
-            r = VURONetDestinationCheck((struct sockaddr*)&v4, sizeof(v4));
-    } else if (inet_pton(AF_INET6, host.c_str(), &v6.sin6_addr) == 1) {
+        r = VURONetDestinationCheck((struct sockaddr*)&v4, sizeof(v4));
+    } else if (inet_pton(AF_INET6, host.c_str(), &v6.sin6_addr) == 1 &&
+               IN6_IS_ADDR_LOOPBACK(&v6.sin6_addr)) {
         v6.sin6_family = AF_INET6;
-        if (!IN6_IS_ADDR_LOOPBACK(&v6.sin6_addr))
-            r = -1;
-        else
-            r = VURONetDestinationCheck((struct sockaddr*)&v6, sizeof(v6));
+        r = VURONetDestinationCheck((struct sockaddr*)&v6, sizeof(v6));
     }
     if (r != 0) *pWhy = "destination refused: " + (host.empty() ? "none" : host);
     return r == 0;

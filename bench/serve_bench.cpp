@@ -306,9 +306,12 @@ void serviceStart() {
     gSvc.port = freeLoopbackPort();
     gSvc.base = "https://127.0.0.1:" + std::to_string(gSvc.port);
     gSvc.pid = fork();
+    std::string logPath = tarnbench::sysroot() + "/serve.log";
     if (gSvc.pid == 0) {
-        int null = open("/dev/null", O_WRONLY);
-        dup2(null, 1);
+        // A line per request: kept out of the report, shown when set-up fails.
+        int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        dup2(log, 1);
+        dup2(log, 2);
         std::string listen = "127.0.0.1:" + std::to_string(gSvc.port);
         execl(TARN_CLI_PATH, TARN_CLI_PATH, "--root", tmpl, "serve", "--listen", listen.c_str(),
               (char*)nullptr);
@@ -343,9 +346,14 @@ void serviceStart() {
     curl_slist_free_all(headers);
     curl_easy_cleanup(h);
     Json::Value answer;
-    tarnbench::setupOrDie(status == 200 && vurojson::fromString(answer, body) &&
-                              answer["csrf"].isString() && !cookie.empty(),
-                          "sign-in at the service");
+    bool signedIn = status == 200 && vurojson::fromString(answer, body) &&
+                    answer["csrf"].isString() && !cookie.empty();
+    if (!signedIn) {
+        std::ifstream log(logPath);
+        fprintf(stderr, "tarn serve said:\n%s\n",
+                std::string(std::istreambuf_iterator<char>(log), {}).c_str());
+    }
+    tarnbench::setupOrDie(signedIn, "sign-in at the service");
     gSvc.csrf = answer["csrf"].asString();
     gSvc.cookie = cookie;
 }

@@ -85,11 +85,12 @@ HttpReply httpsCall(int port, const std::string& method, const std::string& targ
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, headerTake);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply.headers);
-    if (method == "POST") {
+    if (method == "POST" || !body.empty()) {
         curl_easy_setopt(curl, CURLOPT_POST, 1L);
         curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.data());
         curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, (curl_off_t)body.size());
-    } else if (method != "GET") {
+    }
+    if (method != "GET" && method != "POST") {
         curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
     }
     if (curl_easy_perform(curl) == CURLE_OK) {

@@ -329,6 +329,7 @@ int cmdServe(const Args& args) {
     WorkerPool pool(workers, kQueueMax, timeout);
     svr.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
     svr.set_payload_max_length(kBodyMax);
+    svr.set_tcp_nodelay(true);
     svr.set_default_headers({
         {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
         {"X-Content-Type-Options", "nosniff"},

@@ -440,6 +440,12 @@ int cmdServe(const Args& args) {
         request["fields"] = fields;
         workerAnswer(res, pool.call(request));
     });
+    auto notHere = [](const httplib::Request&, httplib::Response& res) {
+        errorAnswer(res, 405, "the service takes GET for files and POST for its API");
+    };
+    svr.Put("/.*", notHere);
+    svr.Patch("/.*", notHere);
+    svr.Delete("/.*", notHere);
     svr.Get("/(.*)", [&](const httplib::Request& req, httplib::Response& res) {
         if (req.path.rfind("/api/", 0) == 0 || req.path.rfind("/webapi/", 0) == 0) {
             errorAnswer(res, 405, "this address takes POST");

@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace tarncli {
@@ -70,6 +71,7 @@ private:
     bool spawn(Worker* pW);
     void retire(Worker* pW, bool kill);
     bool alive(const Worker& w) const;
+    void janitorRun();
 
     std::vector<Worker> workers_;
     std::string exe_;
@@ -79,6 +81,8 @@ private:
     bool stopping_ = false;
     std::mutex mutex_;
     std::condition_variable idle_;
+    std::condition_variable janitorWake_;
+    std::thread janitor_;
 };
 
 }  // namespace tarncli

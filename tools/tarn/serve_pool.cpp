@@ -150,7 +150,22 @@ bool WorkerPool::start(std::string* pWhy) {
             return false;
         }
     }
+    janitor_ = std::thread([this] { janitorRun(); });
     return true;
+}
+
+void WorkerPool::janitorRun() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopping_) {
+        // An idle worker that died is reaped and replaced here, so that the
+        // pool is whole again before a burst of requests needs it.
+        for (Worker& w : workers_) {
+            if (w.busy || alive(w)) continue;
+            retire(&w, true);
+            spawn(&w);
+        }
+        janitorWake_.wait_for(lock, std::chrono::seconds(1));
+    }
 }
 
 Json::Value WorkerPool::call(const Json::Value& request) {
@@ -221,6 +236,7 @@ void WorkerPool::interrupt() {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         stopping_ = true;
+        janitorWake_.notify_all();
         // A request in flight ends now rather than at its time limit.
         for (Worker& w : workers_) {
             if (w.busy && w.pid > 0) ::kill(w.pid, SIGTERM);
@@ -230,8 +246,13 @@ void WorkerPool::interrupt() {
 }
 
 void WorkerPool::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    janitorWake_.notify_all();
+    if (janitor_.joinable()) janitor_.join();
     std::lock_guard<std::mutex> lock(mutex_);
-    stopping_ = true;
     // End of file tells an idle worker to go; those that do not are killed.
     for (Worker& w : workers_) {
         if (w.fd >= 0) close(w.fd);

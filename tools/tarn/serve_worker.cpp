@@ -8,6 +8,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -293,7 +294,8 @@ int serveWorkerRun() {
 
 int cmdServeWorker(const Args&) {
     // Only the front starts it, with the channel in place.
-    if (fcntl(kWorkerFd, F_GETFD) < 0 || isatty(kWorkerFd)) {
+    struct stat st;
+    if (fstat(kWorkerFd, &st) != 0 || !S_ISSOCK(st.st_mode)) {
         throw UsageError{"serve-worker is started by 'tarn serve' only"};
     }
     return serveWorkerRun();

@@ -3,14 +3,10 @@
  * the answer, every other caller is refused without a bit of policy), and
  * the whole loop through "tarn serve" with simulated servers that come back
  * after a fetch notice. */
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "peer_sim.h"
+#include "serve_client.h"
 #include "serve_fetch.h"
 #include "tarn_test.h"
 #include "vurocgi.h"
@@ -32,32 +28,6 @@ void expectRefusal(int code, const Json::Value& answer, const std::string& why) 
     EXPECT_EQ(std::string::npos, vurojson::toString(answer).find("gpo_content")) << why;
 }
 
-int freeLoopbackPort() {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    struct sockaddr_in a = {};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof(a);
-    int port = -1;
-    if (bind(fd, (struct sockaddr*)&a, sizeof(a)) == 0 &&
-        getsockname(fd, (struct sockaddr*)&a, &len) == 0) {
-        port = ntohs(a.sin_port);
-    }
-    close(fd);
-    return port;
-}
-
-bool portAccepts(int port) {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    struct sockaddr_in a = {};
-    a.sin_family = AF_INET;
-    a.sin_port = htons((uint16_t)port);
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bool ok = connect(fd, (struct sockaddr*)&a, sizeof(a)) == 0;
-    close(fd);
-    return ok;
-}
-
 }  // namespace
 
 class FetchTest : public RemoteTest {
@@ -68,9 +38,8 @@ protected:
         writeFile(sys("/etc/group"), "users:x:100:\nCORP\\staff:x:700:\n");
     }
     void TearDown() override {
-        if (serve_ > 0) {
-            kill(serve_, SIGTERM);
-            EXPECT_EQ(0, reapWithin(serve_, 10000)) << "tarn serve stops cleanly on SIGTERM";
+        if (serve_.pid() > 0) {
+            EXPECT_EQ(0, serve_.stop()) << "tarn serve stops cleanly on SIGTERM";
         }
         RemoteTest::TearDown();
     }
@@ -94,27 +63,6 @@ protected:
         return sid;
     }
 
-    /* "tarn serve" on port, reaped in TearDown; false when it did not come up. */
-    bool serveStart(int port) {
-        serve_ = fork();
-        if (serve_ == 0) {
-            std::string listen = "127.0.0.1:" + std::to_string(port);
-            execl(TARN_CLI_PATH, TARN_CLI_PATH, "--root", root_.c_str(), "serve", "--listen",
-                  listen.c_str(), (char*)nullptr);
-            _exit(127);
-        }
-        for (int i = 0; i < 200 && !portAccepts(port); i++) {
-            int status = 0;
-            if (waitpid(serve_, &status, WNOHANG) == serve_) {
-                serve_ = -1;
-                ADD_FAILURE() << "tarn serve ended before it listened, status " << status;
-                return false;
-            }
-            usleep(50000);
-        }
-        EXPECT_TRUE(portAccepts(port)) << "tarn serve listens on " << port;
-        return portAccepts(port);
-    }
     /* The fetch_back entries of the record, once n of them are there. */
     Json::Value fetchedBack(size_t n, long long since) {
         Json::Value list;
@@ -129,7 +77,7 @@ protected:
         return atol(sqlValue("SELECT id FROM peer WHERE sn='" + sn + "'").c_str());
     }
 
-    pid_t serve_ = -1;
+    ServeProcess serve_;
 };
 
 // Two branches, each with its own policy and holders; SN7 sits in Branch.
@@ -243,10 +191,11 @@ TEST_F(FetchTest, EveryOtherCallerGetsTheRefusalAlone) {
 // under it comes back through "tarn serve" and holds the new policy at the
 // versions it asked for; a server whose session went gets the refusal.
 TEST_F(FetchTest, NoticeBringsEveryServerUnderTheOuBackForItsNewPolicy) {
-    int port = freeLoopbackPort();
+    std::string err;
+    ASSERT_TRUE(serve_.start(root_, {}, &err)) << err;
     // The join tells each server where this server's HTTPS port is.
     writeFile(sys(VUROW3_KELP_CONF_PATH),
-              "{\"port\":5000,\"ssl\":{\"port\":" + std::to_string(port) + "}}");
+              "{\"port\":5000,\"ssl\":{\"port\":" + std::to_string(serve_.port()) + "}}");
     PeerSimOptions o;
     o.peers = 3;
     o.extraArgs = {"--fetch-back"};
@@ -292,7 +241,6 @@ TEST_F(FetchTest, NoticeBringsEveryServerUnderTheOuBackForItsNewPolicy) {
     ASSERT_EQ(0, tarn({"link", "--ou", branch, "--links",
                        "{\"order\":[{\"gpo_id\":" + newGpo + ",\"override\":0}]}"}));
 
-    ASSERT_TRUE(serveStart(port));
     long long since = sim_.record()["next_seq"].asInt64();
     ASSERT_EQ(0, tarn({"notify-fetch", "--uid", "0", "--ou", branch, "--wait", "10"}, &out));
     Json::Value back = fetchedBack(2, since);

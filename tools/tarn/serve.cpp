@@ -206,7 +206,7 @@ bool targetPath(const std::string& target, std::string* pPath) {
 /* Opens path below the folder dirFd one name at a time, following no link
  * and taking no "." or ".." or hidden name: nothing outside the folder can
  * be reached, whatever lies in it. -1 when it cannot. */
-int fileOpenBelow(int dirFd, const std::string& path) {
+int fileOpenBelow(int dirFd, const std::string& path, std::string* pName) {
     std::vector<std::string> names;
     size_t at = 0;
     while (at <= path.size()) {
@@ -236,13 +236,14 @@ int fileOpenBelow(int dirFd, const std::string& path) {
         close(fd);
         fd = -1;
     }
+    *pName = names.back();
     return fd;
 }
 
 void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res) {
-    std::string path;
+    std::string path, name;
     int fd = -1;
-    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path);
+    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path, &name);
     if (fd < 0) {
         res.status = 404;
         res.set_content("not found\n", "text/plain; charset=utf-8");
@@ -253,14 +254,8 @@ void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res)
     ssize_t n;
     while ((n = read(fd, buf, sizeof(buf))) > 0) text.append(buf, (size_t)n);
     close(fd);
-    if (path.empty() || path.back() == '/') path += "index.html";
-    std::string type = contentTypeOf(path);
-    // A folder named without its slash answered with its index.
-    if (type == std::string("application/octet-stream") && path.find('.') == std::string::npos) {
-        type = "text/html; charset=utf-8";
-    }
     res.status = 200;
-    res.set_content(text, type.c_str());
+    res.set_content(text, contentTypeOf(name));
 }
 
 /* The data folder whose www/ holds the console: --data as given, or the

@@ -294,10 +294,10 @@ int cmdServe(const Args& args) {
     for (const std::string& p : {certPath, keyPath}) {
         int fd = p.empty() ? -1 : open(p.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
-            fprintf(stderr, "tarn: cannot read %s: %s (\"tarn init\" makes it)\n",
-                    p.empty() ? "the certificate (outside the root)" : p.c_str(),
-                    strerror(errno));
-            return 1;
+            throw OpFailure{"cannot read " +
+                                (p.empty() ? std::string("the certificate (outside the root)") : p) +
+                                ": " + strerror(errno) + " (\"tarn init\" makes it)",
+                            "", 1};
         }
         close(fd);
     }
@@ -317,9 +317,8 @@ int cmdServe(const Args& args) {
 
     httplib::SSLServer svr(certPath.c_str(), keyPath.c_str());
     if (!svr.is_valid()) {
-        fprintf(stderr, "tarn: the certificate %s or its key %s is not usable\n",
-                certPath.c_str(), keyPath.c_str());
-        return 1;
+        throw OpFailure{"the certificate " + certPath + " or its key " + keyPath + " is not usable",
+                        "", 1};
     }
     WorkerPool pool(workers, kQueueMax, timeout);
     svr.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
@@ -454,14 +453,13 @@ int cmdServe(const Args& args) {
                                   : svr.bind_to_port(listen.host, listen.port);
     if (!bound) {
         int err = errno;
-        fprintf(stderr, "tarn: cannot listen on %s: %s\n", args.get("listen", kDefaultListen).c_str(),
-                err == EADDRINUSE ? "the port is taken" : strerror(err));
-        return 1;
+        throw OpFailure{"cannot listen on " + args.get("listen", kDefaultListen) + ": " +
+                            (err == EADDRINUSE ? "the port is taken" : strerror(err)),
+                        "", 1};
     }
     if (!pool.start(&why)) {
         pool.stop();
-        fprintf(stderr, "tarn: %s\n", why.c_str());
-        return 1;
+        throw OpFailure{why, "", 1};
     }
 
     std::atomic<bool> served{false};

@@ -474,7 +474,8 @@ int cmdServe(const Args& args) {
         }
     });
     Json::Value ready;
-    ready["listen"] = listen.host + ":" + std::to_string(listen.port);
+    bool v6 = listen.host.find(':') != std::string::npos;
+    ready["listen"] = (v6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(listen.port);
     ready["workers"] = (Json::UInt64)workers;
     ready["www"] = www;
     printJson(ready);

@@ -303,7 +303,10 @@ int cmdServe(const Args& args) {
     }
     std::string www = wwwDirFind(args);
     int wwwFd = www.empty() ? -1 : open(www.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (wwwFd < 0) fprintf(stderr, "tarn serve: no console files (%s)\n", www.c_str());
+    if (wwwFd < 0) {
+        fprintf(stderr, "tarn serve: no console files: %s\n",
+                www.empty() ? "no data folder found (--data DIR)" : (www + " is no folder").c_str());
+    }
 
     // The stop signals are taken by one thread; every other thread,
     // including httplib's, is made with them blocked.

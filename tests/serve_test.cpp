@@ -241,3 +241,26 @@ TEST_F(ServeTest, WorkersAreReplacedAndStoppedWithTheServer) {
     for (pid_t w : workers) EXPECT_TRUE(processGone(w)) << w;
     EXPECT_NE(std::string::npos, server_.errText().find("GET /api/session 504"));
 }
+
+TEST_F(ServeTest, FullQueueIsRefusedWith503) {
+    serveStart({"--workers", "1", "--timeout", "5"});
+    std::set<pid_t> workers = childrenOf(server_.pid());
+    ASSERT_EQ(1u, workers.size());
+    ConsoleSession admin = consoleSignIn(server_, "admin", kAdminPassword);
+    ASSERT_EQ(200, admin.reply.status);
+    std::vector<std::string> cookie = {"Cookie: tarn_sid=" + admin.sid};
+
+    // The one worker hangs: one request holds it, 64 wait, the rest are refused.
+    ASSERT_OK(kill(*workers.begin(), SIGSTOP));
+    std::vector<std::future<HttpReply>> calls;
+    for (int i = 0; i < 66; i++) {
+        calls.push_back(std::async(std::launch::async, [&] {
+            return server_.call("GET", "/api/session", cookie, "", 20000);
+        }));
+    }
+    std::map<int, int> statuses;
+    for (auto& c : calls) statuses[c.get().status]++;
+    EXPECT_EQ(1, statuses[503]);
+    EXPECT_EQ(1, statuses[504]);
+    EXPECT_EQ(64, statuses[200]);
+}

@@ -206,7 +206,7 @@ bool targetPath(const std::string& target, std::string* pPath) {
 /* Opens path below the folder dirFd one name at a time, following no link
  * and taking no "." or ".." or hidden name: nothing outside the folder can
  * be reached, whatever lies in it. -1 when it cannot. */
-int fileOpenBelow(int dirFd, const std::string& path) {
+int fileOpenBelow(int dirFd, const std::string& path, std::string* pName) {
     std::vector<std::string> names;
     size_t at = 0;
     while (at <= path.size()) {
@@ -236,13 +236,14 @@ int fileOpenBelow(int dirFd, const std::string& path) {
         close(fd);
         fd = -1;
     }
+    *pName = names.back();
     return fd;
 }
 
 void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res) {
-    std::string path;
+    std::string path, name;
     int fd = -1;
-    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path);
+    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path, &name);
     if (fd < 0) {
         res.status = 404;
         res.set_content("not found\n", "text/plain; charset=utf-8");
@@ -253,14 +254,8 @@ void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res)
     ssize_t n;
     while ((n = read(fd, buf, sizeof(buf))) > 0) text.append(buf, (size_t)n);
     close(fd);
-    if (path.empty() || path.back() == '/') path += "index.html";
-    std::string type = contentTypeOf(path);
-    // A folder named without its slash answered with its index.
-    if (type == std::string("application/octet-stream") && path.find('.') == std::string::npos) {
-        type = "text/html; charset=utf-8";
-    }
     res.status = 200;
-    res.set_content(text, type.c_str());
+    res.set_content(text, contentTypeOf(name));
 }
 
 /* The data folder whose www/ holds the console: --data as given, or the
@@ -299,16 +294,19 @@ int cmdServe(const Args& args) {
     for (const std::string& p : {certPath, keyPath}) {
         int fd = p.empty() ? -1 : open(p.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
-            fprintf(stderr, "tarn: cannot read %s: %s (\"tarn init\" makes it)\n",
-                    p.empty() ? "the certificate (outside the root)" : p.c_str(),
-                    strerror(errno));
-            return 1;
+            throw OpFailure{"cannot read " +
+                                (p.empty() ? std::string("the certificate (outside the root)") : p) +
+                                ": " + strerror(errno) + " (\"tarn init\" makes it)",
+                            "", 1};
         }
         close(fd);
     }
     std::string www = wwwDirFind(args);
     int wwwFd = www.empty() ? -1 : open(www.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (wwwFd < 0) fprintf(stderr, "tarn serve: no console files (%s)\n", www.c_str());
+    if (wwwFd < 0) {
+        fprintf(stderr, "tarn serve: no console files: %s\n",
+                www.empty() ? "no data folder found (--data DIR)" : (www + " is no folder").c_str());
+    }
 
     // The stop signals are taken by one thread; every other thread,
     // including httplib's, is made with them blocked.
@@ -322,9 +320,8 @@ int cmdServe(const Args& args) {
 
     httplib::SSLServer svr(certPath.c_str(), keyPath.c_str());
     if (!svr.is_valid()) {
-        fprintf(stderr, "tarn: the certificate %s or its key %s is not usable\n",
-                certPath.c_str(), keyPath.c_str());
-        return 1;
+        throw OpFailure{"the certificate " + certPath + " or its key " + keyPath + " is not usable",
+                        "", 1};
     }
     WorkerPool pool(workers, kQueueMax, timeout);
     svr.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
@@ -459,14 +456,13 @@ int cmdServe(const Args& args) {
                                   : svr.bind_to_port(listen.host, listen.port);
     if (!bound) {
         int err = errno;
-        fprintf(stderr, "tarn: cannot listen on %s: %s\n", args.get("listen", kDefaultListen).c_str(),
-                err == EADDRINUSE ? "the port is taken" : strerror(err));
-        return 1;
+        throw OpFailure{"cannot listen on " + args.get("listen", kDefaultListen) + ": " +
+                            (err == EADDRINUSE ? "the port is taken" : strerror(err)),
+                        "", 1};
     }
     if (!pool.start(&why)) {
         pool.stop();
-        fprintf(stderr, "tarn: %s\n", why.c_str());
-        return 1;
+        throw OpFailure{why, "", 1};
     }
 
     std::atomic<bool> served{false};
@@ -481,7 +477,8 @@ int cmdServe(const Args& args) {
         }
     });
     Json::Value ready;
-    ready["listen"] = listen.host + ":" + std::to_string(listen.port);
+    bool v6 = listen.host.find(':') != std::string::npos;
+    ready["listen"] = (v6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(listen.port);
     ready["workers"] = (Json::UInt64)workers;
     ready["www"] = www;
     printJson(ready);

@@ -244,6 +244,11 @@ Json::Value PeerSimControl::fetches() {
     return post("/_sim/fetches", Json::objectValue, &data) ? data : Json::Value();
 }
 
+Json::Value PeerSimControl::fetchBack(const Json::Value& set) {
+    Json::Value data;
+    return post("/_sim/fetch_back", set, &data) ? data : Json::Value();
+}
+
 bool PeerSimControl::stop() { return post("/_sim/stop", Json::objectValue); }
 
 PeerSim::~PeerSim() { finish(); }

@@ -68,6 +68,12 @@ public:
     /* Fetches answered with success since the last reset:
      * {"count": N, "servers": {"<serial>": n}}; null when unreachable. */
     Json::Value fetches();
+    /* The fetch-back mode: merges set ({"server": index, serial or "all",
+     * "on", "set_versions", "central"}) when it names a server, and gives
+     * every server's {"on", "set_versions", "central", "joined",
+     * "received"} by serial. What a server received is in the record,
+     * kind "fetch_back". */
+    Json::Value fetchBack(const Json::Value& set = Json::objectValue);
 
     /* Forgets the record (and the modes and relay table unless told). */
     bool reset(bool modes = true, bool relay = true);

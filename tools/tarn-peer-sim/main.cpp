@@ -20,6 +20,7 @@
 
 #include "peer_sim.h"
 #include "sim.h"
+#include "sim_fetch.h"
 #include "vurocore.h"
 #include "vurocredential_seal.h"
 #include "vurofs.h"
@@ -41,6 +42,7 @@ const int kMaxPeers = 2000;
 const char kUsage[] =
     "usage: tarn-peer-sim --root DIR [--peers N | --fleet FILE] [--relay] [--relay-only I]...\n"
     "                     [--sn-prefix TEXT] [--record-limit N] [--no-stdin] [--scout] [--wol]\n"
+    "                     [--fetch-back] [--set-versions JSON] [--central HOST:PORT]\n"
     "       tarn-peer-sim ctl --port P VERB [ARGS]\n"
     "\n"
     "Plays N managed servers (default 1), each with an HTTP and an HTTPS port on\n"
@@ -57,6 +59,12 @@ const char kUsage[] =
     "                   the root's etc/vuro/scout.conf at it\n"
     "  --wol            take wake packets on a UDP port of 127.0.0.1 (wol.conf): a\n"
     "                   sleeping server boots\n"
+    "  --fetch-back     a fetch notice sends a server back to its managing server\n"
+    "                   (POST /webapi/entry.cgi over HTTPS, loopback only) for its\n"
+    "                   policy; what it received is recorded as \"fetch_back\"\n"
+    "  --set-versions JSON  the set versions every server asks for (default\n"
+    "                   {\"Samba\":3,\"TimeServer\":2,\"Quota\":1,\"Delegate\":1})\n"
+    "  --central HOST:PORT  the managing server, instead of what the join told\n"
     "\n"
     "ctl verbs:\n"
     "  record [--server I] [--kind K] [--since SEQ]   the record as JSON\n"
@@ -76,6 +84,8 @@ const char kUsage[] =
     "      | relay ID --raw JSON   (the whole answer, envelope included)\n"
     "  reset [--keep-modes] [--keep-relay]\n"
     "  fetches                                the fetches answered, per serial\n"
+    "  fetch-back [SERVER [KEY=VALUE]...]    on=true|false set_versions=JSON\n"
+    "      central=HOST:PORT; without arguments every server's settings\n"
     "  stop\n";
 
 int usage() {
@@ -231,6 +241,19 @@ int ctlMain(int argc, char** argv) {
         Json::Value data = ctl.fetches();
         return ctlPrint(!data.isNull(), ctl, data);
     }
+    if (verb == "fetch-back") {
+        Json::Value set(Json::objectValue);
+        if (i < argc) set["server"] = argv[i++];
+        for (; i < argc; i++) {
+            const char* eq = strchr(argv[i], '=');
+            if (eq == nullptr || eq == argv[i]) return usage();
+            Json::Value v;
+            if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
+            set[std::string(argv[i], eq - argv[i])] = v;
+        }
+        Json::Value now = ctl.fetchBack(set);
+        return ctlPrint(!now.isNull(), ctl, now);
+    }
     if (verb == "stop" && i == argc) return ctlPrint(ctl.stop(), ctl, Json::objectValue);
     return usage();
 }
@@ -248,6 +271,7 @@ struct Options {
     bool watchStdin = true;
     bool scout = false;
     bool wol = false;
+    Json::Value fetchBack{Json::objectValue};  // the settings every server starts with
 };
 
 bool serversMake(const Options& o, Sim& s, std::string* pWhy) {
@@ -396,7 +420,8 @@ int simMain(const Options& o) {
         why = std::string("fleet file: ") + e.what();
     }
     if (!made || !peersim::tlsSetup(&s.tls, &why) || !endpointsOpen(s, o.relay, &why) ||
-        !peersim::scoutStart(o.scout, o.wol, &why)) {
+        !peersim::scoutStart(o.scout, o.wol, &why) ||
+        !peersim::fetchBackDefaults(o.fetchBack, &why)) {
         fprintf(stderr, "tarn-peer-sim: %s\n", why.c_str());
         return 1;
     }
@@ -493,6 +518,12 @@ int main(int argc, char** argv) {
             o.scout = true;
         } else if (a == "--wol") {
             o.wol = true;
+        } else if (a == "--fetch-back") {
+            o.fetchBack["on"] = true;
+        } else if (a == "--set-versions" && hasValue) {
+            if (!vurojson::fromString(o.fetchBack["set_versions"], argv[++i])) return usage();
+        } else if (a == "--central" && hasValue) {
+            o.fetchBack["central"] = argv[++i];
         } else {
             return usage();
         }

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "sim.h"
+#include "sim_fetch.h"
 #include "sim_update.h"
 #include "vurocredential_seal.h"
 
@@ -278,6 +279,7 @@ void call(const httplib::Request& req, httplib::Response& res) {
     if (m.noHostname && call.api == "VURO.Core.TARN") answer["data"].removeMember("hostname");
     if (m.hasCallAnswer) answer = m.callAnswer;
     joinFetchCount(sv, call.api, answer);
+    fetchBackOnCall(sv, call.api, call.method, call.params, answer);
     std::string text = m.garbled ? "<html>busy</html>" : jsonText(answer);
     if (call.format == "sealed") {
         Json::Value sealed;
@@ -467,6 +469,7 @@ void handlersInstall() {
     gControl.Post("/_sim/stop", controlStop);
     scoutControlInstall(gControl);
     joinControlInstall(gControl);
+    fetchBackControlInstall(gControl);
 }
 
 bool requestServe(Role role, httplib::Stream& stream, bool last, bool& closed) {

@@ -10,6 +10,7 @@
 #include <vurojson.h>
 
 #include "cli.h"
+#include "policy_read.h"
 
 namespace tarncli {
 
@@ -424,16 +425,20 @@ int cmdConvert(const Args& args) {
         !jSetMap.isObject()) {
         throw UsageError{"convert needs --set-map '{\"Samba\":2}'"};
     }
-    Json::Value jEffective(Json::objectValue);
-    if (VUROTARNGpoGetEvaluate(id, type, jEffective, NULL) != 0) {
-        fail("cannot evaluate the policy of " + std::to_string(id));
-    }
-    Json::Value jGpo = jEffective;
+    Json::Value jEffective, jGpo;
     Json::Value jSet = jSetMap;
     bool blFetch = args.flag("fetch");
-    int r = blFetch ? VUROTARNGpoGetWithVersionConvertForFetch(jGpo, jSet)
-                    : VUROTARNGpoGetWithVersionConvert(jGpo, jSet);
-    if (r != 0) fail("cannot bring the policy of " + std::to_string(id) + " to the versions asked");
+    PolicyReadAsk ask;
+    ask.id = id;
+    ask.type = type;
+    ask.fetch = blFetch;
+    PolicyReadStep step = policyRead(ask, jSet, &jEffective, &jGpo);
+    if (step == PolicyReadStep::Evaluate) {
+        fail("cannot evaluate the policy of " + std::to_string(id));
+    }
+    if (step != PolicyReadStep::Done) {
+        fail("cannot bring the policy of " + std::to_string(id) + " to the versions asked");
+    }
     if (!args.flag("report")) {
         printJson(jGpo);
         return 0;

@@ -12,6 +12,7 @@ import tempfile
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+from selenium.common.exceptions import NoSuchElementException, StaleElementReferenceException
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
 
@@ -51,7 +52,9 @@ class Browser:
             shutil.rmtree(self.profile, ignore_errors=True)
 
     def wait(self, until, seconds=20):
-        return WebDriverWait(self.driver, seconds).until(lambda d: until())
+        # A page being drawn again replaces the elements a check holds.
+        return WebDriverWait(self.driver, seconds, ignored_exceptions=(
+            NoSuchElementException, StaleElementReferenceException)).until(lambda d: until())
 
     def find(self, css):
         return self.driver.find_element(By.CSS_SELECTOR, css)
@@ -62,6 +65,11 @@ class Browser:
     def text(self, css):
         found = self.finds(css)
         return found[0].text if found else ""
+
+    def content(self, css):
+        """The text of the first match, shown or not (a closed branch of the tree)."""
+        found = self.finds(css)
+        return found[0].get_attribute("textContent") if found else ""
 
     def sign_in(self, base, user, password):
         self.driver.get(base + "/")

@@ -119,7 +119,7 @@ export async function linksTab(box, type, id) {
         const whatIf = changes();
         const root = type === OU ? id : rec.parent_id;
         clear(planBox, el('p', {class: 'working'}, el('span', {class: 'spinner'}),
-                          'Working out which servers would change…'));
+                          'Working out the effect on every server below…'));
         try {
             const diff = await call('evaluate', {ou: root, 'all-peers': true, diff: true, 'what-if': whatIf});
             planned = JSON.stringify(whatIf);

@@ -174,6 +174,11 @@ int cmdJoin(const Args& args);
 int cmdSession(const std::string& verb, const Args& args);
 int cmdCachePush(const Args& args);
 int cmdNotifyFetch(const Args& args);
+int cmdServe(const Args& args);
+int cmdServeWorker(const Args& args);
+/* The data folder "init" lays a root out from: --data, $TARN_DATA_DIR, the
+ * installed one; UsageError when none has the database's schema. */
+std::string dataDirFind(const Args& args);
 
 /* A token as the tool shows it (a few characters and its length), and
  * records with their "sid" and "vuro_token" shortened so. */

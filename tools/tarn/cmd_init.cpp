@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "cli.h"
+#include "serve.h"
 #include "tarn_root.h"
 #include "vurotarn.h"
 
@@ -51,6 +52,8 @@ std::string findDataDir(const Args& args) {
 
 }  // namespace
 
+std::string dataDirFind(const Args& args) { return findDataDir(args); }
+
 int cmdInit(const Args& args) {
     // A root laid out over the live system by a stray "init" is hard to
     // take back: this system's own root is only ever named on purpose.
@@ -64,6 +67,10 @@ int cmdInit(const Args& args) {
     // The helper tools lie beside this tool; the root gets links to them.
     std::string err;
     if (!tarnroot::rootLayOut(data, executableDir(), &err)) {
+        fail(err);
+    }
+    // The service's HTTPS certificate, made once per root.
+    if (!serveCertMake(&err)) {
         fail(err);
     }
     Json::Value j;

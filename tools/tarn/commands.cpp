@@ -105,6 +105,9 @@ const CommandDecl kCommands[] = {
     {"session check", "", "", 2, "", cmdSession},
     {"cache-push", "ou ids", "all", 0, "peer", NO_VERB(cmdCachePush)},
     {"notify-fetch", "uid peer ou wait", "", 0, "", NO_VERB(cmdNotifyFetch)},
+    {"serve", "listen data workers timeout", "", 0, "", NO_VERB(cmdServe)},
+    // Started by "serve" only, one per worker process.
+    {"serve-worker", "", "", 0, "", NO_VERB(cmdServeWorker)},
 };
 
 }  // namespace

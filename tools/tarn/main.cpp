@@ -95,6 +95,7 @@ const char* kUsage =
     "  cache-push --all | --ou ID | --ids 1,2  ask ready peers to push their cache\n"
     "  notify-fetch --uid N --peer ID | --ou ID [--wait SECONDS]   ask peers to fetch\n"
     "                                          their policy; --wait: reap the children\n"
+    "  serve [--listen 127.0.0.1:PORT] [--data DIR]   the web API and console over HTTPS\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"

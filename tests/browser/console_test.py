@@ -87,26 +87,24 @@ class Server:
         self.proc = subprocess.Popen(
             [root.tarn, "--root", root.dir, "serve", "--listen", "127.0.0.1:0"],
             stdout=subprocess.PIPE, stderr=open(os.path.join(root.dir, "serve.log"), "w"),
-            text=True, env=root.env)
+            env=root.env)
         self.base = "https://" + self.ready_listen()
 
     def ready_listen(self):
-        text, deadline = "", time.time() + 30
-        while time.time() < deadline:
-            ready, _, _ = select.select([self.proc.stdout], [], [], 0.2)
-            if ready:
-                line = self.proc.stdout.readline()
-                if not line:
+        # Raw reads: a buffered reader would keep the ready lines from select.
+        fd, text, deadline = self.proc.stdout.fileno(), b"", time.time() + 30
+        while time.time() < deadline and self.proc.poll() is None:
+            if select.select([fd], [], [], 0.2)[0]:
+                chunk = os.read(fd, 4096)
+                if not chunk:
                     break
-                text += line
+                text += chunk
                 try:
                     return json.loads(text)["listen"]
                 except ValueError:
                     continue
-            if self.proc.poll() is not None:
-                break
         self.stop()
-        raise AssertionError("tarn serve did not come up: " + text)
+        raise AssertionError("tarn serve did not come up: " + text.decode(errors="replace"))
 
     def stop(self):
         if self.proc.poll() is None:

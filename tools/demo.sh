@@ -454,7 +454,9 @@ api_call() {
 }
 
 step "Read the tree through the API: POST /api/tree {\"ou\": $hq}"
-api_call tree "{\"ou\":$hq}" | grep -o '"\(name\|sn\)" *: *"[^"]*"' | sort -u
+api_call tree "{\"ou\":$hq}" >"$ROOT/tree.json"
+echo "$(grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | wc -l) servers below, among them:"
+grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | sort | head -n 4
 
 step "The same request without the CSRF token is refused"
 curl -sk -o /dev/null -w '%{http_code}\n' -b "$ROOT/cookies" -H 'Content-Type: application/json' \

@@ -38,7 +38,7 @@ export const tree = {
 
     ouName(id) {
         const ou = this.ou(id);
-        if (Number(id) === 0) return 'All servers';
+        if (Number(id) === 0) return 'Root OU';
         return ou ? ou.name : `OU ${id}`;
     },
 

@@ -52,7 +52,8 @@ class Root:
         with open(os.path.join(etc, "passwd"), "w") as f:
             f.write("root:x:0:0:root:/root:/bin/sh\n"
                     "admin:x:2000:100::/home/admin:/bin/sh\n"
-                    "alice:x:2001:100::/home/alice:/bin/sh\n")
+                    "alice:x:2001:100::/home/alice:/bin/sh\n"
+                    "bob:x:2002:100::/home/bob:/bin/sh\n")
         with open(os.path.join(etc, "group"), "w") as f:
             f.write("root:x:0:\nusers:x:100:\nadministrators:x:101:admin\n")
         self.passwords = {"admin": "admin-pass-1", "alice": "alice-pass-1"}
@@ -233,7 +234,53 @@ def delegated(b, root, server):
           b.text("#log-rows"))
 
 
-SCENARIOS = {f.__name__: f for f in (sign_in, tree_and_why, link_edit, delegated)}
+def delegates_and_log(b, root, server):
+    """An administrator adds bob to Engineering's managers and removes alice;
+    a name that is no account is refused with nothing changed. The event log
+    pages through more rows than a page holds, finds rows by a word, and
+    speaks German when asked."""
+    for i in range(55):
+        root.run("ou", "create", "--name", "Branch %02d" % i, "--parent", root.hq)
+    b.sign_in(server.base, "admin", root.passwords["admin"])
+    b.wait_tree()
+    b.open(server.base, "ou/%d/delegates" % root.eng)
+    b.wait(lambda: "alice" in b.text("#delegates"))
+
+    def managers():
+        return sorted(d["extra_info"]["userNameCache"]
+                      for d in root.run("delegates", "list", "--ou", root.eng))
+
+    b.find("#delegate-name").send_keys("bob")
+    b.find("#delegate-add button").click()
+    b.wait(lambda: "bob" in b.text("#delegates"))
+    check(managers() == ["alice", "bob"], "stored: %r" % managers())
+    b.find('.delegate-remove[data-name="alice"]').click()
+    b.wait(lambda: "alice" not in b.text("#delegates"))
+    check(managers() == ["bob"], "stored: %r" % managers())
+    b.find("#delegate-name").send_keys("nobody-here")
+    b.find("#delegate-add button").click()
+    b.wait(lambda: b.finds("#tab-body .notice.error"))
+    check(managers() == ["bob"], "a refused name changed the managers: %r" % managers())
+
+    b.find("#nav-log").click()
+    b.wait(lambda: "of " in b.text("#log-rows .pager-pos"))
+    total = int(b.text("#log-rows .pager-pos").split(" of ")[1])
+    check(total > 55 and b.text("#log-rows .pager-pos").startswith("1–50"), b.text("#log-rows .pager-pos"))
+    b.find("#log-rows .pager-next").click()
+    b.wait(lambda: b.text("#log-rows .pager-pos").startswith("51–"))
+    check(len(b.finds("#log-rows table.log tbody tr")) == min(50, total - 50), "second page")
+    b.find("#log-word").send_keys("Branch 07")
+    b.find("form.filters button[type=submit]").click()
+    b.wait(lambda: b.text("#log-rows .pager-pos").startswith("1–"))
+    rows = [r.text for r in b.finds("#log-rows table.log tbody tr")]
+    check(rows and all("Branch 07" in r for r in rows), "search: %r" % rows)
+    from selenium.webdriver.support.select import Select
+    Select(b.find("#lang")).select_by_value("ger")
+    b.wait(lambda: "erstellt" in b.text("#log-rows"))
+
+
+SCENARIOS = {f.__name__: f for f in (sign_in, tree_and_why, link_edit, delegated,
+                                     delegates_and_log)}
 
 
 def main(argv):

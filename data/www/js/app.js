@@ -193,6 +193,16 @@ $('tree-filter').addEventListener('input', () => {
 
 window.addEventListener('hashchange', route);
 
+// A saved edit: the tree and the page's heading show the record as stored.
+window.addEventListener('tarn:changed', e => {
+    const {type, id} = e.detail;
+    renderTree($('tree'), $('tree-filter').value);
+    markCurrent($('tree'), type, id);
+    const head = document.querySelector('#page .node-head');
+    const rec = type === PEER ? tree.peer(id) : tree.ou(id);
+    if (head && rec) head.replaceWith(type === PEER ? peerHead(rec) : ouHead(rec));
+});
+
 (async () => {
     try {
         const who = await api.session();

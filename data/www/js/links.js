@@ -146,6 +146,7 @@ export async function linksTab(box, type, id) {
         }
         await linksTab(box, type, id);
         box.prepend(notice('Saved.', 'ok'));
+        window.dispatchEvent(new CustomEvent('tarn:changed', {detail: {type, id}}));
     }
 
     function refused(e) {

@@ -89,8 +89,11 @@ export const tree = {
     // One record read again (after an edit, or for its current form).
     async refresh(type, id) {
         const rec = await call(type === 1 ? 'peer get' : 'ou get', {args: [String(id)]});
-        (type === 1 ? this.peers : this.ous).set(rec.id, rec);
-        return rec;
+        const map = type === 1 ? this.peers : this.ous;
+        // In place: the nested lists of the tree hold the same objects.
+        if (map.has(rec.id)) Object.assign(map.get(rec.id), rec);
+        else map.set(rec.id, rec);
+        return {...rec};
     },
 };
 

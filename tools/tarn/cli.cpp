@@ -3,6 +3,7 @@
  * failure exits that name their cause, and JSON output. */
 #include <ctype.h>
 #include <errno.h>
+#include <stdarg.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -204,16 +205,26 @@ std::string failureCause() {
 
 }  // namespace
 
-void fail(const std::string& what) {
+namespace {
+
+[[noreturn]] void failWith(const std::string& what, int status) {
     std::string cause = failureCause();
-    fprintf(stderr, "tarn: %s%s%s", what.c_str(), cause.empty() ? "" : ": ", cause.c_str());
+    OpFailure f{what + (cause.empty() ? "" : ": ") + cause, "", status};
     if (QLIBCErrGet() != 0) {
-        fprintf(stderr, " (error 0x%04X at %s:%d)", (unsigned)QLIBCErrGet(),
-                QLIBCErrorGetFile() ? QLIBCErrorGetFile() : "?", QLIBCErrorGetLine());
+        char szDetail[256];
+        snprintf(szDetail, sizeof(szDetail), "error 0x%04X at %s:%d", (unsigned)QLIBCErrGet(),
+                 QLIBCErrorGetFile() ? QLIBCErrorGetFile() : "?", QLIBCErrorGetLine());
+        f.detail = szDetail;
     }
-    fprintf(stderr, "\n");
-    exit(1);
+    throw f;
 }
+
+OutputCapture* g_capture = nullptr;
+
+}  // namespace
+
+void fail(const std::string& what) { failWith(what, 0); }
+void failNotFound(const std::string& what) { failWith(what, 404); }
 
 void warnIfLogRowMissing() {
     int code = VUROTARNErrGet();
@@ -223,8 +234,51 @@ void warnIfLogRowMissing() {
         cause = code == VUROTARN_ERR_LOG_DB_OPEN ? "its database could not be opened"
                                                  : "the row could not be stored";
     }
-    fprintf(stderr, "tarn: warning: done, but the event log row of it is missing: %s\n",
-            cause.c_str());
+    std::string warning = "done, but the event log row of it is missing: " + cause;
+    if (g_capture != nullptr) {
+        g_capture->warning = warning;
+    } else {
+        fprintf(stderr, "tarn: warning: %s\n", warning.c_str());
+    }
+}
+
+OutputCapture::OutputCapture() : pOuter_(g_capture) { g_capture = this; }
+OutputCapture::~OutputCapture() { g_capture = pOuter_; }
+
+Json::Value OutputCapture::result() const {
+    Json::Value j;
+    if (json.size() == 1) {
+        j = json[0];
+    } else if (!json.empty()) {
+        j = Json::Value(Json::arrayValue);
+        for (const Json::Value& one : json) j.append(one);
+    } else if (!vurojson::fromString(j, text)) {
+        // Text that is a JSON document (the effective policy) is answered as JSON.
+        j = Json::Value();
+        j["text"] = text;
+    }
+    if (!warning.empty() && j.isObject()) j["warning"] = warning;
+    return j;
+}
+
+void printText(const std::string& text) {
+    if (g_capture != nullptr) {
+        g_capture->text += text;
+    } else {
+        fputs(text.c_str(), stdout);
+    }
+}
+
+void printTextf(const char* szFormat, ...) {
+    va_list ap;
+    va_start(ap, szFormat);
+    char* sz = NULL;
+    int n = vasprintf(&sz, szFormat, ap);
+    va_end(ap);
+    if (n < 0) fail("out of memory");
+    std::string text(sz, (size_t)n);
+    free(sz);
+    printText(text);
 }
 
 namespace {
@@ -255,20 +309,27 @@ FamilyLocks::FamilyLocks(const char* szFamilies) {
     // the lock file is created, and must not be created elsewhere.
     int dirFd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (dirFd < 0) fail("cannot open " + dir + " for the write locks: " + strerror(errno));
-    for (const std::string& family : families) {
-        std::string name = "tarn_" + family + ".lock";
-        // Close-on-exec: a plug-in's background child must not keep it.
-        int fd = openat(dirFd, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-        struct stat st;
-        if (fd < 0 || fstat(fd, &st) != 0) {
-            fail("cannot open the lock " + dir + "/" + name + ": " + strerror(errno));
+    try {
+        for (const std::string& family : families) {
+            std::string name = "tarn_" + family + ".lock";
+            // Close-on-exec: a plug-in's background child must not keep it.
+            int fd = openat(dirFd, name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+            if (fd >= 0) fds_.push_back(fd);
+            struct stat st;
+            if (fd < 0 || fstat(fd, &st) != 0) {
+                fail("cannot open the lock " + dir + "/" + name + ": " + strerror(errno));
+            }
+            if (!S_ISREG(st.st_mode)) fail("the lock " + dir + "/" + name + " is not a plain file");
+            if (!lockWithin(fd, kLockWaitSeconds)) {
+                fail("the " + family + " records stayed locked by another tarn for " +
+                     std::to_string(kLockWaitSeconds) + " s");
+            }
         }
-        if (!S_ISREG(st.st_mode)) fail("the lock " + dir + "/" + name + " is not a plain file");
-        fds_.push_back(fd);
-        if (!lockWithin(fd, kLockWaitSeconds)) {
-            fail("the " + family + " records stayed locked by another tarn for " +
-                 std::to_string(kLockWaitSeconds) + " s");
-        }
+    } catch (...) {
+        // A web API worker lives on after a refusal: nothing may stay open or held.
+        for (int fd : fds_) close(fd);
+        close(dirFd);
+        throw;
     }
     close(dirFd);
 }
@@ -278,6 +339,10 @@ FamilyLocks::~FamilyLocks() {
 }
 
 void printJson(const Json::Value& j) {
+    if (g_capture != nullptr) {
+        g_capture->json.push_back(j);
+        return;
+    }
     Json::StreamWriterBuilder w;
     w["indentation"] = "  ";
     w["emitUTF8"] = true;
@@ -409,6 +474,77 @@ std::string linkTextParse(const std::string& text, const char* what) {
     vurojson::fromString(j, compact);
     linkTextCheck(j, "id", what);
     return compact;
+}
+
+}  // namespace tarncli
+
+namespace tarncli {
+
+namespace {
+
+/* The read whose answer an edit's --expect is compared with: the record
+ * the edit changes, as the caller got it. */
+bool staleReadOf(const std::string& name, const Args& args, std::string* pRead, Args* pReadArgs) {
+    static const char* const kRecordEdits[][2] = {{"ou set", "ou get"},
+                                                  {"peer set", "peer get"},
+                                                  {"gpo set", "gpo get"},
+                                                  {"delegate set", "delegate get"}};
+    for (const auto& e : kRecordEdits) {
+        if (name == e[0]) {
+            *pRead = e[1];
+            pReadArgs->positional = args.positional;
+            return true;
+        }
+    }
+    if (name == "link") {
+        *pRead = args.has("ou") ? "ou get" : "peer get";
+        pReadArgs->positional.push_back(args.get(args.has("ou") ? "ou" : "peer"));
+        return true;
+    }
+    if (name == "delegates set" || name == "delegates override") {
+        *pRead = "delegates list";
+        for (const char* key : {"ou", "peer"}) {
+            if (args.has(key)) pReadArgs->options[key] = args.get(key);
+        }
+        return true;
+    }
+    return false;
+}
+
+/* JSON as it travels: numbers of any width compare by their text. */
+std::string normalJson(const Json::Value& j) {
+    Json::Value back;
+    vurojson::fromString(back, vurojson::toString(j));
+    return vurojson::toString(back);
+}
+
+void staleEditCheck(const CommandDecl& decl, const Args& args) {
+    if (!args.has("expect")) return;
+    Json::Value expect;
+    if (!vurojson::fromString(expect, args.get("expect"))) {
+        throw UsageError{"not JSON for --expect: '" + args.get("expect") + "'"};
+    }
+    std::string read;
+    Args readArgs;
+    if (!staleReadOf(decl.szName, args, &read, &readArgs)) return;
+    const CommandDecl* pRead = commandFind(read);
+    OutputCapture capture;
+    pRead->run(read.substr(read.find(' ') + 1), readArgs);
+    Json::Value current = capture.result();
+    if (normalJson(current) != normalJson(expect)) {
+        throw StaleEdit{"the record changed since it was read: nothing written; read it again",
+                        current};
+    }
+}
+
+}  // namespace
+
+void commandRun(const CommandDecl& decl, const std::string& verb, const Args& args) {
+    FamilyLocks locks(decl.szLocks);
+    // Compared under the locks, so that no write comes between the check and the edit.
+    staleEditCheck(decl, args);
+    int rc = decl.run(verb, args);
+    if (rc == 0 && decl.szLocks[0] != '\0') warnIfLogRowMissing();
 }
 
 }  // namespace tarncli

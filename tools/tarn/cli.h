@@ -89,6 +89,19 @@ private:
     std::vector<int> fds_;
 };
 
+/* An edit made on a copy older than the stored record: nothing is written,
+ * and current is the record as it is stored now. */
+struct StaleEdit {
+    std::string what;
+    Json::Value current;
+};
+
+/* Runs a command as both the command line and the web API do: its family
+ * locks taken, an edit given --expect (the record as the caller read it)
+ * refused with StaleEdit when the record changed since, the handler run,
+ * and a missing event log row of a write warned about. */
+void commandRun(const CommandDecl& decl, const std::string& verb, const Args& args);
+
 /* After a write that went through: a warning on stderr, with its cause,
  * when an event-log row of it could not be written. */
 void warnIfLogRowMissing();
@@ -101,10 +114,42 @@ std::string parseJsonText(const std::string& text, const char* what);
 long singleId(const Args& args, const char* what);
 /* "ou" or "peer", the kinds of node that own policies and delegates. */
 long nodeTypeParse(const std::string& text, const char* what);
-/* A failed operation: the message with its cause (the database's words or
- * the error store's meaning) on stderr, and exit 1. */
+/* A failed operation, thrown by fail: the message with its cause (the
+ * database's words or the error store's meaning). The command line prints
+ * what and detail and exits 1; the web API answers status with what alone.
+ * status 0: the command's kind tells (a writer's failure is a failed write). */
+struct OpFailure {
+    std::string what;
+    std::string detail; /* the error store's code and where it was set */
+    int status;
+};
 [[noreturn]] void fail(const std::string& what);
+/* The same for a record that is not stored (404 on the web API). */
+[[noreturn]] void failNotFound(const std::string& what);
+
+/* Where a command's output goes: stdout, unless an OutputCapture is alive;
+ * then into it (the web API's answer). One command at a time per process. */
+class OutputCapture {
+public:
+    OutputCapture();
+    ~OutputCapture();
+    OutputCapture(const OutputCapture&) = delete;
+    OutputCapture& operator=(const OutputCapture&) = delete;
+    /* The JSON printed (several: a list of them), or {"text": ...} for
+     * text printed, with "warning" when one was given. */
+    Json::Value result() const;
+
+    std::vector<Json::Value> json;
+    std::string text;
+    std::string warning;
+
+private:
+    OutputCapture* pOuter_;
+};
 void printJson(const Json::Value& j);
+/* A line or lines of human text (--human and the reports). */
+void printText(const std::string& text);
+[[gnu::format(printf, 1, 2)]] void printTextf(const char* szFormat, ...);
 
 /* The condition hash of a "list" command: filters named by options (option
  * name to column), --sort-by, --desc-order, --limit, --offset. The rows come

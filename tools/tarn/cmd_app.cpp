@@ -110,12 +110,12 @@ int cmdApp(const std::string& verb, const Args& args) {
     } else if (verb == "get") {
         unsigned long long id = appId(args, "app get");
         if (VUROTARNAppGet(id, &app) != 0 || !app.available) {
-            fail("no application with id " + std::to_string(id));
+            failNotFound("no application with id " + std::to_string(id));
         }
     } else if (verb == "delete") {
         unsigned long long id = appId(args, "app delete");
         if (VUROTARNAppGet(id, &app) != 0 || !app.available) {
-            fail("no application with id " + std::to_string(id));
+            failNotFound("no application with id " + std::to_string(id));
         }
         if (VUROTARNAppDelete(id) != 0) fail("cannot delete application " + std::to_string(id));
         Json::Value j;

@@ -60,13 +60,13 @@ int cmdDelegate(const std::string& verb, const Args& args) {
     } else if (verb == "get") {
         long id = singleId(args, "delegate get");
         if (VUROTARNDelegateGet(id, &delegate) != 0) {
-            fail("no delegate with id " + std::to_string(id));
+            failNotFound("no delegate with id " + std::to_string(id));
         }
         printJson(recordJson(&delegate));
     } else if (verb == "set") {
         long id = singleId(args, "delegate set");
         if (VUROTARNDelegateGet(id, &delegate) != 0) {
-            fail("no delegate with id " + std::to_string(id));
+            failNotFound("no delegate with id " + std::to_string(id));
         }
         delegateApplyOptions(args, &delegate);
         if (VUROTARNDelegateSet(&delegate) != 0) fail("cannot set delegate " + std::to_string(id));

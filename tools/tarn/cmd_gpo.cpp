@@ -47,11 +47,11 @@ int cmdGpo(const std::string& verb, const Args& args) {
         printJson(recordJson(&gpo));
     } else if (verb == "get") {
         long id = singleId(args, "gpo get");
-        if (VUROTARNGpoGet(id, &gpo) != 0) fail("no policy with id " + std::to_string(id));
+        if (VUROTARNGpoGet(id, &gpo) != 0) failNotFound("no policy with id " + std::to_string(id));
         printJson(recordJson(&gpo));
     } else if (verb == "set") {
         long id = singleId(args, "gpo set");
-        if (VUROTARNGpoGet(id, &gpo) != 0) fail("no policy with id " + std::to_string(id));
+        if (VUROTARNGpoGet(id, &gpo) != 0) failNotFound("no policy with id " + std::to_string(id));
         gpoApplyOptions(args, &gpo);
         if (VUROTARNGpoSet(&gpo) != 0) fail("cannot set policy " + std::to_string(id));
         printJson(recordJson(&gpo));

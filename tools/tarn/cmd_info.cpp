@@ -54,17 +54,17 @@ int cmdInfo(const std::string& verb, const Args& args) {
     } else if (verb == "get") {
         unsigned long long id = infoSingleNumber(args, "info get", "id");
         if (VUROTARNInfoGet(id, &info) != 0 || !info.available) {
-            fail("no server information with id " + std::to_string(id));
+            failNotFound("no server information with id " + std::to_string(id));
         }
     } else if (verb == "get-by-peer") {
         unsigned long long peer = infoSingleNumber(args, "info get-by-peer", "peer id");
         if (VUROTARNInfoGetByPEER(peer, &info) != 0 || !info.available) {
-            fail("no server information of peer " + std::to_string(peer));
+            failNotFound("no server information of peer " + std::to_string(peer));
         }
     } else if (verb == "delete") {
         unsigned long long id = infoSingleNumber(args, "info delete", "id");
         if (VUROTARNInfoGet(id, &info) != 0 || !info.available) {
-            fail("no server information with id " + std::to_string(id));
+            failNotFound("no server information with id " + std::to_string(id));
         }
         if (VUROTARNInfoDelete(id) != 0) {
             fail("cannot delete server information " + std::to_string(id));

@@ -126,7 +126,7 @@ int sessionRun(const std::string& verb, const Args& args) {
         // A session is a credential: none for a server this one does not manage.
         VURO_TARN_PEER peer;
         if (VUROTARNPeerGetBySN(serial.c_str(), &peer) != 0) {
-            fail("no peer has the serial " + serial);
+            failNotFound("no peer has the serial " + serial);
         }
         std::string token;
         if (!VUROTARNPeerCreateSessionBySn(serial, token)) {
@@ -135,7 +135,8 @@ int sessionRun(const std::string& verb, const Args& args) {
         }
         jOut["token"] = tokenShort(token);
     } else if (verb == "delete") {
-        if (!VUROTARNPeerDeleteSessionBySn(serial)) fail("no session of " + serial + " removed");
+        if (!VUROTARNPeerDeleteSessionBySn(serial))
+            failNotFound("no session of " + serial + " removed");
         jOut["deleted"] = true;
     } else {
         throw UsageError{"unknown session command '" + verb + "'"};
@@ -177,7 +178,7 @@ int cachePushRun(const Args& args) {
             if (VUROTARNPeerGet(*it, pPeer) != 0) {
                 VUROTARNPeerFree(pPeer);
                 VUROTARNPeerListFree(&pList);
-                fail("no peer with id " + std::to_string(*it));
+                failNotFound("no peer with id " + std::to_string(*it));
             }
             pPeer->pNext = pList;
             pList = pPeer;

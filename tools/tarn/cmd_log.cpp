@@ -73,10 +73,10 @@ int logList(const Args& args) {
     for (const VURO_TARNLOG* p = list; p != nullptr; p = p->pNext) rows.insert(rows.begin(), p);
     if (args.flag("human")) {
         for (const VURO_TARNLOG* p : rows) {
-            printf("%s  %-11s  %-12s  %s\n", timeText(p->happen_time).c_str(),
-                   VUROTARNLevelIntToRevealStr(p->level).c_str(),
-                   p->str_username.empty() ? "-" : p->str_username.c_str(),
-                   rowInLang(p, lang)["message"].asString().c_str());
+            printTextf("%s  %-11s  %-12s  %s\n", timeText(p->happen_time).c_str(),
+                       VUROTARNLevelIntToRevealStr(p->level).c_str(),
+                       p->str_username.empty() ? "-" : p->str_username.c_str(),
+                       rowInLang(p, lang)["message"].asString().c_str());
         }
     } else {
         Json::Value out(Json::objectValue);
@@ -105,7 +105,7 @@ int cmdLog(const std::string& verb, const Args& args) {
     if (verb == "get") {
         VURO_TARNLOG log;
         if (VUROTARNLogGetByID(singleId(args, "log row"), &log) != 0) fail("cannot read the row");
-        if (!log.available) fail("no such row");
+        if (!log.available) failNotFound("no such row");
         printJson(VUROTARNLogStructToJson(&log));
         return 0;
     }

@@ -84,11 +84,11 @@ int cmdOu(const std::string& verb, const Args& args) {
         printJson(recordJson(&ou));
     } else if (verb == "get") {
         long id = singleId(args, "ou get");
-        if (VUROTARNOuGet(id, &ou) != 0) fail("no OU with id " + std::to_string(id));
+        if (VUROTARNOuGet(id, &ou) != 0) failNotFound("no OU with id " + std::to_string(id));
         printJson(recordJson(&ou));
     } else if (verb == "set") {
         long id = singleId(args, "ou set");
-        if (VUROTARNOuGet(id, &ou) != 0) fail("no OU with id " + std::to_string(id));
+        if (VUROTARNOuGet(id, &ou) != 0) failNotFound("no OU with id " + std::to_string(id));
         ouApplyOptions(args, &ou);
         if (args.has("parent")) ouParentLoopCheck(id, ou.parent_id);
         if (VUROTARNOuSet(&ou) != 0) fail("cannot set OU " + std::to_string(id));

@@ -134,7 +134,7 @@ int peerCall(const Args& args) {
         jParams = j;
     }
     VURO_TARN_PEER before;
-    if (VUROTARNPeerGet(id, &before) != 0) fail("no peer with id " + std::to_string(id));
+    if (VUROTARNPeerGet(id, &before) != 0) failNotFound("no peer with id " + std::to_string(id));
     syslog(LOG_INFO, "peer %ld: %s", id, peerWaysText(before).c_str());
     Json::Value jResp;
     int rc = VUROTARNPeerSendWebapiByID(id, jResp, api, version, method, jParams);
@@ -278,15 +278,15 @@ int cmdPeer(const std::string& verb, const Args& args) {
         if (VUROTARNPeerCreate(&peer) != 0) fail("cannot store peer " + args.get("sn"));
     } else if (verb == "get") {
         long id = singleId(args, "peer get");
-        if (VUROTARNPeerGet(id, &peer) != 0) fail("no peer with id " + std::to_string(id));
+        if (VUROTARNPeerGet(id, &peer) != 0) failNotFound("no peer with id " + std::to_string(id));
     } else if (verb == "get-by-sn") {
         if (args.positional.size() != 1) throw UsageError{"peer get-by-sn takes one serial"};
         if (VUROTARNPeerGetBySN(args.positional[0].c_str(), &peer) != 0) {
-            fail("no peer with serial " + args.positional[0]);
+            failNotFound("no peer with serial " + args.positional[0]);
         }
     } else if (verb == "set") {
         long id = singleId(args, "peer set");
-        if (VUROTARNPeerGet(id, &peer) != 0) fail("no peer with id " + std::to_string(id));
+        if (VUROTARNPeerGet(id, &peer) != 0) failNotFound("no peer with id " + std::to_string(id));
         // The serial is the row's key: a new one would store a second
         // server, or overwrite the one that has it.
         if (args.has("sn") && args.get("sn") != peer.str_sn) {
@@ -316,7 +316,7 @@ int cmdPeer(const std::string& verb, const Args& args) {
         if (VUROTARNPeerUpdateRelayPathByID(id) != 0) {
             fail("the relay refresh of peer " + std::to_string(id) + " failed");
         }
-        if (VUROTARNPeerGet(id, &peer) != 0) fail("no peer with id " + std::to_string(id));
+        if (VUROTARNPeerGet(id, &peer) != 0) failNotFound("no peer with id " + std::to_string(id));
     } else if (verb == "list") {
         ListQuery query(args, {{"parent", "parent_id"}, {"sn", "sn"}});
         VURO_TARN_PEER_LIST pList = NULL;

@@ -33,7 +33,7 @@ void pkgGetBy(const Args& args, VURO_TARN_PKG* pPkg) {
     if (!args.has("peer") || !args.has("pkg-id")) throw UsageError{"needs --peer and --pkg-id"};
     unsigned long long peer = parseULongLong(args.get("peer"), "--peer");
     if (VUROTARNPkgGetBy(peer, args.get("pkg-id").c_str(), pPkg) != 0 || !pPkg->available) {
-        fail("no package " + args.get("pkg-id") + " on peer " + args.get("peer"));
+        failNotFound("no package " + args.get("pkg-id") + " on peer " + args.get("peer"));
     }
 }
 
@@ -103,7 +103,8 @@ int pkgLog(const Args& args) {
     VURO_TARN_PKG pkg;
     pkgGetBy(args, &pkg);
     VURO_TARN_PEER peer;
-    if (VUROTARNPeerGet(pkg.peer.id, &peer) != 0) fail("no peer with id " + args.get("peer"));
+    if (VUROTARNPeerGet(pkg.peer.id, &peer) != 0)
+        failNotFound("no peer with id " + args.get("peer"));
     int level = (int)parseLongIn(args.get("level", "6"), "--level", 0, 7);
     std::string lang = args.get("lang");
     if (VUROTARNPkgLog(level, "log", args.get("key").c_str(), &peer, &pkg,
@@ -147,7 +148,7 @@ int cmdPkg(const std::string& verb, const Args& args) {
     } else if (verb == "get") {
         unsigned long long id = pkgId(args, "pkg get");
         if (VUROTARNPkgGet(id, &pkg) != 0 || !pkg.available) {
-            fail("no package with id " + std::to_string(id));
+            failNotFound("no package with id " + std::to_string(id));
         }
     } else if (verb == "get-by") {
         pkgGetBy(args, &pkg);
@@ -156,7 +157,7 @@ int cmdPkg(const std::string& verb, const Args& args) {
     } else if (verb == "delete") {
         unsigned long long id = pkgId(args, "pkg delete");
         if (VUROTARNPkgGet(id, &pkg) != 0 || !pkg.available) {
-            fail("no package with id " + std::to_string(id));
+            failNotFound("no package with id " + std::to_string(id));
         }
         if (VUROTARNPkgDelete(id) != 0) fail("cannot delete package " + std::to_string(id));
         Json::Value j;

@@ -29,7 +29,7 @@ long nodeArgs(const Args& args, long* pType, const char* what) {
 template <class Rec>
 void linkStore(long id, int (*get)(long, Rec*), int (*set)(Rec*), const std::string& text) {
     Rec rec;
-    if (get(id, &rec) != 0) fail("no node with id " + std::to_string(id));
+    if (get(id, &rec) != 0) failNotFound("no node with id " + std::to_string(id));
     rec.str_linked_gpo = text;
     if (set(&rec) != 0) fail("cannot store the links of " + std::to_string(id));
 }
@@ -90,22 +90,23 @@ void explainPrint(const Json::Value& j) {
     };
     for (const std::string& set : j["sets"].getMemberNames()) {
         const Json::Value& s = j["sets"][set];
-        printf("%s\n", set.c_str());
+        printTextf("%s\n", set.c_str());
         if (s.isMember("winner")) {
-            printf("  won by   %s (gpo %lld) linked on %s\n", s["winner"]["gpo_name"].asCString(),
-                   (long long)s["winner"]["gpo_id"].asInt64(), where(s["winner"]).c_str());
+            printTextf("  won by   %s (gpo %lld) linked on %s\n",
+                       s["winner"]["gpo_name"].asCString(),
+                       (long long)s["winner"]["gpo_id"].asInt64(), where(s["winner"]).c_str());
         } else {
-            printf("  applies nowhere\n");
+            printTextf("  applies nowhere\n");
         }
         for (const Json::Value& l : s["losers"]) {
-            printf("  lost by  %s (gpo %lld) linked on %s: %s\n", l["gpo_name"].asCString(),
-                   (long long)l["gpo_id"].asInt64(), where(l).c_str(), l["reason"].asCString());
+            printTextf("  lost by  %s (gpo %lld) linked on %s: %s\n", l["gpo_name"].asCString(),
+                       (long long)l["gpo_id"].asInt64(), where(l).c_str(), l["reason"].asCString());
         }
     }
     for (const Json::Value& u : j["unreadable_links"]) {
-        printf("link text unreadable on %s %lld: the policy of this node cannot be computed\n",
-               u["node_type"].asInt() == VURO_TARN_TYPE_PEER ? "peer" : "ou",
-               (long long)u["node_id"].asInt64());
+        printTextf("link text unreadable on %s %lld: the policy of this node cannot be computed\n",
+                   u["node_type"].asInt() == VURO_TARN_TYPE_PEER ? "peer" : "ou",
+                   (long long)u["node_id"].asInt64());
     }
 }
 
@@ -226,18 +227,18 @@ std::string winnerText(const Json::Value& w) {
 }
 
 void diffPrint(const Json::Value& jDiff, Json::ArrayIndex nPeers) {
-    printf("%u of %u peers would change\n", jDiff.size(), nPeers);
+    printTextf("%u of %u peers would change\n", jDiff.size(), nPeers);
     for (const Json::Value& p : jDiff) {
-        printf("%s\n", peerTitle(p).c_str());
+        printTextf("%s\n", peerTitle(p).c_str());
         if (p.isMember("before_error")) {
-            printf("  before: %s\n  after:  %s\n",
-                   p["before_error"].isNull() ? "computed" : p["before_error"].asCString(),
-                   p["after_error"].isNull() ? "computed" : p["after_error"].asCString());
+            printTextf("  before: %s\n  after:  %s\n",
+                       p["before_error"].isNull() ? "computed" : p["before_error"].asCString(),
+                       p["after_error"].isNull() ? "computed" : p["after_error"].asCString());
         }
         for (const Json::Value& s : p["sets"]) {
-            printf("  %s: %s -> %s\n      because %s\n", s["set"].asCString(),
-                   winnerText(s["before"]).c_str(), winnerText(s["after"]).c_str(),
-                   s["reason"].asCString());
+            printTextf("  %s: %s -> %s\n      because %s\n", s["set"].asCString(),
+                       winnerText(s["before"]).c_str(), winnerText(s["after"]).c_str(),
+                       s["reason"].asCString());
         }
     }
 }
@@ -292,7 +293,7 @@ int evaluateSubtree(const Args& args) {
         return 0;
     }
     for (const Json::Value& p : jPeers) {
-        printf("%s\n  %s\n", peerTitle(p).c_str(), setsLine(p).c_str());
+        printTextf("%s\n  %s\n", peerTitle(p).c_str(), setsLine(p).c_str());
     }
     return 0;
 }
@@ -324,8 +325,7 @@ int cmdEvaluate(const Args& args) {
                                   order.empty() ? NULL : &order[0]) != 0) {
         fail("cannot evaluate the policy of " + std::to_string(id));
     }
-    fputs(text.c_str(), stdout);
-    if (text.empty() || text.back() != '\n') fputs("\n", stdout);
+    printText(text.empty() || text.back() != '\n' ? text + "\n" : text);
     return 0;
 }
 
@@ -394,20 +394,21 @@ Json::Value convertReport(const Json::Value& jEffective, const Json::Value& jSet
 void reportPrint(const Json::Value& jReport) {
     for (const std::string& set : jReport.getMemberNames()) {
         if (jReport[set].empty()) {
-            printf("%s: already at the wanted version\n", set.c_str());
+            printTextf("%s: already at the wanted version\n", set.c_str());
         }
         for (const Json::Value& step : jReport[set]) {
-            printf("%s %d -> %d\n", set.c_str(), step["from"].asInt(), step["to"].asInt());
-            if (step.isMember("error")) printf("  %s\n", step["error"].asCString());
-            for (const Json::Value& k : step["dropped"]) printf("  dropped %s\n", k.asCString());
+            printTextf("%s %d -> %d\n", set.c_str(), step["from"].asInt(), step["to"].asInt());
+            if (step.isMember("error")) printTextf("  %s\n", step["error"].asCString());
+            for (const Json::Value& k : step["dropped"])
+                printTextf("  dropped %s\n", k.asCString());
             for (const std::string& k : step["added"].getMemberNames()) {
-                printf("  added   %s = %s\n", k.c_str(),
-                       vurojson::toString(step["added"][k]).c_str());
+                printTextf("  added   %s = %s\n", k.c_str(),
+                           vurojson::toString(step["added"][k]).c_str());
             }
             for (const std::string& k : step["changed"].getMemberNames()) {
-                printf("  changed %s: %s -> %s\n", k.c_str(),
-                       vurojson::toString(step["changed"][k]["from"]).c_str(),
-                       vurojson::toString(step["changed"][k]["to"]).c_str());
+                printTextf("  changed %s: %s -> %s\n", k.c_str(),
+                           vurojson::toString(step["changed"][k]["from"]).c_str(),
+                           vurojson::toString(step["changed"][k]["to"]).c_str());
             }
         }
     }
@@ -499,7 +500,7 @@ int cmdDeleteTree(const Args& args) {
         }
         bool blFound = pList != NULL;
         VUROTARNPeerListFree(&pList);
-        if (!blFound) fail("no peer with serial " + args.get("sn") + ": nothing deleted");
+        if (!blFound) failNotFound("no peer with serial " + args.get("sn") + ": nothing deleted");
         if (VUROTARNPeerDeleteAllBySN(args.get("sn").c_str()) != 0) {
             fail("cannot delete the peer " + args.get("sn"));
         }
@@ -512,8 +513,8 @@ int cmdDeleteTree(const Args& args) {
         VURO_TARN_PEER peer;
         if (type == VURO_TARN_TYPE_OU ? VUROTARNOuGet(id, &ou) != 0
                                       : VUROTARNPeerGet(id, &peer) != 0) {
-            fail(std::string("no ") + (type == VURO_TARN_TYPE_OU ? "OU" : "peer") + " with id " +
-                 std::to_string(id) + ": nothing deleted");
+            failNotFound(std::string("no ") + (type == VURO_TARN_TYPE_OU ? "OU" : "peer") +
+                         " with id " + std::to_string(id) + ": nothing deleted");
         }
         int r =
             type == VURO_TARN_TYPE_OU ? VUROTARNOuDeleteAllByID(id) : VUROTARNPeerDeleteAllByID(id);

@@ -96,6 +96,9 @@ const char* kUsage =
     "  notify-fetch --uid N --peer ID | --ou ID [--wait SECONDS]   ask peers to fetch\n"
     "                                          their policy; --wait: reap the children\n"
     "  serve [--listen 127.0.0.1:PORT] [--data DIR]   the web API and console over HTTPS\n"
+    "--expect JSON (ou|peer|gpo|delegate set, link, delegates set|override): the record\n"
+    "  as read (\"get\", or \"delegates list\"); when it changed since, nothing is written,\n"
+    "  the stored one is printed and the exit code is 1.\n"
     "--user NAME (anywhere): the acting user the event log records for writes.\n"
     "LIST OPTIONS: [--sort-by COLUMN] [--desc-order] [--limit N] [--offset N]\n"
     "--root, --user and -v go anywhere on the line; --help (-h) prints this and does nothing.\n"
@@ -145,12 +148,18 @@ int main(int argc, char** argv) {
         // The acting user of the event log rows that the command's writes leave.
         if (globals.hasUser) setenv("VURO_WEBAPI_USERNAME", globals.user.c_str(), 1);
         if (globals.verbose) openlog("tarn", LOG_PERROR | LOG_PID, LOG_USER);
-        FamilyLocks locks(decl->szLocks);
-        int rc = decl->run(verb, args);
-        if (rc == 0 && decl->szLocks[0] != '\0') warnIfLogRowMissing();
-        return rc;
+        commandRun(*decl, verb, args);
+        return 0;
     } catch (const UsageError& e) {
         fprintf(stderr, "tarn: %s\n%s", e.what.c_str(), kUsage);
         return 2;
+    } catch (const StaleEdit& e) {
+        fprintf(stderr, "tarn: %s\n", e.what.c_str());
+        printJson(e.current);
+        return 1;
+    } catch (const OpFailure& e) {
+        fprintf(stderr, "tarn: %s%s%s%s\n", e.what.c_str(), e.detail.empty() ? "" : " (",
+                e.detail.c_str(), e.detail.empty() ? "" : ")");
+        return 1;
     }
 }

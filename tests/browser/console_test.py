@@ -46,6 +46,8 @@ class Root:
                                                                  "smb_encrypt_transport": 1}})
         self.shares = self.gpo("Sales shares", self.sales, {"Samba": {"vuro_set_version": 2,
                                                                       "smb_max_protocol": 2}})
+        self.lab = self.gpo("Lab clock", self.eng, {"Time": {"vuro_set_version": 1,
+                                                            "ntp": "lab-clock"}})
         self.link("--ou", self.hq, [(self.baseline, 1)])
         self.link("--ou", self.sales, [(self.shares, 0)])
         etc = os.path.join(self.dir, "etc")
@@ -218,7 +220,8 @@ def link_edit(b, root, server):
 
 def delegated(b, root, server):
     """alice manages Engineering only: she sees it and its server, not
-    Headquarters' other branch, and a server outside her part does not open."""
+    Headquarters' other branch, and a server outside her part does not open;
+    she links a policy of her part on her OU, and the log names her."""
     b.sign_in(server.base, "alice", root.passwords["alice"])
     b.wait_tree()
     tree = b.content("#tree")
@@ -228,8 +231,21 @@ def delegated(b, root, server):
     b.open(server.base, "peer/%d/policy" % root.nas_sales)
     b.wait(lambda: b.finds("#page .notice.error"))
     check("nas-sales" not in b.text("#page"), b.text("#page"))
+    # Her own OU she manages: she links the policy of her part, planned first.
+    b.open(server.base, "ou/%d/links" % root.eng)
+    b.wait(lambda: b.finds("#link-add-gpo option"))
+    choices = b.content("#link-add-gpo")
+    check("Lab clock" in choices and "Baseline" not in choices, "offered: %r" % choices)
+    b.find("#link-add").click()
+    b.find("#link-plan").click()
+    b.wait(lambda: "nas-eng" in b.text("#plan"))
+    b.find("#link-save").click()
+    b.wait(lambda: "Saved" in b.text("#tab-body"))
+    stored = root.run("ou", "get", root.eng)["linked_gpo"]["order"]
+    check(stored == [{"id": root.lab, "override": 0}], "stored: %r" % stored)
     b.open(server.base, "log")
     b.wait(lambda: b.finds("#log-rows .counts"))
+    check("alice" in b.text("#log-rows"), "her edit has no row under her name")
     check("Sales" not in b.text("#log-rows"), "alice reads rows outside her part: " +
           b.text("#log-rows"))
 

@@ -32,13 +32,22 @@ function enforcedTag(on) {
     return on ? el('span', {class: 'tag enforced'}, 'enforced') : null;
 }
 
+// The policies one may link: all for an administrator; for a delegate, those
+// of their view (the only ones they are allowed to list).
+async function linkable() {
+    try {
+        return await listAll('gpo list', {'sort-by': 'name'});
+    } catch (e) {
+        if (e.status !== 403) throw e;
+        const view = await call('view');
+        return (view.gpos || []).sort((a, b) => (a.name || '').localeCompare(b.name || ''));
+    }
+}
+
 export async function linksTab(box, type, id) {
     const key = nodeKey(type);
     let rec = await tree.refresh(type, id);
-    const [gpos, order] = await Promise.all([
-        listAll('gpo list', {'sort-by': 'name'}),
-        call('order', {[key]: id}),
-    ]);
+    const [gpos, order] = await Promise.all([linkable(), call('order', {[key]: id})]);
     const gpoName = new Map(gpos.map(g => [g.id, g.name]));
     let links = linksOf(rec);
     let block = rec.block_inheritance ? 1 : 0;

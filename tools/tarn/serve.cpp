@@ -37,6 +37,7 @@ const size_t kBodyMax = 1u << 20;
 const size_t kWorkersDefault = 8;
 /* Requests that may wait for a worker before the next is told 503. */
 const size_t kQueueMax = 64;
+const size_t kThreadsSpare = 8;
 const int kTimeoutDefault = 120;
 const char kCookie[] = "tarn_sid";
 const char kCookieAttributes[] = "; HttpOnly; Secure; SameSite=Strict; Path=/";
@@ -324,9 +325,12 @@ int cmdServe(const Args& args) {
                         "", 1};
     }
     WorkerPool pool(workers, kQueueMax, timeout);
-    // A connection thread for each worker and each waiting request: every
-    // kept-alive client holds one while it lasts.
-    svr.new_task_queue = [workers] { return new httplib::ThreadPool(workers + kQueueMax); };
+    // A connection thread for each worker and each waiting request, and
+    // some to spare: those serve files and tell the requests beyond the
+    // queue 503 instead of leaving them unseen in httplib's own queue.
+    // Every kept-alive client holds one while it lasts.
+    size_t threads = workers + kQueueMax + kThreadsSpare;
+    svr.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     svr.set_payload_max_length(kBodyMax);
     svr.set_tcp_nodelay(true);
     svr.set_default_headers({

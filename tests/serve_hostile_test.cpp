@@ -120,12 +120,19 @@ TEST_F(ServeTest, ApiRefusesWhatIsNotASignedInConsoleWithItsToken) {
     EXPECT_EQ(405, server_.call("PUT", "/api/ou/create", admin.headers(), create).status);
     EXPECT_EQ(405, server_.call("DELETE", "/api/session", admin.headers()).status);
 
-    // Sign-in: no JSON, no password, wrong types.
-    for (std::string body :
-         {"", "user=admin&password=x", "{\"user\":\"admin\"}", "{\"user\":1,\"password\":\"x\"}",
-          "{\"user\":\"admin\",\"password\":\"\"}", "[]"}) {
-        HttpReply r = server_.call("POST", "/api/signin", {}, body);
+    // Sign-in: no JSON, no password, wrong types; the right account sent
+    // as another site's form would send it.
+    for (std::string body : {"", "{\"user\":\"admin\"}", "{\"user\":1,\"password\":\"x\"}",
+                             "{\"user\":\"admin\",\"password\":\"\"}", "[]"}) {
+        HttpReply r = server_.call("POST", "/api/signin", {"Content-Type: application/json"}, body);
         EXPECT_EQ(400, r.status) << body;
+        EXPECT_EQ("", r.header("set-cookie"));
+    }
+    std::string right = "{\"user\":\"admin\",\"password\":\"" + std::string(kAdminPassword) + "\"}";
+    for (const char* type : {"text/plain", "application/x-www-form-urlencoded"}) {
+        HttpReply r =
+            server_.call("POST", "/api/signin", {std::string("Content-Type: ") + type}, right);
+        EXPECT_EQ(415, r.status) << type;
         EXPECT_EQ("", r.header("set-cookie"));
     }
 

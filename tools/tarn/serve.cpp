@@ -357,6 +357,12 @@ int cmdServe(const Args& args) {
 
     SignInThrottle throttle;
     svr.Post("/api/signin", [&](const httplib::Request& req, httplib::Response& res) {
+        // Another site's form can post text, never JSON without asking
+        // first: it cannot sign a browser in to an account of its choosing.
+        if (req.get_header_value("Content-Type").find("application/json") != 0) {
+            errorAnswer(res, 415, "sign-in takes Content-Type: application/json");
+            return;
+        }
         Json::Value body;
         if (!vurojson::fromString(body, req.body) || !body.isObject() || !body["user"].isString() ||
             !body["password"].isString() || body["user"].asString().empty() ||

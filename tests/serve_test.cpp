@@ -118,8 +118,8 @@ TEST_F(ServeTest, SignInSessionAndSignOut) {
 TEST_F(ServeTest, FailedSignInsSlowTheAccountDown) {
     serveStart();
     for (int i = 0; i < 3; i++) {
-        EXPECT_EQ(401, consoleSignIn(server_, "admin", "guess-number-" + std::to_string(i))
-                           .reply.status);
+        EXPECT_EQ(
+            401, consoleSignIn(server_, "admin", "guess-number-" + std::to_string(i)).reply.status);
     }
     // Shut now, even to the right password, and only for this account.
     ConsoleSession held = consoleSignIn(server_, "admin", kAdminPassword);
@@ -161,10 +161,11 @@ TEST_F(ServeTest, CertificateAndStartFailures) {
     ASSERT_OK(getsockname(fd, (struct sockaddr*)&addr, &len));
     std::string port = std::to_string(ntohs(addr.sin_port));
     std::string err;
-    EXPECT_EQ(1, runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--listen",
-                             "127.0.0.1:" + port},
-                            nullptr, &err));
-    EXPECT_NE(std::string::npos, err.find("cannot listen on 127.0.0.1:" + port + ": the port is taken"))
+    EXPECT_EQ(1,
+              runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--listen", "127.0.0.1:" + port},
+                         nullptr, &err));
+    EXPECT_NE(std::string::npos,
+              err.find("cannot listen on 127.0.0.1:" + port + ": the port is taken"))
         << err;
     close(fd);
 
@@ -174,8 +175,8 @@ TEST_F(ServeTest, CertificateAndStartFailures) {
                                 nullptr, &err))
             << listen;
     }
-    EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--port", "1"}, nullptr,
-                            &err));
+    EXPECT_EQ(2,
+              runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--port", "1"}, nullptr, &err));
     // The worker is no command of its own.
     EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "serve-worker"}, nullptr, &err));
 
@@ -206,8 +207,8 @@ TEST_F(ServeTest, WorkersAreReplacedAndStoppedWithTheServer) {
     // time limit; the other worker answers meanwhile.
     ASSERT_OK(kill(first, SIGSTOP));
     double t0 = now();
-    auto stuck = std::async(std::launch::async,
-                            [&] { return server_.call("GET", "/api/session", cookie); });
+    auto stuck =
+        std::async(std::launch::async, [&] { return server_.call("GET", "/api/session", cookie); });
     usleep(200 * 1000);
     HttpReply quick = server_.call("GET", "/api/session", cookie);
     double quickAt = now() - t0;
@@ -240,4 +241,27 @@ TEST_F(ServeTest, WorkersAreReplacedAndStoppedWithTheServer) {
     EXPECT_EQ(0, server_.stop());
     for (pid_t w : workers) EXPECT_TRUE(processGone(w)) << w;
     EXPECT_NE(std::string::npos, server_.errText().find("GET /api/session 504"));
+}
+
+TEST_F(ServeTest, FullQueueIsRefusedWith503) {
+    serveStart({"--workers", "1", "--timeout", "5"});
+    std::set<pid_t> workers = childrenOf(server_.pid());
+    ASSERT_EQ(1u, workers.size());
+    ConsoleSession admin = consoleSignIn(server_, "admin", kAdminPassword);
+    ASSERT_EQ(200, admin.reply.status);
+    std::vector<std::string> cookie = {"Cookie: tarn_sid=" + admin.sid};
+
+    // The one worker hangs: one request holds it, 64 wait, the rest are refused.
+    ASSERT_OK(kill(*workers.begin(), SIGSTOP));
+    std::vector<std::future<HttpReply>> calls;
+    for (int i = 0; i < 66; i++) {
+        calls.push_back(std::async(std::launch::async, [&] {
+            return server_.call("GET", "/api/session", cookie, "", 20000);
+        }));
+    }
+    std::map<int, int> statuses;
+    for (auto& c : calls) statuses[c.get().status]++;
+    EXPECT_EQ(1, statuses[503]);
+    EXPECT_EQ(1, statuses[504]);
+    EXPECT_EQ(64, statuses[200]);
 }

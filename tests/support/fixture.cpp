@@ -93,6 +93,15 @@ void TarnTest::SetUp() {
     setenv("VURO_SYSROOT", root_.c_str(), 1);
     // Every network stand-in then refuses any destination but loopback.
     setenv("VURO_NET_LOOPBACK_ONLY", "1", 1);
+    // The programs the test runs log into the test's file too. A sanitized
+    // program would refuse a library loaded before its runtime.
+    setenv("LD_PRELOAD", TARN_TEST_SYSLOG_PRELOAD, 1);
+    const char* asan = getenv("ASAN_OPTIONS");
+    std::string asanOptions = asan != nullptr ? asan : "";
+    if (asanOptions.find("verify_asan_link_order") == std::string::npos) {
+        asanOptions += std::string(asanOptions.empty() ? "" : ":") + "verify_asan_link_order=0";
+        setenv("ASAN_OPTIONS", asanOptions.c_str(), 1);
+    }
     std::string out;
     ASSERT_EQ(0, runProgram({TARN_CLI_PATH, "--root", root_, "init", "--data",
                              std::string(TARN_SOURCE_DIR) + "/data"},
@@ -113,6 +122,7 @@ void TarnTest::TearDown() {
         nftw(root_.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
     }
     unsetenv("VURO_SYSROOT");
+    unsetenv("LD_PRELOAD");
 }
 
 /* Runs text on one database file; SQLite's message, "" when it ran. */

@@ -13,7 +13,7 @@
 namespace tarntest {
 
 void ServeTest::SetUp() {
-    TarnTest::SetUp();
+    RemoteTest::SetUp();
     writeFile(sys("/etc/passwd"),
               "root:x:0:0::/:/bin/sh\nadmin:x:1001:100::/:/bin/sh\n"
               "alice:x:1002:100::/:/bin/sh\nbob:x:1003:100::/:/bin/sh\n");
@@ -36,7 +36,7 @@ void ServeTest::TearDown() {
         std::string err = server_.errText();
         EXPECT_EQ(0, server_.stop()) << err;
     }
-    TarnTest::TearDown();
+    RemoteTest::TearDown();
 }
 
 void ServeTest::serveStart(const std::vector<std::string>& options) {

@@ -11,10 +11,11 @@
 
 namespace tarntest {
 
-/* Accounts of the root: "admin" (uid 1001, in "administrators"), "alice"
+/* A RemoteTest, for the commands that call simulated servers. Accounts of
+ * the root: "admin" (uid 1001, in "administrators"), "alice"
  * (1002) and "bob" (1003), each with a password; console files in a data
  * folder of the root's own (www/ with index.html, app.js, sub/index.html). */
-class ServeTest : public TarnTest {
+class ServeTest : public RemoteTest {
 protected:
     static constexpr const char* kAdminPassword = "admin-pass-4711";
     static constexpr const char* kAlicePassword = "alice-pass-0815";

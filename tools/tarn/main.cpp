@@ -95,7 +95,7 @@ const char* kUsage =
     "  cache-push --all | --ou ID | --ids 1,2  ask ready peers to push their cache\n"
     "  notify-fetch --uid N --peer ID | --ou ID [--wait SECONDS]   ask peers to fetch\n"
     "                                          their policy; --wait: reap the children\n"
-    "  serve [--listen 127.0.0.1:PORT] [--data DIR]   the web API and console over HTTPS\n"
+    "  serve [--listen 127.0.0.1:PORT] [--data DIR] [--workers N] [--timeout S]   web API, console\n"
     "--expect JSON (ou|peer|gpo|delegate set, link, delegates set|override): the record\n"
     "  as read (\"get\", or \"delegates list\"); when it changed since, nothing is written,\n"
     "  the stored one is printed and the exit code is 1.\n"

@@ -37,8 +37,7 @@ const size_t kBodyMax = 1u << 20;
 const size_t kWorkersDefault = 8;
 /* Requests that may wait for a worker before the next is told 503. */
 const size_t kQueueMax = 64;
-/* Connection threads: every keep-alive client holds one while it lasts. */
-const size_t kThreads = kWorkersDefault + kQueueMax;
+const size_t kThreadsSpare = 8;
 const int kTimeoutDefault = 120;
 const char kCookie[] = "tarn_sid";
 const char kCookieAttributes[] = "; HttpOnly; Secure; SameSite=Strict; Path=/";
@@ -108,7 +107,8 @@ struct Listen {
 
 Listen listenParse(const std::string& text) {
     size_t colon = text.rfind(':');
-    if (colon == std::string::npos) throw UsageError{"--listen is ADDRESS:PORT, not '" + text + "'"};
+    if (colon == std::string::npos)
+        throw UsageError{"--listen is ADDRESS:PORT, not '" + text + "'"};
     Listen l;
     l.host = text.substr(0, colon);
     if (l.host.size() > 2 && l.host.front() == '[' && l.host.back() == ']') {
@@ -206,7 +206,7 @@ bool targetPath(const std::string& target, std::string* pPath) {
 /* Opens path below the folder dirFd one name at a time, following no link
  * and taking no "." or ".." or hidden name: nothing outside the folder can
  * be reached, whatever lies in it. -1 when it cannot. */
-int fileOpenBelow(int dirFd, const std::string& path) {
+int fileOpenBelow(int dirFd, const std::string& path, std::string* pName) {
     std::vector<std::string> names;
     size_t at = 0;
     while (at <= path.size()) {
@@ -236,13 +236,14 @@ int fileOpenBelow(int dirFd, const std::string& path) {
         close(fd);
         fd = -1;
     }
+    *pName = names.back();
     return fd;
 }
 
 void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res) {
-    std::string path;
+    std::string path, name;
     int fd = -1;
-    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path);
+    if (wwwFd >= 0 && targetPath(req.target, &path)) fd = fileOpenBelow(wwwFd, path, &name);
     if (fd < 0) {
         res.status = 404;
         res.set_content("not found\n", "text/plain; charset=utf-8");
@@ -253,14 +254,8 @@ void staticServe(int wwwFd, const httplib::Request& req, httplib::Response& res)
     ssize_t n;
     while ((n = read(fd, buf, sizeof(buf))) > 0) text.append(buf, (size_t)n);
     close(fd);
-    if (path.empty() || path.back() == '/') path += "index.html";
-    std::string type = contentTypeOf(path);
-    // A folder named without its slash answered with its index.
-    if (type == std::string("application/octet-stream") && path.find('.') == std::string::npos) {
-        type = "text/html; charset=utf-8";
-    }
     res.status = 200;
-    res.set_content(text, type.c_str());
+    res.set_content(text, contentTypeOf(name));
 }
 
 /* The data folder whose www/ holds the console: --data as given, or the
@@ -291,24 +286,28 @@ int cmdServe(const Args& args) {
     size_t workers = args.has("workers")
                          ? (size_t)parseLongIn(args.get("workers"), "--workers", 1, 64)
                          : kWorkersDefault;
-    int timeout = args.has("timeout")
-                      ? (int)parseLongIn(args.get("timeout"), "--timeout", 1, 3600)
-                      : kTimeoutDefault;
+    int timeout = args.has("timeout") ? (int)parseLongIn(args.get("timeout"), "--timeout", 1, 3600)
+                                      : kTimeoutDefault;
     std::string certPath = VUROSysPathStr(kServeCertPath);
     std::string keyPath = VUROSysPathStr(kServeKeyPath);
     for (const std::string& p : {certPath, keyPath}) {
         int fd = p.empty() ? -1 : open(p.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
-            fprintf(stderr, "tarn: cannot read %s: %s (\"tarn init\" makes it)\n",
-                    p.empty() ? "the certificate (outside the root)" : p.c_str(),
-                    strerror(errno));
-            return 1;
+            throw OpFailure{
+                "cannot read " +
+                    (p.empty() ? std::string("the certificate (outside the root)") : p) + ": " +
+                    strerror(errno) + " (\"tarn init\" makes it)",
+                "", 1};
         }
         close(fd);
     }
     std::string www = wwwDirFind(args);
     int wwwFd = www.empty() ? -1 : open(www.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (wwwFd < 0) fprintf(stderr, "tarn serve: no console files (%s)\n", www.c_str());
+    if (wwwFd < 0) {
+        fprintf(
+            stderr, "tarn serve: no console files: %s\n",
+            www.empty() ? "no data folder found (--data DIR)" : (www + " is no folder").c_str());
+    }
 
     // The stop signals are taken by one thread; every other thread,
     // including httplib's, is made with them blocked.
@@ -322,13 +321,18 @@ int cmdServe(const Args& args) {
 
     httplib::SSLServer svr(certPath.c_str(), keyPath.c_str());
     if (!svr.is_valid()) {
-        fprintf(stderr, "tarn: the certificate %s or its key %s is not usable\n",
-                certPath.c_str(), keyPath.c_str());
-        return 1;
+        throw OpFailure{"the certificate " + certPath + " or its key " + keyPath + " is not usable",
+                        "", 1};
     }
     WorkerPool pool(workers, kQueueMax, timeout);
-    svr.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    // A connection thread for each worker and each waiting request, and
+    // some to spare: those serve files and tell the requests beyond the
+    // queue 503 instead of leaving them unseen in httplib's own queue.
+    // Every kept-alive client holds one while it lasts.
+    size_t threads = workers + kQueueMax + kThreadsSpare;
+    svr.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     svr.set_payload_max_length(kBodyMax);
+    svr.set_tcp_nodelay(true);
     svr.set_default_headers({
         {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
         {"X-Content-Type-Options", "nosniff"},
@@ -337,28 +341,32 @@ int cmdServe(const Args& args) {
         {"Cache-Control", "no-store"},
     });
     svr.set_logger(accessLog);
-    svr.set_exception_handler(
-        [](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
-            errorAnswer(res, 500, "internal error");
-        });
+    svr.set_exception_handler([](const httplib::Request&, httplib::Response& res,
+                                 std::exception_ptr) { errorAnswer(res, 500, "internal error"); });
     // The statuses httplib answers by itself get a body that says why.
-    svr.set_error_handler(httplib::Server::HandlerWithResponse(
-        [](const httplib::Request&, httplib::Response& res) {
-        if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
-        const char* what = res.status == 413   ? "the body is larger than 1 MiB"
-                           : res.status == 404 ? "not found"
-                           : res.status == 400 ? "bad request"
-                                               : "refused";
-        errorAnswer(res, res.status, what);
-        return httplib::Server::HandlerResponse::Handled;
-    }));
+    svr.set_error_handler(
+        httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
+            if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
+            const char* what = res.status == 413   ? "the body is larger than 1 MiB"
+                               : res.status == 404 ? "not found"
+                               : res.status == 400 ? "bad request"
+                                                   : "refused";
+            errorAnswer(res, res.status, what);
+            return httplib::Server::HandlerResponse::Handled;
+        }));
 
     SignInThrottle throttle;
     svr.Post("/api/signin", [&](const httplib::Request& req, httplib::Response& res) {
+        // Another site's form can post text, never JSON without asking
+        // first: it cannot sign a browser in to an account of its choosing.
+        if (req.get_header_value("Content-Type").find("application/json") != 0) {
+            errorAnswer(res, 415, "sign-in takes Content-Type: application/json");
+            return;
+        }
         Json::Value body;
-        if (!vurojson::fromString(body, req.body) || !body.isObject() ||
-            !body["user"].isString() || !body["password"].isString() ||
-            body["user"].asString().empty() || body["password"].asString().empty()) {
+        if (!vurojson::fromString(body, req.body) || !body.isObject() || !body["user"].isString() ||
+            !body["password"].isString() || body["user"].asString().empty() ||
+            body["password"].asString().empty()) {
             errorAnswer(res, 400, "the body is {\"user\": NAME, \"password\": TEXT}");
             return;
         }
@@ -379,9 +387,8 @@ int cmdServe(const Args& args) {
         Json::Value answer = pool.call(request);
         throttle.end(user, answer["status"].asInt() == 401);
         if (answer["status"].asInt() == 200) {
-            res.set_header("Set-Cookie",
-                           std::string(kCookie) + "=" + answer["sid"].asString() +
-                               kCookieAttributes);
+            res.set_header("Set-Cookie", std::string(kCookie) + "=" + answer["sid"].asString() +
+                                             kCookieAttributes);
         }
         workerAnswer(res, answer);
     });
@@ -458,14 +465,13 @@ int cmdServe(const Args& args) {
                                   : svr.bind_to_port(listen.host, listen.port);
     if (!bound) {
         int err = errno;
-        fprintf(stderr, "tarn: cannot listen on %s: %s\n", args.get("listen", kDefaultListen).c_str(),
-                err == EADDRINUSE ? "the port is taken" : strerror(err));
-        return 1;
+        throw OpFailure{"cannot listen on " + args.get("listen", kDefaultListen) + ": " +
+                            (err == EADDRINUSE ? "the port is taken" : strerror(err)),
+                        "", 1};
     }
     if (!pool.start(&why)) {
         pool.stop();
-        fprintf(stderr, "tarn: %s\n", why.c_str());
-        return 1;
+        throw OpFailure{why, "", 1};
     }
 
     std::atomic<bool> served{false};
@@ -480,7 +486,9 @@ int cmdServe(const Args& args) {
         }
     });
     Json::Value ready;
-    ready["listen"] = listen.host + ":" + std::to_string(listen.port);
+    bool v6 = listen.host.find(':') != std::string::npos;
+    ready["listen"] =
+        (v6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(listen.port);
     ready["workers"] = (Json::UInt64)workers;
     ready["www"] = www;
     printJson(ready);

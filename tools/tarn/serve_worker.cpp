@@ -8,6 +8,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/random.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -210,21 +211,6 @@ Json::Value signOut(const Json::Value& req) {
     return answerOf(200, body);
 }
 
-/* "ou/get" -> "ou get"; empty when the words are not a command's shape. */
-std::string commandName(const std::string& words) {
-    std::string name;
-    for (char c : words) {
-        if (c == '/') {
-            name += ' ';
-        } else if (islower((unsigned char)c) || isdigit((unsigned char)c) || c == '-') {
-            name += c;
-        } else {
-            return "";
-        }
-    }
-    return name;
-}
-
 Json::Value apiRun(const Json::Value& req) {
     Console console;
     int status = consoleCheck(req, &console);
@@ -237,15 +223,8 @@ Json::Value apiRun(const Json::Value& req) {
             return errorOf(400, "the body is a JSON object of the command's options");
         }
     }
-    std::string words = req["command"].asString();
-    std::string name = commandName(words);
-    // The service itself is no command of its API.
-    if (name.empty() || commandFind(name) == nullptr || name == "serve" ||
-        name == "serve-worker") {
-        return errorOf(404, "unknown command '" + words + "'");
-    }
     Json::Value answer;
-    status = apiCall(words, body, console.actor, &answer);
+    status = apiCall(req["command"].asString(), body, console.actor, &answer);
     return answerOf(status, answer);
 }
 
@@ -275,6 +254,8 @@ Json::Value requestRun(const Json::Value& req) {
         return errorOf(400, "unknown request '" + op + "'");
     } catch (const UsageError& e) {
         return errorOf(400, e.what);
+    } catch (const OpFailure& e) {
+        return errorOf(500, e.what);
     } catch (const std::exception& e) {
         fprintf(stderr, "tarn serve-worker: %s failed: %s\n", op.c_str(), e.what());
         return errorOf(500, "internal error");
@@ -293,7 +274,8 @@ int serveWorkerRun() {
 
 int cmdServeWorker(const Args&) {
     // Only the front starts it, with the channel in place.
-    if (fcntl(kWorkerFd, F_GETFD) < 0 || isatty(kWorkerFd)) {
+    struct stat st;
+    if (fstat(kWorkerFd, &st) != 0 || !S_ISSOCK(st.st_mode)) {
         throw UsageError{"serve-worker is started by 'tarn serve' only"};
     }
     return serveWorkerRun();

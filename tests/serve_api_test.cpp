@@ -32,21 +32,21 @@ protected:
         sales_ = idOf(j);
         ASSERT_EQ(0, tarn({"ou", "create", "--name", "Other"}, &j));
         other_ = idOf(j);
-        ASSERT_EQ(0, tarn({"peer", "create", "--sn", "SN-SALES", "--parent",
-                           std::to_string(sales_)},
-                          &j));
+        ASSERT_EQ(
+            0,
+            tarn({"peer", "create", "--sn", "SN-SALES", "--parent", std::to_string(sales_)}, &j));
         salesPeer_ = idOf(j);
-        ASSERT_EQ(0, tarn({"peer", "create", "--sn", "SN-OTHER", "--parent",
-                           std::to_string(other_)},
-                          &j));
+        ASSERT_EQ(
+            0,
+            tarn({"peer", "create", "--sn", "SN-OTHER", "--parent", std::to_string(other_)}, &j));
         otherPeer_ = idOf(j);
         ASSERT_EQ(0, tarn({"delegate", "create", "--user-type", "user", "--ugid", "1002",
                            "--target-type", "ou", "--target", std::to_string(sales_)}));
     }
     /* An API call that must succeed; its answer. {} stands for no options. */
     Json::Value ok(const ConsoleSession& s, const std::string& words, const Json::Value& body) {
-        HttpReply r = apiPost(server_, s, words,
-                              body.isNull() ? Json::Value(Json::objectValue) : body);
+        HttpReply r =
+            apiPost(server_, s, words, body.isNull() ? Json::Value(Json::objectValue) : body);
         EXPECT_EQ(200, r.status) << words << " " << r.body;
         return r.json;
     }
@@ -59,8 +59,8 @@ TEST_F(ServeApiTest, AdministratorRunsEachFamily) {
     ConsoleSession admin = consoleSignIn(server_, "admin", kAdminPassword);
     ASSERT_EQ(200, admin.reply.status);
 
-    Json::Value ou = ok(admin, "ou/create", parse(R"({"name":"Ops","parent":)" +
-                                                   std::to_string(sales_) + "}"));
+    Json::Value ou =
+        ok(admin, "ou/create", parse(R"({"name":"Ops","parent":)" + std::to_string(sales_) + "}"));
     long ops = idOf(ou);
     EXPECT_EQ("Ops", ou["name"].asString());
     EXPECT_EQ(sales_, ou["parent_id"].asInt64());
@@ -70,9 +70,9 @@ TEST_F(ServeApiTest, AdministratorRunsEachFamily) {
     EXPECT_EQ(ou, ok(admin, "ou/get", args));
 
     EXPECT_EQ((std::set<long>{salesPeer_, otherPeer_}), idsOf(ok(admin, "peer/list", {})));
-    Json::Value gpo = ok(admin, "gpo/create",
-                         parse(R"({"name":"Screens","parent-type":"ou","parent":)" +
-                               std::to_string(ops) + "}"));
+    Json::Value gpo =
+        ok(admin, "gpo/create",
+           parse(R"({"name":"Screens","parent-type":"ou","parent":)" + std::to_string(ops) + "}"));
     EXPECT_EQ("Screens", sqlValue("SELECT name FROM gpo WHERE id=" + std::to_string(idOf(gpo))));
     Json::Value delegates = ok(admin, "delegate/list", {});
     ASSERT_EQ(1u, delegates.size());
@@ -125,7 +125,8 @@ TEST_F(ServeApiTest, DelegatedUserSeesAndChangesOnlyTheirPart) {
     EXPECT_EQ(std::set<long>{sales_}, idsOf(ok(alice, "ou/list", {})));
     EXPECT_EQ(std::set<long>{salesPeer_}, idsOf(ok(alice, "peer/list", {})));
     ok(alice, "tree", parse("{\"ou\":" + std::to_string(sales_) + "}"));
-    HttpReply otherTree = apiPost(server_, alice, "tree", parse("{\"ou\":" + std::to_string(other_) + "}"));
+    HttpReply otherTree =
+        apiPost(server_, alice, "tree", parse("{\"ou\":" + std::to_string(other_) + "}"));
     EXPECT_EQ(403, otherTree.status) << otherTree.body;
     EXPECT_EQ(std::string::npos, otherTree.body.find("SN-OTHER"));
 

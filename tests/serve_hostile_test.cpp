@@ -51,11 +51,11 @@ TEST_F(ServeTest, ApiRefusesWhatIsNotASignedInConsoleWithItsToken) {
     // right shape, a managed server's session from the join, another
     // application's session of the same user.
     std::string serverSid = foreignSessionMake("VURO.TARN", "", "{\"VURO.TARN\":\"SN0001\"}");
-    std::string otherApp = foreignSessionMake("VURO.Other", "admin",
-                                              "{\"csrf\":\"" + admin.csrf + "\"}");
+    std::string otherApp =
+        foreignSessionMake("VURO.Other", "admin", "{\"csrf\":\"" + admin.csrf + "\"}");
     const std::vector<std::string> unknownSids = {
-        "", "x", "\"" + admin.sid + "\"", std::string(43, 'A'), admin.sid + "A", serverSid,
-        otherApp};
+        "",        "x",     "\"" + admin.sid + "\"", std::string(43, 'A'), admin.sid + "A",
+        serverSid, otherApp};
     for (const std::string& sid : unknownSids) {
         HttpReply r = post({"Cookie: tarn_sid=" + sid, "X-CSRF-Token: " + admin.csrf}, create);
         EXPECT_EQ(401, r.status) << sid << " " << r.body;
@@ -109,9 +109,8 @@ TEST_F(ServeTest, ApiRefusesWhatIsNotASignedInConsoleWithItsToken) {
     }
 
     // Commands that are none, or that the API does not run.
-    for (std::string words :
-         {"nope", "ou", "ou/nope", "ou/get/more", "OU/get", "ou%20get", "serve", "serve-worker",
-          "ou/../ou/get", "..", "ou/get%00"}) {
+    for (std::string words : {"nope", "ou", "ou/nope", "ou/get/more", "OU/get", "ou%20get", "serve",
+                              "serve-worker", "ou/../ou/get", "..", "ou/get%00"}) {
         HttpReply r = post(admin.headers(), "{}", words);
         EXPECT_EQ(404, r.status) << words << " " << r.body;
         EXPECT_TRUE(r.json["error"].isString()) << words;
@@ -121,12 +120,19 @@ TEST_F(ServeTest, ApiRefusesWhatIsNotASignedInConsoleWithItsToken) {
     EXPECT_EQ(405, server_.call("PUT", "/api/ou/create", admin.headers(), create).status);
     EXPECT_EQ(405, server_.call("DELETE", "/api/session", admin.headers()).status);
 
-    // Sign-in: no JSON, no password, wrong types.
-    for (std::string body :
-         {"", "user=admin&password=x", "{\"user\":\"admin\"}", "{\"user\":1,\"password\":\"x\"}",
-          "{\"user\":\"admin\",\"password\":\"\"}", "[]"}) {
-        HttpReply r = server_.call("POST", "/api/signin", {}, body);
+    // Sign-in: no JSON, no password, wrong types; the right account sent
+    // as another site's form would send it.
+    for (std::string body : {"", "{\"user\":\"admin\"}", "{\"user\":1,\"password\":\"x\"}",
+                             "{\"user\":\"admin\",\"password\":\"\"}", "[]"}) {
+        HttpReply r = server_.call("POST", "/api/signin", {"Content-Type: application/json"}, body);
         EXPECT_EQ(400, r.status) << body;
+        EXPECT_EQ("", r.header("set-cookie"));
+    }
+    std::string right = "{\"user\":\"admin\",\"password\":\"" + std::string(kAdminPassword) + "\"}";
+    for (const char* type : {"text/plain", "application/x-www-form-urlencoded"}) {
+        HttpReply r =
+            server_.call("POST", "/api/signin", {std::string("Content-Type: ") + type}, right);
+        EXPECT_EQ(415, r.status) << type;
         EXPECT_EQ("", r.header("set-cookie"));
     }
 

@@ -118,8 +118,8 @@ TEST_F(ServeTest, SignInSessionAndSignOut) {
 TEST_F(ServeTest, FailedSignInsSlowTheAccountDown) {
     serveStart();
     for (int i = 0; i < 3; i++) {
-        EXPECT_EQ(401, consoleSignIn(server_, "admin", "guess-number-" + std::to_string(i))
-                           .reply.status);
+        EXPECT_EQ(
+            401, consoleSignIn(server_, "admin", "guess-number-" + std::to_string(i)).reply.status);
     }
     // Shut now, even to the right password, and only for this account.
     ConsoleSession held = consoleSignIn(server_, "admin", kAdminPassword);
@@ -161,10 +161,11 @@ TEST_F(ServeTest, CertificateAndStartFailures) {
     ASSERT_OK(getsockname(fd, (struct sockaddr*)&addr, &len));
     std::string port = std::to_string(ntohs(addr.sin_port));
     std::string err;
-    EXPECT_EQ(1, runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--listen",
-                             "127.0.0.1:" + port},
-                            nullptr, &err));
-    EXPECT_NE(std::string::npos, err.find("cannot listen on 127.0.0.1:" + port + ": the port is taken"))
+    EXPECT_EQ(1,
+              runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--listen", "127.0.0.1:" + port},
+                         nullptr, &err));
+    EXPECT_NE(std::string::npos,
+              err.find("cannot listen on 127.0.0.1:" + port + ": the port is taken"))
         << err;
     close(fd);
 
@@ -174,8 +175,8 @@ TEST_F(ServeTest, CertificateAndStartFailures) {
                                 nullptr, &err))
             << listen;
     }
-    EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--port", "1"}, nullptr,
-                            &err));
+    EXPECT_EQ(2,
+              runProgram({TARN_CLI_PATH, "--root", root_, "serve", "--port", "1"}, nullptr, &err));
     // The worker is no command of its own.
     EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "serve-worker"}, nullptr, &err));
 
@@ -206,8 +207,8 @@ TEST_F(ServeTest, WorkersAreReplacedAndStoppedWithTheServer) {
     // time limit; the other worker answers meanwhile.
     ASSERT_OK(kill(first, SIGSTOP));
     double t0 = now();
-    auto stuck = std::async(std::launch::async,
-                            [&] { return server_.call("GET", "/api/session", cookie); });
+    auto stuck =
+        std::async(std::launch::async, [&] { return server_.call("GET", "/api/session", cookie); });
     usleep(200 * 1000);
     HttpReply quick = server_.call("GET", "/api/session", cookie);
     double quickAt = now() - t0;

@@ -424,3 +424,69 @@ if [ -n "$left" ]; then
     exit 1
 fi
 echo "none left"
+
+# ---- The service: the web API and the console on 127.0.0.1 ----
+# shellcheck source=console.sh
+source "$(dirname "${BASH_SOURCE[0]}")/console.sh"
+trap 'serve_stop; sim_stop' EXIT
+
+step "Console accounts: admin (an administrator) and alice (delegated on Engineering), fresh passwords"
+console_accounts "$ROOT"
+echo "stored in $ROOT/console.accounts (0600); ./run console prints them"
+
+step "Start the server on a free loopback port"
+serve_start "$ROOT" 0
+echo "listening on https://$serve_addr/ (pid $serve_pid)"
+
+step "Sign in with curl (the password from a file, never on a command line)"
+api="https://$serve_addr/api"
+(umask 077 && printf '{"user":"admin","password":"%s"}' "$(account_password "$ROOT" admin)" \
+    >"$ROOT/signin.json")
+curl -sk --fail-with-body -c "$ROOT/cookies" -H 'Content-Type: application/json' \
+    --data-binary @"$ROOT/signin.json" "$api/signin" >"$ROOT/signin.out"
+rm -f "$ROOT/signin.json"
+csrf=$(sed -n 's/.*"csrf" *: *"\([^"]*\)".*/\1/p' "$ROOT/signin.out" | head -n 1)
+grep -o '"\(user\|admin\)" *: *[^,}]*' "$ROOT/signin.out"
+echo "CSRF token: ${#csrf} characters (kept, not shown)"
+api_call() {
+    curl -sk --fail-with-body -b "$ROOT/cookies" -H 'Content-Type: application/json' \
+        -H "X-CSRF-Token: $csrf" --data-binary "$2" "$api/$1"
+}
+
+step "Read the tree through the API: POST /api/tree {\"ou\": $hq}"
+api_call tree "{\"ou\":$hq}" >"$ROOT/tree.json"
+echo "$(grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | wc -l) servers below, among them:"
+grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | sort | head -n 4
+
+step "The same request without the CSRF token is refused"
+curl -sk -o /dev/null -w '%{http_code}\n' -b "$ROOT/cookies" -H 'Content-Type: application/json' \
+    --data-binary "{\"ou\":$hq}" "$api/tree"
+
+step "A screenshot of the console: nas-eu-1's policy and why, in headless chromium"
+PY=$(command -v /usr/bin/python3 || command -v python3 || true)
+(umask 077 && account_password "$ROOT" admin >"$ROOT/admin.pw")
+if [ -n "$PY" ] && "$PY" "$(dirname "${BASH_SOURCE[0]}")/console_browser.py" "https://$serve_addr" \
+    admin "$ROOT/admin.pw" "$ROOT/console.png" "peer/$nas1/policy"; then
+    echo "saved $ROOT/console.png"
+else
+    echo "(no screenshot: chromium, chromedriver or python3-selenium is missing)"
+fi
+rm -f "$ROOT/admin.pw" "$ROOT/cookies"
+
+step "Stop the server"
+serve_stop
+echo "stopped"
+
+step "No server, worker or browser of the demo is left"
+left=
+for _ in $(seq 50); do
+    left=$(demo_leftovers)
+    [ -n "$left" ] || break
+    sleep 0.1
+done
+if [ -n "$left" ]; then
+    echo "still running after the demo:" >&2
+    echo "$left" >&2
+    exit 1
+fi
+echo "none left"

@@ -113,8 +113,9 @@ bool ServeProcess::start(const std::string& root, const std::vector<std::string>
         int out[2];
         if (errFd < 0 || pipe2(out, O_CLOEXEC) != 0) return false;
         errPath_ = errPath;
-        std::vector<std::string> argv = {TARN_CLI_PATH, "--root", root, "serve", "--listen",
-                                         "127.0.0.1:" + std::to_string(port_)};
+        std::vector<std::string> argv = {TARN_CLI_PATH, "--root",
+                                         root,          "serve",
+                                         "--listen",    "127.0.0.1:" + std::to_string(port_)};
         argv.insert(argv.end(), options.begin(), options.end());
         pid_ = fork();
         if (pid_ == 0) {

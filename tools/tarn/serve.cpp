@@ -37,8 +37,7 @@ const size_t kBodyMax = 1u << 20;
 const size_t kWorkersDefault = 8;
 /* Requests that may wait for a worker before the next is told 503. */
 const size_t kQueueMax = 64;
-/* Connection threads: every keep-alive client holds one while it lasts. */
-const size_t kThreads = kWorkersDefault + kQueueMax;
+const size_t kThreadsSpare = 8;
 const int kTimeoutDefault = 120;
 const char kCookie[] = "tarn_sid";
 const char kCookieAttributes[] = "; HttpOnly; Secure; SameSite=Strict; Path=/";
@@ -108,7 +107,8 @@ struct Listen {
 
 Listen listenParse(const std::string& text) {
     size_t colon = text.rfind(':');
-    if (colon == std::string::npos) throw UsageError{"--listen is ADDRESS:PORT, not '" + text + "'"};
+    if (colon == std::string::npos)
+        throw UsageError{"--listen is ADDRESS:PORT, not '" + text + "'"};
     Listen l;
     l.host = text.substr(0, colon);
     if (l.host.size() > 2 && l.host.front() == '[' && l.host.back() == ']') {
@@ -286,26 +286,27 @@ int cmdServe(const Args& args) {
     size_t workers = args.has("workers")
                          ? (size_t)parseLongIn(args.get("workers"), "--workers", 1, 64)
                          : kWorkersDefault;
-    int timeout = args.has("timeout")
-                      ? (int)parseLongIn(args.get("timeout"), "--timeout", 1, 3600)
-                      : kTimeoutDefault;
+    int timeout = args.has("timeout") ? (int)parseLongIn(args.get("timeout"), "--timeout", 1, 3600)
+                                      : kTimeoutDefault;
     std::string certPath = VUROSysPathStr(kServeCertPath);
     std::string keyPath = VUROSysPathStr(kServeKeyPath);
     for (const std::string& p : {certPath, keyPath}) {
         int fd = p.empty() ? -1 : open(p.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
-            throw OpFailure{"cannot read " +
-                                (p.empty() ? std::string("the certificate (outside the root)") : p) +
-                                ": " + strerror(errno) + " (\"tarn init\" makes it)",
-                            "", 1};
+            throw OpFailure{
+                "cannot read " +
+                    (p.empty() ? std::string("the certificate (outside the root)") : p) + ": " +
+                    strerror(errno) + " (\"tarn init\" makes it)",
+                "", 1};
         }
         close(fd);
     }
     std::string www = wwwDirFind(args);
     int wwwFd = www.empty() ? -1 : open(www.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (wwwFd < 0) {
-        fprintf(stderr, "tarn serve: no console files: %s\n",
-                www.empty() ? "no data folder found (--data DIR)" : (www + " is no folder").c_str());
+        fprintf(
+            stderr, "tarn serve: no console files: %s\n",
+            www.empty() ? "no data folder found (--data DIR)" : (www + " is no folder").c_str());
     }
 
     // The stop signals are taken by one thread; every other thread,
@@ -324,7 +325,12 @@ int cmdServe(const Args& args) {
                         "", 1};
     }
     WorkerPool pool(workers, kQueueMax, timeout);
-    svr.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    // A connection thread for each worker and each waiting request, and
+    // some to spare: those serve files and tell the requests beyond the
+    // queue 503 instead of leaving them unseen in httplib's own queue.
+    // Every kept-alive client holds one while it lasts.
+    size_t threads = workers + kQueueMax + kThreadsSpare;
+    svr.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     svr.set_payload_max_length(kBodyMax);
     svr.set_tcp_nodelay(true);
     svr.set_default_headers({
@@ -335,28 +341,32 @@ int cmdServe(const Args& args) {
         {"Cache-Control", "no-store"},
     });
     svr.set_logger(accessLog);
-    svr.set_exception_handler(
-        [](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
-            errorAnswer(res, 500, "internal error");
-        });
+    svr.set_exception_handler([](const httplib::Request&, httplib::Response& res,
+                                 std::exception_ptr) { errorAnswer(res, 500, "internal error"); });
     // The statuses httplib answers by itself get a body that says why.
-    svr.set_error_handler(httplib::Server::HandlerWithResponse(
-        [](const httplib::Request&, httplib::Response& res) {
-        if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
-        const char* what = res.status == 413   ? "the body is larger than 1 MiB"
-                           : res.status == 404 ? "not found"
-                           : res.status == 400 ? "bad request"
-                                               : "refused";
-        errorAnswer(res, res.status, what);
-        return httplib::Server::HandlerResponse::Handled;
-    }));
+    svr.set_error_handler(
+        httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
+            if (!res.body.empty()) return httplib::Server::HandlerResponse::Unhandled;
+            const char* what = res.status == 413   ? "the body is larger than 1 MiB"
+                               : res.status == 404 ? "not found"
+                               : res.status == 400 ? "bad request"
+                                                   : "refused";
+            errorAnswer(res, res.status, what);
+            return httplib::Server::HandlerResponse::Handled;
+        }));
 
     SignInThrottle throttle;
     svr.Post("/api/signin", [&](const httplib::Request& req, httplib::Response& res) {
+        // Another site's form can post text, never JSON without asking
+        // first: it cannot sign a browser in to an account of its choosing.
+        if (req.get_header_value("Content-Type").find("application/json") != 0) {
+            errorAnswer(res, 415, "sign-in takes Content-Type: application/json");
+            return;
+        }
         Json::Value body;
-        if (!vurojson::fromString(body, req.body) || !body.isObject() ||
-            !body["user"].isString() || !body["password"].isString() ||
-            body["user"].asString().empty() || body["password"].asString().empty()) {
+        if (!vurojson::fromString(body, req.body) || !body.isObject() || !body["user"].isString() ||
+            !body["password"].isString() || body["user"].asString().empty() ||
+            body["password"].asString().empty()) {
             errorAnswer(res, 400, "the body is {\"user\": NAME, \"password\": TEXT}");
             return;
         }
@@ -377,9 +387,8 @@ int cmdServe(const Args& args) {
         Json::Value answer = pool.call(request);
         throttle.end(user, answer["status"].asInt() == 401);
         if (answer["status"].asInt() == 200) {
-            res.set_header("Set-Cookie",
-                           std::string(kCookie) + "=" + answer["sid"].asString() +
-                               kCookieAttributes);
+            res.set_header("Set-Cookie", std::string(kCookie) + "=" + answer["sid"].asString() +
+                                             kCookieAttributes);
         }
         workerAnswer(res, answer);
     });
@@ -478,7 +487,8 @@ int cmdServe(const Args& args) {
     });
     Json::Value ready;
     bool v6 = listen.host.find(':') != std::string::npos;
-    ready["listen"] = (v6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(listen.port);
+    ready["listen"] =
+        (v6 ? "[" + listen.host + "]" : listen.host) + ":" + std::to_string(listen.port);
     ready["workers"] = (Json::UInt64)workers;
     ready["www"] = www;
     printJson(ready);

@@ -43,9 +43,9 @@ bool extensionAdd(X509* cert, int nid, const char* value) {
 std::string pemOf(X509* cert, EVP_PKEY* key) {
     Ossl<BIO> bio(BIO_new(BIO_s_mem()));
     if (!bio) return "";
-    int ok = cert != nullptr ? PEM_write_bio_X509(bio.get(), cert)
-                             : PEM_write_bio_PrivateKey(bio.get(), key, nullptr, nullptr, 0,
-                                                        nullptr, nullptr);
+    int ok = cert != nullptr
+                 ? PEM_write_bio_X509(bio.get(), cert)
+                 : PEM_write_bio_PrivateKey(bio.get(), key, nullptr, nullptr, 0, nullptr, nullptr);
     if (ok != 1) return "";
     char* data = nullptr;
     long n = BIO_get_mem_data(bio.get(), &data);
@@ -100,8 +100,8 @@ bool serveCertMake(std::string* pWhy) {
     ok = ok &&
          X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, (const unsigned char*)"tarn service",
                                     -1, -1, 0) == 1 &&
-         X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, (const unsigned char*)"localhost",
-                                    -1, -1, 0) == 1 &&
+         X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, (const unsigned char*)"localhost", -1,
+                                    -1, 0) == 1 &&
          X509_set_issuer_name(cert.get(), name) == 1 &&
          extensionAdd(cert.get(), NID_subject_key_identifier, "hash") &&
          extensionAdd(cert.get(), NID_key_usage, "critical,digitalSignature") &&

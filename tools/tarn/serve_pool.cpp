@@ -143,7 +143,14 @@ bool WorkerPool::start(std::string* pWhy) {
     // This binary by its own name, so that the workers show as "tarn".
     char path[PATH_MAX];
     ssize_t n = readlink("/proc/self/exe", path, sizeof(path) - 1);
-    exe_ = n > 0 ? std::string(path, (size_t)n) : "/proc/self/exe";
+    exe_ = n > 0 ? std::string(path, (size_t)n) : "";
+    // Replaced on disk since it started: the running binary is the one to use.
+    const std::string deleted = " (deleted)";
+    if (exe_.empty() ||
+        (exe_.size() > deleted.size() &&
+         exe_.compare(exe_.size() - deleted.size(), deleted.size(), deleted) == 0)) {
+        exe_ = "/proc/self/exe";
+    }
     for (Worker& w : workers_) {
         if (!spawn(&w)) {
             *pWhy = std::string("cannot start a worker: ") + strerror(errno);

@@ -162,44 +162,25 @@ TEST_F(ApiTest, AnEditOnAStaleCopyIsRefusedWithTheStoredRecord) {
     EXPECT_EQ(1, out["linked_gpo"]["order"][0]["id"].asInt()) << out;
 }
 
-TEST_F(ApiTest, ADelegatedUserSeesAndChangesOnlyTheirPart) {
-    Answer ous = call("ou/list", Json::Value(Json::objectValue), kAlice);
-    ASSERT_EQ(200, ous.status);
-    std::vector<long> seen;
-    for (const Json::Value& o : ous.j) seen.push_back((long)o["id"].asLargestInt());
-    EXPECT_EQ((std::vector<long>{2, 4}), seen);
-    Answer peers = call("peer/list", Json::Value(Json::objectValue), kAlice);
-    ASSERT_EQ(1u, peers.j.size());
-    EXPECT_EQ(2, peers.j[0]["id"].asInt());
-
+/* The lists, the tree and plain edits of a delegated user are tested through
+ * the service (serve_api_test); these are the rules behind them. */
+TEST_F(ApiTest, ADelegatedUsersRightsFollowTheNodeEachCommandTouches) {
     EXPECT_EQ(200, call("ou/get", args({4}), kAlice).status);
     EXPECT_EQ(403, call("ou/get", args({3}), kAlice).status);
     EXPECT_EQ(403, call("peer/get", args({1}), kAlice).status);
-    EXPECT_EQ(200, call("gpo/get", args({1}), kAlice).status);
+    EXPECT_EQ(200, call("gpo/get", args({1}), kAlice).status);  // through the node it hangs on
     EXPECT_EQ(403, call("gpo/get", args({2}), kAlice).status);
-    Json::Value tree;
-    tree["ou"] = 1;
-    EXPECT_EQ(403, call("tree", tree, kAlice).status);
-    tree["ou"] = 2;
-    EXPECT_EQ(200, call("tree", tree, kAlice).status);
 
-    // Writes: allowed below the delegated node, refused elsewhere with nothing written.
-    Json::Value rename = args({4});
-    rename["name"] = "D2";
-    EXPECT_EQ(200, call("ou/set", rename, kAlice).status);
-    EXPECT_EQ("D2", ouName(4));
-    rename["parent"] = 3;  // moving it out of the part is a write on OU 3 too
-    EXPECT_EQ(403, call("ou/set", rename, kAlice).status);
-    Json::Value other = args({3});
-    other["name"] = "C2";
-    Answer refused = call("ou/set", other, kAlice);
-    EXPECT_EQ(403, refused.status);
-    EXPECT_EQ("you may not manage OU 3", refused.j["error"].asString());
-    EXPECT_EQ("C", ouName(3));
+    Json::Value move = args({4});
+    move["parent"] = 3;  // moving a node out of the part is a write on OU 3 too
+    EXPECT_EQ(403, call("ou/set", move, kAlice).status);
+    EXPECT_EQ("2", sqlValue("SELECT parent_id FROM ou WHERE id=4"));
     Json::Value link;
     link["ou"] = 1;
     link["links"] = parse(R"({"order":[]})");
-    EXPECT_EQ(403, call("link", link, kAlice).status);
+    Answer refused = call("link", link, kAlice);
+    EXPECT_EQ(403, refused.status);
+    EXPECT_EQ("you may not manage OU 1", refused.j["error"].asString());
     Json::Value gpo;
     gpo["name"] = "mine";
     gpo["parent-type"] = "ou";
@@ -212,25 +193,14 @@ TEST_F(ApiTest, ADelegatedUserSeesAndChangesOnlyTheirPart) {
          {"log/clear", "delegate/list", "session/list", "peer/create", "cache-push", "discover"}) {
         EXPECT_EQ(403, call(adminOnly, Json::Value(Json::objectValue), kAlice).status) << adminOnly;
     }
+
+    // Questions about a user are about the signed-in one.
     Json::Value someoneElse;
     someoneElse["uid"] = 2003;
     EXPECT_EQ(403, call("view", someoneElse, kAlice).status);
-    Answer view = call("view", Json::Value(Json::objectValue), kAlice);
-    EXPECT_EQ(2001, view.j["uid"].asInt());
-
-    // The acting user is in the event log rows of the writes; the log list
-    // of a delegated user holds only the rows of their view.
-    EXPECT_EQ("alice", logValue("SELECT username FROM log WHERE obj_id='ou_4' ORDER BY id DESC "
-                                "LIMIT 1"));
-    Answer carolRename = call("ou/set", other);
-    EXPECT_EQ(200, carolRename.status);
-    EXPECT_EQ("carol", logValue("SELECT username FROM log WHERE obj_id='ou_3' ORDER BY id DESC "
-                                "LIMIT 1"));
-    Answer log = call("log/list", Json::Value(Json::objectValue), kAlice);
-    ASSERT_EQ(200, log.status) << log.j;
-    ASSERT_GT(log.j["items"].size(), 0u) << log.j;
-    for (const Json::Value& row : log.j["items"]) EXPECT_NE("ou_3", row["obj_id"].asString());
+    EXPECT_EQ(2001, call("view", Json::Value(Json::objectValue), kAlice).j["uid"].asInt());
     Json::Value foreignLog;
     foreignLog["for-user"] = "carol";
     EXPECT_EQ(403, call("log/list", foreignLog, kAlice).status);
+    EXPECT_EQ("alice", logValue("SELECT username FROM log WHERE obj_id='gpo_3'"));
 }

@@ -333,6 +333,10 @@ int cmdServe(const Args& args) {
     svr.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     svr.set_payload_max_length(kBodyMax);
     svr.set_tcp_nodelay(true);
+    // A console or a fetching client sends many requests; a TLS handshake
+    // every fifth (httplib's default) would cost more than most of them.
+    // The idle time-out still frees the thread of a client that went quiet.
+    svr.set_keep_alive_max_count(1000);
     svr.set_default_headers({
         {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'"},
         {"X-Content-Type-Options", "nosniff"},

@@ -458,6 +458,28 @@ api_call tree "{\"ou\":$hq}" >"$ROOT/tree.json"
 echo "$(grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | wc -l) servers below, among them:"
 grep -o '"sn" *: *"[^"]*"' "$ROOT/tree.json" | sort | head -n 4
 
+step "Managed servers come back for their policy: two join, a notice to Sales EU, each fetches it here"
+sim_start --peers 2 --sn-prefix FETCH --fetch-back --central "$serve_addr" \
+    --set-versions '{"Samba":2,"TimeServer":2,"Quota":1,"Delegate":1}'
+tarn join "$ROOT/fleet.json" --server-host 127.0.0.1 >/dev/null
+for sn in $(tarn peer list --sort-by id | sed -n 's/^ *"sn" : "\(FETCH[^"]*\)",\{0,1\}$/\1/p'); do
+    tarn peer set "$(tarn peer get-by-sn "$sn" | id_of)" --parent "$sales" >/dev/null
+done
+tarn notify-fetch --uid 0 --ou "$sales" --wait 20 >/dev/null
+for _ in $(seq 100); do
+    [ "$(ctl record --kind fetch_back | grep -o '"outcome"' | wc -l)" -ge 2 ] && break
+    sleep 0.1
+done
+# What each server received: the sets at the versions it asked for (Samba 3 -> 2).
+ctl record --kind fetch_back | /usr/bin/python3 -c '
+import json, sys
+for e in json.load(sys.stdin)["record"]:
+    sets = e.get("policy", {}).get("gpo_content", {})
+    got = ", ".join("%s %s" % (k, v.get("vuro_set_version", "-")) for k, v in sorted(sets.items()))
+    print("  server #%d: %s; %s" % (e["server"], e["outcome"], got or "no policy"))
+'
+sim_stop
+
 step "The same request without the CSRF token is refused"
 curl -sk -o /dev/null -w '%{http_code}\n' -b "$ROOT/cookies" -H 'Content-Type: application/json' \
     --data-binary "{\"ou\":$hq}" "$api/tree"

@@ -42,7 +42,7 @@ struct VurotarnRecordOps {
         } else {
             env = R::hooksBefore(T::kHookSet, &tmp, p, blTrace);
             result = 0;
-            if (R::setSqlite(p, &tmp) < 0) {
+            if (R::setSqlite(p) < 0) {
                 VUROTARN_REPORT(blTrace, "Failed to set %s, id = [%s]", T::kWord,
                                 T::idText(p->id).c_str());
                 result = -1;

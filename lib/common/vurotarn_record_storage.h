@@ -147,40 +147,14 @@ struct VurotarnRecordStorage {
                vals + ");";
     }
 
-    /* Whether the row a Set read before its write differs from rec in a
-     * column the full match compares while the key is the same: then the
-     * match can only miss, and need not run. Any doubt (no row, another
-     * key, an unsigned column, which the match compares as its wrap)
-     * answers false, and the match decides as before. */
-    static bool knownChanged(const Rec& before, const Rec& rec) {
-        if (!before.available) {
-            return false;
-        }
-        bool blDiffers = false;
-        for (const VurotarnField<Rec>& field : T::kFields) {
-            if (!stored(field) || isIdField(field) || strcmp(field.szColumn, "mtime") == 0) {
-                continue;
-            }
-            // As C text, up to the first NUL: what the statement compares.
-            if (strcmp(field.toText(before).c_str(), field.toText(rec).c_str()) == 0) {
-                continue;
-            }
-            if ((field.flags & (kColKey | kColUnsigned)) != 0) {
-                return false;
-            }
-            blDiffers = blDiffers || (field.flags & kColNoMatch) == 0;
-        }
-        return blDiffers;
-    }
-
     /* INSERT (or, for keyed families, the upsert by key) and read-back. */
-    static int createSqlite(Rec* p, bool blKnownChanged = false) {
+    static int createSqlite(Rec* p) {
         long pid = (long)getpid();
         VurotarnConnection db;
         VUROTARN_ARG_CHECK_TEXT(p != NULL, vurotarnArgText("__null != ", T::kRecArg).c_str(), 0,
                                 return -1);
         if constexpr (T::kKeyedUpsert) {
-            return upsertSqlite(db, p, blKnownChanged);
+            return upsertSqlite(db, p);
         } else {
             p->mtime = time(NULL);
             if (db.exec(insertText(*p, pid).c_str()) != 0) {
@@ -200,10 +174,9 @@ struct VurotarnRecordStorage {
         }
     }
 
-    /* pBefore: the row as the operation read it before the write, if any. */
-    static int setSqlite(Rec* p, const Rec* pBefore = NULL) {
+    static int setSqlite(Rec* p) {
         if constexpr (T::kKeyedUpsert) {
-            return createSqlite(p, pBefore != NULL && p != NULL && knownChanged(*pBefore, *p));
+            return createSqlite(p);
         } else {
             long pid = (long)getpid();
             VurotarnConnection db;
@@ -219,20 +192,16 @@ struct VurotarnRecordStorage {
     }
 
     /* Keyed upsert: an unchanged row is left alone (its mtime too); a
-     * changed or new one is written under the key's id. A row known to
-     * differ goes straight to the write: one statement fewer in front of
-     * it, for the status writes that make most peer writes. */
-    static int upsertSqlite(VurotarnConnection& db, Rec* p, bool blKnownChanged) {
+     * changed or new one is written under the key's id. */
+    static int upsertSqlite(VurotarnConnection& db, Rec* p) {
         const std::string match = fullMatchText(*p);
-        if (!blKnownChanged) {
-            Rec tmpMatch;
-            if (db.exec(match.c_str(), R::fillOne, &tmpMatch) != 0) {
-                return -1;
-            }
-            if (tmpMatch.available) {
-                p->id = tmpMatch.id;
-                return 0;
-            }
+        Rec tmpMatch;
+        if (db.exec(match.c_str(), R::fillOne, &tmpMatch) != 0) {
+            return -1;
+        }
+        if (tmpMatch.available) {
+            p->id = tmpMatch.id;
+            return 0;
         }
         p->mtime = time(NULL);
         if (db.exec(upsertText(*p, keyQueryText(*p)).c_str()) != 0) {

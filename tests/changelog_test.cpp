@@ -282,11 +282,16 @@ TEST_F(ChangelogTest, PeerRowsLeaveOutStatusButNotVersion) {
     peer.buildnum = 42;
     peer.str_sid = "sid";
     peer.str_vuro_token = "token";
+    // A write that reports nothing does not read the OU's name either: the
+    // cache push and the join write statuses of whole fleets.
+    execCountReset("FROM ou");
     ASSERT_OK(VUROTARNPeerSet(&peer));
     EXPECT_TRUE(rows().empty()) << rows()[0]["enu"];
+    EXPECT_EQ(0, execCount());
 
     peer.str_version = "7.2";
     ASSERT_OK(VUROTARNPeerSet(&peer));
+    EXPECT_EQ(1, execCount());
     Row row = onlyRow();
     EXPECT_EQ("peer_5", row["obj_id"]);
     EXPECT_EQ("ou_3", row["parent_obj_id"]);

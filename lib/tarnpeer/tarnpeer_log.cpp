@@ -49,15 +49,25 @@ int changeText(VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2, std::string& text
 
 int VUROTARNPeerLog(int status_no, int action, VURO_TARN_PEER* pPeer1, VURO_TARN_PEER* pPeer2) {
     VUROTARN_ARG_CHECK(NULL, !=, pPeer1, return -1);
+    // Most peer writes are status writes, which report nothing: that is
+    // known before the parent's name is read for a row that never comes.
+    std::string text;
+    if (pPeer2 != NULL) {
+        if (changeText(pPeer1, pPeer2, text) < 0) {
+            return -1;
+        }
+        if (text.empty()) {
+            return 0;
+        }
+    }
     VurotarnLogParams params;
     if (!params.ok()) {
         return -1;
     }
     params.push(VUROTARNPeerGetName(pPeer1));
     params.push(VUROTARNPeerGetParentName(pPeer1));
-    int change = vurotarnLogChangeParam(params, pPeer1, pPeer2, changeText);
-    if (change <= 0) {
-        return change;  // 0: nothing a reader of the log would see changed
+    if (pPeer2 != NULL) {
+        params.push(text);
     }
     return vurotarnLogWriteKey(VUROTARNPEER_LOG_STRING_MAP, status_no, action, 0, 0,
                                VUROTARNPeerGetObjID(pPeer1), VUROTARNPeerGetParentObjID(pPeer1),

@@ -412,18 +412,22 @@ demo_leftovers() {
         fi
     done
 }
-left=
-for _ in $(seq 50); do
-    left=$(demo_leftovers)
-    [ -n "$left" ] || break
-    sleep 0.1
-done
-if [ -n "$left" ]; then
-    echo "still running after the demo:" >&2
-    echo "$left" >&2
-    exit 1
-fi
-echo "none left"
+# Fails the demo when a process of it outlives its section (5 s of grace).
+leftovers_check() {
+    local left=
+    for _ in $(seq 50); do
+        left=$(demo_leftovers)
+        [ -n "$left" ] || break
+        sleep 0.1
+    done
+    if [ -n "$left" ]; then
+        echo "still running after the demo:" >&2
+        echo "$left" >&2
+        exit 1
+    fi
+    echo "none left"
+}
+leftovers_check
 
 # ---- The service: the web API and the console on 127.0.0.1 ----
 # shellcheck source=console.sh
@@ -500,15 +504,4 @@ serve_stop
 echo "stopped"
 
 step "No server, worker or browser of the demo is left"
-left=
-for _ in $(seq 50); do
-    left=$(demo_leftovers)
-    [ -n "$left" ] || break
-    sleep 0.1
-done
-if [ -n "$left" ]; then
-    echo "still running after the demo:" >&2
-    echo "$left" >&2
-    exit 1
-fi
-echo "none left"
+leftovers_check

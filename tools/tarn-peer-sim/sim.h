@@ -24,7 +24,7 @@ namespace httplib {
 class Stream;
 class Server;
 struct Response;
-}
+}  // namespace httplib
 
 namespace peersim {
 
@@ -37,17 +37,17 @@ struct Modes {
     bool closeAfterDiscovery = false;  // HTTPS: answer discovery, drop every call
     bool hang = false;                 // calls are never answered
     bool notJson = false;
-    bool tamper = false;  // one byte of a sealed answer changed
+    bool tamper = false;      // one byte of a sealed answer changed
     bool noSuccess = false;   // a JSON answer without its success member
     bool noHostname = false;  // end_join confirmed without data.hostname
     bool garbled = false;     // a text that is no JSON, sealed when the call was
     // Hostile answers (sim_hostile.cpp); the delivery modes spoil call answers only.
-    bool plainOnHttps = false;   // the HTTPS port speaks plain HTTP
-    bool wrongNameCert = false;  // a certificate of the trusted CA for another name
-    bool redirect = false;       // calls are sent on to the trap port with a 307
-    bool endless = false;        // a chunked answer that never ends
-    bool cutAnswer = false;      // half the answer, then the connection is cut
-    long long dripMs = 0;        // the answer goes out one byte every dripMs
+    bool plainOnHttps = false;    // the HTTPS port speaks plain HTTP
+    bool wrongNameCert = false;   // a certificate of the trusted CA for another name
+    bool redirect = false;        // calls are sent on to the trap port with a 307
+    bool endless = false;         // a chunked answer that never ends
+    bool cutAnswer = false;       // half the answer, then the connection is cut
+    long long dripMs = 0;         // the answer goes out one byte every dripMs
     bool spoilDiscovery = false;  // the three above spoil discovery answers too
     bool hasDiscoveryAnswer = false;
     Json::Value discoveryAnswer;  // discovery answers this as it stands
@@ -225,6 +225,9 @@ void hostileDeliver(const Modes& m, long long seq, const std::string& text, cons
 
 /* Compact JSON text, and text parsed (false when it is no JSON). */
 inline std::string jsonText(const Json::Value& v) { return vurojson::toString(v); }
+/* A control endpoint's answer: {"success":true,"data":...}, or 400 with
+ * {"success":false,"error":{"code":101,"reason":...}}. */
+void controlAnswer(httplib::Response& res, bool ok, const Json::Value& dataOrWhy);
 inline bool jsonParse(const std::string& text, Json::Value* pOut) {
     return vurojson::fromString(*pOut, text);
 }

@@ -211,19 +211,6 @@ bool settingsApply(const Json::Value& set, FetchBackServer* pFb, std::string* pW
     return true;
 }
 
-void controlAnswerFetch(httplib::Response& res, bool ok, const Json::Value& dataOrWhy) {
-    Json::Value v;
-    v["success"] = ok;
-    if (ok) {
-        v["data"] = dataOrWhy;
-    } else {
-        v["error"]["code"] = 101;
-        v["error"]["reason"] = dataOrWhy;
-        res.status = 400;
-    }
-    res.set_content(jsonText(v), "application/json");
-}
-
 /* GET: every server's settings and count. POST {"server": I|SN|"all",
  * "on", "set_versions", "central"}: changes them, then the same. */
 void controlFetchBack(const httplib::Request& req, httplib::Response& res) {
@@ -232,7 +219,7 @@ void controlFetchBack(const httplib::Request& req, httplib::Response& res) {
     Json::Value body(Json::objectValue);
     if (req.method == "POST" && !req.body.empty() &&
         (!jsonParse(req.body, &body) || !body.isObject())) {
-        return controlAnswerFetch(res, false, "body is no JSON object");
+        return controlAnswer(res, false, "body is no JSON object");
     }
     std::lock_guard<std::mutex> lock(st.mu);
     if (req.method == "POST" && body.isMember("server")) {
@@ -244,16 +231,16 @@ void controlFetchBack(const httplib::Request& req, httplib::Response& res) {
         } else if (Server* sv = s.find(key)) {
             targets.push_back(sv->index);
         } else {
-            return controlAnswerFetch(res, false, "no such server: " + key);
+            return controlAnswer(res, false, "no such server: " + key);
         }
         std::string why;
         FetchBackServer probe;
-        if (!settingsApply(body, &probe, &why)) return controlAnswerFetch(res, false, why);
+        if (!settingsApply(body, &probe, &why)) return controlAnswer(res, false, why);
         for (int i : targets) settingsApply(body, &st.of(i), &why);
     }
     Json::Value data(Json::objectValue);
     for (const auto& sv : s.servers) data[sv->sn] = describe(*sv, st.of(sv->index));
-    controlAnswerFetch(res, true, data);
+    controlAnswer(res, true, data);
 }
 
 }  // namespace

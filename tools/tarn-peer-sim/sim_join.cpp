@@ -20,7 +20,22 @@ JoinState& joinState() {
     return state;
 }
 
-void answer(httplib::Response& res, bool ok, const Json::Value& dataOrWhy) {
+/* GET /_sim/fetches: {"count": N, "servers": {"<serial>": n, ...}} */
+void controlFetches(const httplib::Request&, httplib::Response& res) {
+    JoinState& st = joinState();
+    Json::Value data;
+    std::lock_guard<std::mutex> lock(st.mu);
+    data["count"] = (Json::Int64)st.fetchTotal;
+    data["servers"] = Json::objectValue;
+    for (const auto& f : st.fetches) {
+        data["servers"][sim().servers[(size_t)f.first]->sn] = (Json::Int64)f.second;
+    }
+    controlAnswer(res, true, data);
+}
+
+}  // namespace
+
+void controlAnswer(httplib::Response& res, bool ok, const Json::Value& dataOrWhy) {
     Json::Value v;
     v["success"] = ok;
     if (ok) {
@@ -32,21 +47,6 @@ void answer(httplib::Response& res, bool ok, const Json::Value& dataOrWhy) {
     }
     res.set_content(jsonText(v), "application/json");
 }
-
-/* GET /_sim/fetches: {"count": N, "servers": {"<serial>": n, ...}} */
-void controlFetches(const httplib::Request&, httplib::Response& res) {
-    JoinState& st = joinState();
-    Json::Value data;
-    std::lock_guard<std::mutex> lock(st.mu);
-    data["count"] = (Json::Int64)st.fetchTotal;
-    data["servers"] = Json::objectValue;
-    for (const auto& f : st.fetches) {
-        data["servers"][sim().servers[(size_t)f.first]->sn] = (Json::Int64)f.second;
-    }
-    answer(res, true, data);
-}
-
-}  // namespace
 
 void joinControlInstall(httplib::Server& control) {
     control.Get("/_sim/fetches", controlFetches);

@@ -115,6 +115,16 @@ void VUROTARNPeerScoutEnd() {
     gpLog = NULL;
 }
 
+/* One side of the scan on the discovery port, waiting timeoutSec. */
+static void connSet(SCOUTCONN* pConn, const char* szIP, int timeoutSec, SCOUTLOG* pLog) {
+    snprintf(pConn->szDestIP, sizeof(pConn->szDestIP), "%s", szIP);
+    pConn->iPort = 9999;
+    pConn->iTimeoutSec = timeoutSec;
+    pConn->iTimeoutMSec = 0;
+    pConn->pfuncIsCancel = NULL;
+    pConn->pfunLogOp = pLog;
+}
+
 int VUROTARNPeerGetScoutInfoBySN(std::vector<std::string>& vSerials,
                                  std::vector<NASINFO>& retNasInfo) {
     if (VUROTARNPeerScoutBegin(vSerials, retNasInfo) != 0) return -1;
@@ -135,21 +145,11 @@ int VUROTARNPeerGetScoutInfoBySN(std::vector<std::string>& vSerials,
     request.ulPacketType = SCOUT_PKT_REQUEST;
     request.ulScoutVersion = 0x1020000;
     request.ulExpireTime = 120;
-    // Answers are heard on loopback unless scout.conf's recv_ip asks for
-    // more (0.0.0.0 for a real LAN): nothing listens beyond this machine
-    // that nobody asked for.
-    snprintf(recvConn.szDestIP, sizeof(recvConn.szDestIP), "127.0.0.1");
-    recvConn.iPort = 9999;
-    recvConn.iTimeoutSec = 12;
-    recvConn.iTimeoutMSec = 0;
-    recvConn.pfuncIsCancel = NULL;
-    recvConn.pfunLogOp = &log;
-    snprintf(sendConn.szDestIP, sizeof(sendConn.szDestIP), "255.255.255.255");
-    sendConn.iPort = 9999;
-    sendConn.iTimeoutSec = 4;
-    sendConn.iTimeoutMSec = 0;
-    sendConn.pfuncIsCancel = NULL;
-    sendConn.pfunLogOp = &log;
+    // Answers are heard on loopback unless scout.conf's recv_ip names every
+    // interface for a real LAN: nothing listens beyond this machine that
+    // nobody asked for.
+    connSet(&recvConn, "127.0.0.1", 12, &log);
+    connSet(&sendConn, "255.255.255.255", 4, &log);
     recv.pfuncLocker = NULL;
     recv.pfuncIsAccept = isAccept;
     recv.pfuncAdd = addNasinfoToList;

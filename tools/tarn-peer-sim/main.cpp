@@ -124,6 +124,17 @@ bool numberRead(const char* text, long min, long max, long* pOut) {
 
 // ---- ctl ----
 
+/* One KEY=VALUE word into *pSet; a value is JSON when it parses as such,
+ * text otherwise. False for a word without a key. */
+bool keyValueTake(const char* word, Json::Value* pSet) {
+    const char* eq = strchr(word, '=');
+    if (eq == nullptr || eq == word) return false;
+    Json::Value v;
+    if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
+    (*pSet)[std::string(word, eq - word)] = v;
+    return true;
+}
+
 int ctlPrint(bool ok, const tarntest::PeerSimControl& ctl, const Json::Value& out) {
     if (!ok) {
         fprintf(stderr, "tarn-peer-sim ctl: %s\n", ctl.error().c_str());
@@ -175,12 +186,7 @@ int ctlMain(int argc, char** argv) {
                 clear = true;
                 continue;
             }
-            const char* eq = strchr(argv[i], '=');
-            if (eq == nullptr || eq == argv[i]) return usage();
-            Json::Value v;
-            // A value is JSON when it parses as such, text otherwise.
-            if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
-            modes[std::string(argv[i], eq - argv[i])] = v;
+            if (!keyValueTake(argv[i], &modes)) return usage();
         }
         if (clear && !ctl.clearMode(server)) return ctlPrint(false, ctl, Json::Value());
         if (!clear && modes.empty()) return ctlPrint(true, ctl, ctl.mode(server));
@@ -228,11 +234,7 @@ int ctlMain(int argc, char** argv) {
         std::string server = argv[i++];
         Json::Value set(Json::objectValue);
         for (; i < argc; i++) {
-            const char* eq = strchr(argv[i], '=');
-            if (eq == nullptr || eq == argv[i]) return usage();
-            Json::Value v;
-            if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
-            set[std::string(argv[i], eq - argv[i])] = v;
+            if (!keyValueTake(argv[i], &set)) return usage();
         }
         Json::Value now = ctl.scout(server, set);
         return ctlPrint(!now.isNull(), ctl, now);
@@ -245,11 +247,7 @@ int ctlMain(int argc, char** argv) {
         Json::Value set(Json::objectValue);
         if (i < argc) set["server"] = argv[i++];
         for (; i < argc; i++) {
-            const char* eq = strchr(argv[i], '=');
-            if (eq == nullptr || eq == argv[i]) return usage();
-            Json::Value v;
-            if (!vurojson::fromString(v, eq + 1)) v = std::string(eq + 1);
-            set[std::string(argv[i], eq - argv[i])] = v;
+            if (!keyValueTake(argv[i], &set)) return usage();
         }
         Json::Value now = ctl.fetchBack(set);
         return ctlPrint(!now.isNull(), ctl, now);

@@ -115,7 +115,6 @@ TEST_F(ChangelogTest, OuEditShowsTheChangesInEveryLanguage) {
                        ger("gpo_tree:chk_block_inheritance") + ": " + ger("log:disable") + " -> " +
                            ger("log:enable") + ", " + ger("log:name") + ": Sales -> Sales EU"}),
               row["ger"]);
-    EXPECT_NE(std::string::npos, row["ger"].find("Vererbung blockieren: Deaktiviert -> Aktiviert"));
     for (const char* lang : kLangs) {
         EXPECT_NE("", row[lang]) << lang;
         EXPECT_EQ(std::string::npos, row[lang].find("{log:")) << lang << ": " << row[lang];
@@ -161,9 +160,6 @@ TEST_F(ChangelogTest, RootOuHasOnlyEditRowsWithoutParent) {
     EXPECT_EQ("6", row["level"]);
     EXPECT_EQ(message(enu_, "ou_edit_simple", {enu("gpo_tree:root_ou"), "Description:  -> top"}),
               row["enu"]);
-    EXPECT_EQ(
-        message(ger_, "ou_edit_simple", {ger("gpo_tree:root_ou"), ger("log:desc") + ":  -> top"}),
-        row["ger"]);
 
     rowsClear();
     edited.str_name = "Top";
@@ -233,11 +229,6 @@ TEST_F(ChangelogTest, PolicyRows) {
         message(enu_, "gpo_edit_under_ou",
                 {"Base", "Europe", "Name: Base -> Base 2, Settings, Location: Europe -> nas5"}),
         row["enu"]);
-    EXPECT_EQ(message(ger_, "gpo_edit_under_ou",
-                      {"Base", "Europe",
-                       ger("log:name") + ": Base -> Base 2, " + ger("log:setting") + ", " +
-                           ger("log:location") + ": Europe -> nas5"}),
-              row["ger"]);
 
     // Now under the peer: the peer's keys, and a move back to an OU.
     rowsClear();
@@ -296,9 +287,6 @@ TEST_F(ChangelogTest, PeerRowsLeaveOutStatusButNotVersion) {
     EXPECT_EQ("peer_5", row["obj_id"]);
     EXPECT_EQ("ou_3", row["parent_obj_id"]);
     EXPECT_EQ(message(enu_, "peer_edit", {"nas5", "Europe", "Version: 7.1 -> 7.2"}), row["enu"]);
-    EXPECT_EQ(
-        message(ger_, "peer_edit", {"nas5", "Europe", ger("server:version") + ": 7.1 -> 7.2"}),
-        row["ger"]);
 
     // A peer whose OU is gone still leaves when deleted, with an empty {1}.
     sql("INSERT INTO peer(id, sn, hostname, parent_id) VALUES (6,'SN6','nas6',99);");
@@ -308,7 +296,6 @@ TEST_F(ChangelogTest, PeerRowsLeaveOutStatusButNotVersion) {
     EXPECT_EQ("6", row["level"]);
     EXPECT_EQ("ou_99", row["parent_obj_id"]);
     EXPECT_EQ(message(enu_, "peer_disjoin", {"nas6", ""}), row["enu"]);
-    EXPECT_EQ(message(ger_, "peer_disjoin", {"nas6", ""}), row["ger"]);
 }
 
 TEST_F(ChangelogTest, DelegateRowsNameUserOrGroupAndTarget) {
@@ -350,8 +337,6 @@ TEST_F(ChangelogTest, DelegateRowsNameUserOrGroupAndTarget) {
     EXPECT_EQ("ou_0", row["parent_obj_id"]);
     EXPECT_EQ(message(enu_, "delegate_delete_by_user_under_ou", {"zoe", enu("gpo_tree:root_ou")}),
               row["enu"]);
-    EXPECT_EQ(message(ger_, "delegate_delete_by_user_under_ou", {"zoe", ger("gpo_tree:root_ou")}),
-              row["ger"]);
 
     // Failures, by the writer's own keys.
     rowsClear();

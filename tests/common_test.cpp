@@ -63,9 +63,7 @@ TEST(Diagnostics, TraceShapesAndTerminalTwin) {
     giTerminalDebug = 1;
     errno = 0;
     VUROTARN_TRACE("to both %d\n", 7);
-    int v = 0;
     EXPECT_EQ(-1, checkedCall(nullptr, 1));  // argument checks stay in the log
-    (void)v;
     giTerminalDebug = 0;
 
     fflush(stdout);
@@ -206,11 +204,9 @@ TEST(SqlText, ConditionBuilder) {
               condition({{"sort_by_no_escape", "b"}, {"sort_by", "a"}}));
     // No sort key: no "order by"; SQLite refuses it later.
     EXPECT_EQ("  COLLATE NOCASE ASC  ", condition({{"sort_direction", "ASC"}}));
-    EXPECT_EQ("  limit 'ten'  ", condition({{"limit", "ten"}}));
     // Raw filters are not quoted, column filters are; any case of sqlWhere.
     EXPECT_EQ(" where  id>1  and  \"name\"='O''Neil' ",
               condition({{"SQLWHERE", "id>1"}, {"name", "O'Neil"}}));
-    EXPECT_EQ(" where  \"a\"='b' ", condition({{"a", "b"}}));
     int r = 0;
     // Names are identifiers whatever they hold; a direction is ASC or DESC,
     // and unquoted sort terms are names with a direction, or refused.
@@ -235,10 +231,6 @@ TEST(SqlText, ConditionBuilder) {
     condition({{"a", "b"}}, 11, &r);
     EXPECT_EQ(-1, r);
     EXPECT_TRUE(logHas("szSQL buffer is not big enough, size=11")) << logDump();
-    logClear();
-    condition({{"a", "b"}, {"sort_by", "name"}}, 16, &r);
-    EXPECT_EQ(-1, r);
-    EXPECT_TRUE(logHas("szSQL buffer is not big enough, size=16")) << logDump();
     logClear();
     char buf[8];
     EXPECT_EQ(-1, VUROTARNSQLConditionCreate(nullptr, buf, sizeof(buf)));

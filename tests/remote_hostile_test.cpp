@@ -416,11 +416,8 @@ TEST_F(RemoteHostileTest, RelayAnswersOfTheWrongShape) {
         {"[]", "GetConnInfoPortal: ["},
         {R"({"success":"yes","data":{"host":"127.0.0.1","protocol":"http","port":1}})",
          "GetConnInfoPortal: ["},
-        {R"({"success":true,"data":{"host":["127.0.0.1"],"protocol":"http","port":1}})",
-         "GetConnInfoPortal: ["},
         {R"({"success":true,"data":{"host":"127.0.0.1","protocol":["http"],"port":1}})",
          "Relay Path Format Invalid["},
-        {R"({"host":"127.0.0.1","protocol":null,"port":"80"})", "Relay Path Format Invalid["},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.raw);

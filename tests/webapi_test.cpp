@@ -91,19 +91,6 @@ TEST_F(WebapiTest, CredentialFromRecordTakesHttpsFirstAndFallsThroughToHttp) {
     EXPECT_EQ("token-of-the-peer", sessText(sess.get(), VUROCredSessItemGetAccessToken));
     EXPECT_EQ("csrf-1", sessText(sess.get(), VUROCredSessItemGetCsrfToken));
 
-    // An HTTPS port the setter refuses: HTTP is taken instead, and no CSRF
-    // token is set when the record has none.
-    PeerWays bad;
-    bad.http = 5000;
-    bad.https = 70000;
-    long idBad = peerStore("S-BAD", bad);
-    Cred cred2(VUROCredAlloc());
-    Sess sess2(VUROCredSessAlloc());
-    ASSERT_OK(VUROTARNPeerGetCredential(idBad, cred2.get(), sess2.get()));
-    EXPECT_EQ("http", credText(cred2.get(), VUROCredItemGetProtocol));
-    EXPECT_EQ(5000, credNumber(cred2.get(), VUROCredItemGetPort));
-    EXPECT_EQ("<unset>", sessText(sess2.get(), VUROCredSessItemGetCsrfToken));
-
     // No usable port: -1, with what was set before the failure left behind.
     PeerWays none;
     none.https = 70000;

@@ -238,23 +238,4 @@ Json::Value parse(const std::string& text) {
     return v;
 }
 
-pid_t childThatHolds(const std::function<bool()>& work, bool* pOk) {
-    *pOk = false;
-    int ready[2];
-    if (pipe(ready) != 0) return -1;
-    pid_t child = fork();
-    if (child == 0) {
-        close(ready[0]);
-        char c = work() ? 'y' : 'n';
-        if (write(ready[1], &c, 1) != 1) _exit(2);
-        pause();
-        _exit(0);
-    }
-    close(ready[1]);
-    char c = 0;
-    if (child > 0 && read(ready[0], &c, 1) == 1) *pOk = c == 'y';
-    close(ready[0]);
-    return child;
-}
-
 }  // namespace tarntest

@@ -154,11 +154,6 @@ protected:
     PeerSim sim_;
 };
 
-/* A child process that runs work, tells whether it succeeded and then
- * waits to be killed, holding whatever work made. Its pid, or -1; *pOk is
- * what it told. */
-pid_t childThatHolds(const std::function<bool()>& work, bool* pOk);
-
 /* Turns off LeakSanitizer's check at exit in this process and the
  * children it forks from now on: the check needs a thread of its own, which
  * a test that limits the processes of a user takes away. Nothing without

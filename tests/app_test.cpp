@@ -93,10 +93,8 @@ TEST_F(AppTest, UpsertWritesOnlyWhatItCompares) {
     EXPECT_EQ("2", sqlValue("SELECT count(*) FROM app"));
 
     // Set refuses the new-record marker; a missing row is no failure of Get.
-    logClear();
     VURO_TARN_APP fresh = makeApp(1, "notes");
     EXPECT_EQ(-1, VUROTARNAppSet(&fresh));
-    EXPECT_TRUE(logHas("Invalid id: [18446744073709551615]")) << logDump();
     EXPECT_EQ("2", sqlValue("SELECT count(*) FROM app"));
     VURO_TARN_APP none;
     EXPECT_OK(VUROTARNAppGet(9999, &none));
@@ -111,9 +109,6 @@ TEST_F(AppTest, UpsertWritesOnlyWhatItCompares) {
     EXPECT_EQ(0ULL, read.id);
     EXPECT_EQ(0, read.port);
     EXPECT_FALSE(read.available);
-    long got = -1;
-    ASSERT_OK(VUROTARNAppItemGetPeerID(&got, &other));
-    EXPECT_EQ(2, got);
 }
 
 TEST_F(AppTest, JsonNameFallbacksAndAdditionalKeys) {
@@ -162,7 +157,6 @@ TEST_F(AppTest, JsonNameFallbacksAndAdditionalKeys) {
 
     Json::Value notArray("x");
     EXPECT_EQ(-1, VUROTARNAppStructToJson(nullptr, &app, notArray, j));
-    EXPECT_TRUE(logHas("Invaild Argument (true == jAdditional.isArray())"));
 }
 
 TEST_F(AppTest, DeleteTakesOnlyItsOwnIconsAndRunsTheHooks) {
@@ -195,7 +189,7 @@ TEST_F(AppTest, DeleteTakesOnlyItsOwnIconsAndRunsTheHooks) {
 }
 
 /* A peerinfo entry that is a link out of the root: the delete goes on, the
- * icons it leads to stay and the failure is traced. */
+ * icons it leads to stay. */
 TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
     VURO_TARN_APP a = makeApp(1, "files");
     ASSERT_OK(VUROTARNAppCreate(&a));
@@ -212,7 +206,6 @@ TEST_F(AppTest, DeleteNeverFollowsAPeerinfoLinkOutOfTheRoot) {
     ASSERT_OK(VUROTARNAppDelete(a.id));
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM app"));
     EXPECT_EQ("png", readFile(canary + "/apps/icon.png"));
-    EXPECT_TRUE(logHas("0 > VUROFSRemoveTree(szPath)")) << logDump();
 }
 
 TEST_F(AppTest, CommandLine) {

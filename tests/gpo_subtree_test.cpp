@@ -354,8 +354,6 @@ TEST_F(SubtreeTest, ToolPrintsTheSubtreeAndRefusesBadChanges) {
          {"not json", "{}", "[{\"op\":\"paint\",\"ou\":1}]",
           "[{\"op\":\"block\",\"ou\":9,\"value\":1}]", "[{\"op\":\"block\",\"ou\":1,\"value\":7}]",
           "[{\"op\":\"move\",\"ou\":1,\"parent\":2}]",
-          "[{\"op\":\"move\",\"peer\":1,\"parent\":44}]",
-          "[{\"op\":\"setting\",\"gpo\":9,\"setting\":{}}]",
           "[{\"op\":\"link\",\"ou\":1,\"links\":{\"order\":[{\"id\":1}]}}]"}) {
         std::string err;
         EXPECT_EQ(2, runProgram({TARN_CLI_PATH, "--root", root_, "evaluate", "--ou", "1",

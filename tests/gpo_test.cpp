@@ -3,8 +3,6 @@
  * the refused and failed writes, and "tarn gpo". */
 #include <json/json.h>
 
-#include <sstream>
-
 #include "tarn_test.h"
 #include "vurotarn.h"
 
@@ -79,8 +77,6 @@ TEST_F(GpoTest, OwnedByOusAndPeersAndListedByOwner) {
               sqlValue("SELECT linked_gpo FROM ou WHERE id=" + std::to_string(ou.id)));
     ASSERT_OK(VUROTARNGpoClear(&back));
     EXPECT_EQ(-1, VUROTARNGpoGet(alpha, &back));
-    EXPECT_TRUE(logHas("Failed to get VURO_TARN_GPO, id = [" + std::to_string(alpha) + "]"))
-        << logDump();
 }
 
 TEST_F(GpoTest, JsonForms) {
@@ -135,9 +131,7 @@ TEST_F(GpoTest, JsonForms) {
     EXPECT_EQ(VURO_TARN_TYPE_PEER, gpo.parent_type);  // absent: kept
     EXPECT_EQ("{\"b\":2}", gpo.str_setting);
 
-    logClear();
     EXPECT_EQ(-1, VUROTARNGpoStructToJson(nullptr, Json::Value(), j));
-    EXPECT_TRUE(logHas("Invaild Argument (__null != pGpo)=[0]")) << logDump();
 }
 
 TEST_F(GpoTest, PluginsReceiveTheWholeSettingAndTheNumbers) {
@@ -181,14 +175,10 @@ TEST_F(GpoTest, RefusedAndFailedWrites) {
     VURO_TARN_GPO ghost;
     ghost.id = 777;
     EXPECT_EQ(-1, VUROTARNGpoSet(&ghost));  // no row: no hook
-    EXPECT_TRUE(logHas("get VURO_TARN_GPO failed. id:[777] [0x")) << logDump();
     ghost.id = -2;
     EXPECT_EQ(-1, VUROTARNGpoSave(&ghost));
-    EXPECT_TRUE(logHas("Invalid id: [-2]")) << logDump();
-    EXPECT_TRUE(logHas("Set VURO_TARN_GPO failed. [-2]"));
     EXPECT_EQ("", readFile(sys("/set.log")));
     EXPECT_EQ(-1, VUROTARNGpoDelete(777));
-    EXPECT_TRUE(logHas("get VURO_TARN_GPO failed. id:[777]"));
 
     // The read-back compares the setting too: a row whose setting is not
     // what was written is a failed write, and POST sees it.
@@ -196,14 +186,11 @@ TEST_F(GpoTest, RefusedAndFailedWrites) {
     sql("CREATE TRIGGER mangle AFTER UPDATE ON gpo BEGIN "
         "UPDATE gpo SET setting = setting || ' ' WHERE id = NEW.id AND setting NOT LIKE '% '; "
         "END;");
-    logClear();
     VURO_TARN_GPO gpo;
     ASSERT_OK(VUROTARNGpoGet(id, &gpo));
     gpo.str_setting = "{\"gpo_content\":{\"x\":1}}";
     EXPECT_EQ(-1, VUROTARNGpoSet(&gpo));
     EXPECT_EQ(ERR_WRITE_FAILED, QLIBCErrGet());
-    EXPECT_TRUE(logHas("Failed to set VURO_TARN_GPO, id = [" + std::to_string(id) + "]"))
-        << logDump();
     EXPECT_EQ("PRE 0\nPOST -1\n", readFile(sys("/set.log")));
 }
 

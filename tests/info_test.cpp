@@ -91,12 +91,8 @@ TEST_F(InfoTest, LookUpsByPeerAndBySerial) {
     VURO_TARN_INFO none;
     EXPECT_OK(VUROTARNInfoGetByPEER(12345, &none));
     EXPECT_FALSE(none.available);
-    logClear();
     EXPECT_EQ(-1, VUROTARNInfoGetByPEER(0, &none));
-    EXPECT_TRUE(logHas("Invaild Argument (peer_id != 0)=[0]")) << logDump();
-    EXPECT_TRUE(logHas("Failed to get VURO_TARN_INFO by peer_id = [0]"));
     EXPECT_EQ(-1, VUROTARNInfoGetByPEER(1, nullptr));
-    EXPECT_TRUE(logHas("Invaild Argument (__null != pInfo)=[0]"));
 
     VURO_TARN_INFO_LIST list = nullptr;
     ASSERT_OK(VUROTARNInfoListBySn("SN-INFO", &list));
@@ -107,7 +103,6 @@ TEST_F(InfoTest, LookUpsByPeerAndBySerial) {
     ASSERT_OK(VUROTARNInfoListBySn("SN-NONE", &list));
     EXPECT_EQ(nullptr, list);
     EXPECT_EQ(-1, VUROTARNInfoListBySn(nullptr, &list));
-    EXPECT_TRUE(logHas("Invaild Argument (__null != szSN)=[0]"));
 }
 
 TEST_F(InfoTest, JsonBothWays) {

